@@ -1,0 +1,41 @@
+# Thin wrapper over CMake: every target bootstraps first, so a fresh clone needs only `make`.
+BUILD_DIR ?= build
+JOBS ?= $(shell nproc)
+CMAKE_FLAGS ?=
+SANITIZE ?= 0
+
+ifeq ($(SANITIZE),1)
+  BUILD_DIR := build-sanitize
+  CMAKE_FLAGS += -DVEYRAKIT_SANITIZE=ON -DCMAKE_BUILD_TYPE=Debug -DVEYRAKIT_BUILD_BENCH=OFF
+else
+  CMAKE_FLAGS += -DCMAKE_BUILD_TYPE=RelWithDebInfo
+endif
+
+.PHONY: all bootstrap configure build test demo install clean bench
+
+all: build
+
+bootstrap:
+	@scripts/bootstrap
+
+configure: bootstrap
+	@cmake -S . -B $(BUILD_DIR) $(CMAKE_FLAGS) >/dev/null
+
+build: configure
+	@cmake --build $(BUILD_DIR) -j $(JOBS)
+
+test: build
+	@cd $(BUILD_DIR) && ASAN_OPTIONS=detect_leaks=1:abort_on_error=0 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+	  ctest --output-on-failure -j $(JOBS) --timeout 300
+
+demo: build
+	@$(BUILD_DIR)/tools/demo/veyrakit-demo $(ARGS)
+
+bench: build
+	@$(BUILD_DIR)/bench/veyrakit-bench
+
+install: build
+	@cmake --install $(BUILD_DIR) $(if $(PREFIX),--prefix $(PREFIX),)
+
+clean:
+	@rm -rf build build-sanitize

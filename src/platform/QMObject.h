@@ -1,0 +1,64 @@
+#pragma once
+#include <any>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/QMExport.h"
+
+// Key-value observation options and change-dictionary keys, as on the platform.
+enum QMKeyValueObservingOptions : unsigned {
+    NSKeyValueObservingOptionNew = 0x01,
+    NSKeyValueObservingOptionOld = 0x02,
+};
+inline constexpr const char* NSKeyValueChangeNewKey = "new";
+inline constexpr const char* NSKeyValueChangeOldKey = "old";
+
+// The change dictionary handed to observers: NSKeyValueChangeNewKey holds the new value
+// (when the option asked for it and the setter supplied it) as a std::any.
+using QMKeyValueChange = std::map<std::string, std::any>;
+
+// Root of every class of the library: shared ownership, identity, a description used by `%@`,
+// and key-value observation with the platform's semantics (synchronous delivery on the
+// changing thread, removal of an unregistered observation throws, observers may remove
+// themselves or others while a change is being delivered).
+class VEYRAKIT_EXPORT QMObject : public std::enable_shared_from_this<QMObject> {
+public:
+    QMObject();
+    virtual ~QMObject();
+    QMObject(const QMObject&) = delete;
+    QMObject& operator=(const QMObject&) = delete;
+
+    // "<ClassName: 0x...>" by default.
+    virtual std::string description() const;
+    std::string className() const;
+
+    // Observation of `keyPath` (a single key) on this object. The observer is not retained.
+    void addObserver(QMObject* observer, const std::string& keyPath, unsigned options, void* context);
+    // Removes the matching observation (the most recent one when several match); throws
+    // QMInvalidArgumentException when there is none, as the platform does.
+    void removeObserver(QMObject* observer, const std::string& keyPath);
+    void removeObserver(QMObject* observer, const std::string& keyPath, void* context);
+    std::size_t observationCount() const;  // for tests: registrations currently held
+
+    // Called by observed objects around a change. didChangeValueForKey delivers to every
+    // observer registered for the key at that moment, in registration order.
+    void willChangeValueForKey(const std::string& key);
+    void didChangeValueForKey(const std::string& key);
+    void didChangeValueForKey(const std::string& key, std::any newValue);
+
+    // Receives changes of observed objects. The default does nothing.
+    virtual void observeValueForKeyPath(const std::string& keyPath, QMObject* object,
+                                        const QMKeyValueChange& change, void* context);
+
+    template <typename T>
+    std::shared_ptr<T> selfAs() {
+        return std::dynamic_pointer_cast<T>(shared_from_this());
+    }
+
+private:
+    struct Observation;
+    std::vector<std::shared_ptr<Observation>> observations_;
+};

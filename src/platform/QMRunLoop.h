@@ -1,0 +1,76 @@
+#pragma once
+#include <atomic>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+
+#include "platform/QMObject.h"
+
+class QMTimer;
+class QMURLTransfer;
+
+// The main run loop: one thread runs tasks, timers and URL transfers (libcurl multi) in order.
+// post() is safe from any thread. An exception escaping a callback is caught, written to the
+// console, and the loop goes on.
+class VEYRAKIT_EXPORT QMRunLoop : public QMObject {
+public:
+    QMRunLoop();
+    ~QMRunLoop() override;
+
+    // The process' main loop. Created (real time) on first use unless one was installed.
+    static std::shared_ptr<QMRunLoop> mainRunLoop();
+    // Installs a loop (typically a QMVirtualRunLoop in tests and the demo) as the main loop;
+    // nullptr drops it so that the next mainRunLoop() makes a fresh real-time one.
+    static void setMainRunLoop(std::shared_ptr<QMRunLoop> loop);
+
+    void post(std::function<void()> task);
+    void run();                                       // until stop()
+    void runUntilDate(int64_t dateMillis);            // until the loop's clock reaches the date
+    bool runUntil(const std::function<bool()>& predicate, int64_t timeoutMillis);  // true if met
+    void stop();
+
+    // The loop's clock: microseconds since 1970 (wall clock, or virtual).
+    virtual int64_t nowMicros() const;
+    int64_t nowMillis() const { return nowMicros() / 1000; }
+    virtual bool isVirtual() const { return false; }
+
+    // Used by QMTimer and the URL loading system.
+    void addTimer(const std::shared_ptr<QMTimer>& timer);
+    void removeTimer(const QMTimer* timer);
+    std::size_t timerCount() const;  // scheduled timers (for tests)
+    void addTransfer(const std::shared_ptr<QMURLTransfer>& transfer);
+    void removeTransfer(const QMURLTransfer* transfer);
+    std::size_t transferCount() const;  // URL transfers in flight (for tests)
+
+protected:
+    // Runs whatever is due now; returns false when nothing was done.
+    bool runOnce(int64_t maxWaitMicros);
+    // Virtual loops override how time passes while idle.
+    virtual void idleUntil(int64_t wakeMicros);
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> impl_;
+    friend class QMVirtualRunLoop;
+};
+
+// Same loop on a virtual clock: when nothing is runnable and no I/O is in flight, time jumps to
+// the next timer. Real sockets keep working: while a transfer is in flight the loop waits for it
+// (virtual time does not move meanwhile).
+class VEYRAKIT_EXPORT QMVirtualRunLoop : public QMRunLoop {
+public:
+    explicit QMVirtualRunLoop(int64_t startMillis = 1'700'000'000'000);
+    int64_t nowMicros() const override;
+    bool isVirtual() const override { return true; }
+    // Runs everything due within the next `ms` milliseconds, then leaves the clock there.
+    void advanceBy(int64_t ms);
+
+protected:
+    void idleUntil(int64_t wakeMicros) override;
+
+private:
+    std::atomic<int64_t> nowMicros_;
+};

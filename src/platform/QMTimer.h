@@ -1,0 +1,44 @@
+#pragma once
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+#include "platform/QMObject.h"
+
+class QMRunLoop;
+
+// NSTimer semantics on the main run loop. A repeating timer keeps its phase: it fires at
+// start + k * interval; a late fire does not shift later ones and missed fires are not replayed
+// in a burst. The callback (and whatever it captures: the timer's target) is held until the
+// timer is invalidated, or until a one-shot timer has fired. invalidate() is safe from inside the
+// timer's own callback.
+class VEYRAKIT_EXPORT QMTimer : public QMObject {
+public:
+    using Callback = std::function<void(QMTimer&)>;
+
+    static std::shared_ptr<QMTimer> scheduledTimerWithTimeInterval(double seconds, Callback callback,
+                                                                   bool repeats);
+    static std::shared_ptr<QMTimer> scheduledTimerWithTimeInterval(double seconds, Callback callback,
+                                                                   bool repeats,
+                                                                   const std::shared_ptr<QMRunLoop>& loop);
+
+    void invalidate();
+    bool isValid() const { return valid_; }
+    bool repeats() const { return repeats_; }
+    double timeInterval() const { return intervalMicros_ / 1e6; }
+    int64_t fireDateMicros() const { return fireMicros_; }
+
+    // Used by the run loop: runs the callback and computes the next fire date.
+    void fire(int64_t nowMicros);
+
+    QMTimer(int64_t intervalMicros, Callback callback, bool repeats, int64_t firstFireMicros);
+
+private:
+    int64_t intervalMicros_;
+    Callback callback_;
+    bool repeats_;
+    bool valid_ = true;
+    int64_t fireMicros_;
+    std::weak_ptr<QMRunLoop> loop_;
+    friend class QMRunLoop;
+};

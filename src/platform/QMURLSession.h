@@ -1,0 +1,56 @@
+#pragma once
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "platform/QMError.h"
+#include "platform/QMObject.h"
+#include "platform/QMURLRequest.h"
+
+class QMURLSessionDataTask;
+
+// The shared URL session: data tasks run on the session's own worker thread and their
+// completion handlers run there too (not on the main loop). Honours the stub registry.
+class VEYRAKIT_EXPORT QMURLSession : public QMObject {
+public:
+    using CompletionHandler = std::function<void(const std::optional<std::string>& data,
+                                                 const std::shared_ptr<QMHTTPURLResponse>& response,
+                                                 const std::shared_ptr<QMError>& error)>;
+
+    static std::shared_ptr<QMURLSession> sharedSession();
+
+    std::shared_ptr<QMURLSessionDataTask> dataTaskWithRequest(const std::shared_ptr<QMURLRequest>& request,
+                                                              CompletionHandler completionHandler);
+    std::shared_ptr<QMURLSessionDataTask> dataTaskWithURL(const std::shared_ptr<QMURL>& url,
+                                                          CompletionHandler completionHandler);
+
+    // Blocks until every task resumed so far has completed (tests and orderly shutdown).
+    void waitForIdle();
+    // Stops the worker thread (joined); a later task restarts it.
+    void shutdown();
+
+    QMURLSession();
+    ~QMURLSession() override;
+
+private:
+    friend class QMURLSessionDataTask;
+    void enqueue(std::shared_ptr<QMURLSessionDataTask> task);
+    struct Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+class VEYRAKIT_EXPORT QMURLSessionDataTask : public QMObject {
+public:
+    QMURLSessionDataTask(std::weak_ptr<QMURLSession> session, std::shared_ptr<QMURLRequest> request,
+                         QMURLSession::CompletionHandler handler);
+    void resume();
+    const std::shared_ptr<QMURLRequest>& originalRequest() const { return request_; }
+    QMURLSession::CompletionHandler& completionHandler() { return handler_; }
+
+private:
+    std::weak_ptr<QMURLSession> session_;
+    std::shared_ptr<QMURLRequest> request_;
+    QMURLSession::CompletionHandler handler_;
+    bool resumed_ = false;
+};

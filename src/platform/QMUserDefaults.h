@@ -1,0 +1,34 @@
+#pragma once
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "platform/QMJSON.h"
+#include "platform/QMObject.h"
+
+// Persistent key/value store. Backed by a JSON file written atomically (temporary file +
+// rename). Location: $VEYRAKIT_DEFAULTS_PATH, else $XDG_CONFIG_HOME/veyrakit/defaults.json, else
+// ~/.config/veyrakit/defaults.json. An unreadable or corrupt file is moved aside
+// (<file>.corrupt) with a console line; the store then starts empty. Never throws to the caller.
+class VEYRAKIT_EXPORT QMUserDefaults : public QMObject {
+public:
+    static std::shared_ptr<QMUserDefaults> standardUserDefaults();
+    // Drops the shared instance so that the next call reloads from the (possibly new) location.
+    static void resetStandardUserDefaults();
+
+    explicit QMUserDefaults(std::string path);
+
+    std::optional<QMJSON> objectForKey(const std::string& key) const;
+    std::optional<std::string> stringForKey(const std::string& key) const;  // only string values
+    void setObject(const QMJSON& value, const std::string& forKey);
+    void removeObjectForKey(const std::string& key);
+    bool synchronize();  // writes the file; false (with a console line) when it cannot
+    const std::string& path() const { return path_; }
+
+private:
+    void load();
+    std::string path_;
+    mutable std::mutex mutex_;
+    QMJSON values_ = QMJSON::object();
+};

@@ -1,0 +1,20 @@
+#pragma once
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "platform/QMObject.h"
+
+// Device facts for the User-Agent. Read from uname(2): model = machine ("x86_64"), systemName =
+// sysname ("Linux"), systemVersion = release. Tests override them.
+class VEYRAKIT_EXPORT UIDevice : public QMObject {
+public:
+    static std::shared_ptr<UIDevice> currentDevice();
+    static void overrideFacts(std::optional<std::string> model, std::optional<std::string> systemName,
+                              std::optional<std::string> systemVersion);
+    static void clearOverride();
+
+    std::string model() const;
+    std::string systemName() const;
+    std::string systemVersion() const;
+};
