@@ -1,0 +1,11 @@
+#pragma once
+#include "platform/QMObject.h"
+
+// Watches one aspect of the player; its event manager switches it on and off with its siblings.
+class VEYRAKIT_EXPORT QMEventHandler : public QMObject {
+public:
+    QMEventHandler() = default;
+
+    virtual void attachHandlers();
+    virtual void detachHandlers();
+};

@@ -1,0 +1,21 @@
+#pragma once
+#include <mutex>
+#include <optional>
+
+#include "metrics/QMMetric.h"
+
+// A metric that keeps its current values in one dictionary, absent until the subclass makes it.
+class VEYRAKIT_EXPORT QMStatelessMetric : public QMMetric {
+public:
+    QMStatelessMetric() = default;
+
+    std::optional<QMJSON> metric() const;
+    void setMetric(std::optional<QMJSON> metric);
+
+    // True exactly when the dictionary exists; an empty one counts.
+    bool canCollectMetric() override;
+
+private:
+    mutable std::mutex metricMutex_;
+    std::optional<QMJSON> metric_;
+};
