@@ -1,0 +1,65 @@
+#pragma once
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/QMExport.h"
+#include "veyrakit/QMCustomMetadata.h"
+
+class AVPlayer;
+class MPMoviePlayerController;
+
+using QMCustomMetadataArray = std::vector<std::shared_ptr<QMCustomMetadata>>;
+
+// The host's entry point: class-level operations only. Creates the monitoring plugin for the
+// host's player, keeps at most one current plugin per player kind, and forwards the host's
+// playback commands to the current AVPlayer plugin. Call on the main thread.
+class VEYRAKIT_EXPORT QMVeyraKit {
+public:
+    QMVeyraKit() = delete;
+
+    static void pluginWithAVPlayer(const std::shared_ptr<AVPlayer>& player,
+                                   const std::optional<std::string>& assetId,
+                                   const std::optional<std::string>& qmrCID,
+                                   const std::optional<std::string>& assetType,
+                                   const std::optional<std::string>& assetName,
+                                   const std::optional<std::string>& viewerId,
+                                   const std::optional<QMCustomMetadataArray>& assetMetadata,
+                                   const std::optional<QMCustomMetadataArray>& viewerMetadata);
+    static void pluginWithAVPlayer(const std::shared_ptr<AVPlayer>& player,
+                                   const std::optional<std::string>& assetId,
+                                   const std::optional<std::string>& serverHost,
+                                   const std::optional<std::string>& qmrCID,
+                                   const std::optional<std::string>& assetType,
+                                   const std::optional<std::string>& assetName,
+                                   const std::optional<std::string>& viewerId,
+                                   const std::optional<QMCustomMetadataArray>& assetMetadata,
+                                   const std::optional<QMCustomMetadataArray>& viewerMetadata);
+
+    static void pluginWithMPMoviePlayerController(const std::shared_ptr<MPMoviePlayerController>& player,
+                                                  const std::optional<std::string>& assetId,
+                                                  const std::optional<std::string>& qmrCID,
+                                                  const std::optional<std::string>& assetType,
+                                                  const std::optional<std::string>& assetName,
+                                                  const std::optional<std::string>& viewerId,
+                                                  const std::optional<QMCustomMetadataArray>& assetMetadata,
+                                                  const std::optional<QMCustomMetadataArray>& viewerMetadata);
+    static void pluginWithMPMoviePlayerController(const std::shared_ptr<MPMoviePlayerController>& player,
+                                                  const std::optional<std::string>& assetId,
+                                                  const std::optional<std::string>& serverHost,
+                                                  const std::optional<std::string>& qmrCID,
+                                                  const std::optional<std::string>& assetType,
+                                                  const std::optional<std::string>& assetName,
+                                                  const std::optional<std::string>& viewerId,
+                                                  const std::optional<QMCustomMetadataArray>& assetMetadata,
+                                                  const std::optional<QMCustomMetadataArray>& viewerMetadata);
+
+    // Forwarded to the current AVPlayer plugin only; nothing happens without one.
+    static void viewerFaultReport(const std::string& errorCode, const std::string& playerVersion);
+    static void sizeChangedToFullScreen();
+    static void sizeChangedToWindow();
+    static void stopPlayback();
+    static void startAds();
+    static void stopAds();
+};
