@@ -1,0 +1,223 @@
+#include "reporting/QMPeriodicalReporter.h"
+
+#include <cctype>
+#include <cmath>
+#include <limits>
+
+#include "core/QMObjectRepository.h"
+#include "core/QMVeyraPlugin.h"
+#include "logging/QMLogger.h"
+#include "metrics/QMMetric.h"
+#include "metrics/QMMetricManager.h"
+#include "platform/QMFormat.h"
+#include "reporting/QMReportType.h"
+#include "veyrakit/VeyraKit.h"
+
+namespace {
+
+constexpr std::size_t kResponseBufferCapacity = 2048;
+constexpr int32_t kUnscheduledRetryBudget = 3;
+
+std::shared_ptr<QMVeyraPlugin> currentPlugin() {
+    return QMObjectRepository::getRepositoryInstance()->plugin();
+}
+
+// Leading integer of a text, as the platform's string integer reading does: blanks skipped,
+// optional sign, digits up to the first other character, 0 when there are none.
+int64_t leadingInteger(const std::string& text) {
+    std::size_t i = 0;
+    while (i < text.size() && std::isspace(static_cast<unsigned char>(text[i]))) {
+        ++i;
+    }
+    bool negative = false;
+    if (i < text.size() && (text[i] == '+' || text[i] == '-')) {
+        negative = text[i] == '-';
+        ++i;
+    }
+    int64_t value = 0;
+    for (; i < text.size() && std::isdigit(static_cast<unsigned char>(text[i])); ++i) {
+        const int digit = text[i] - '0';
+        if (value > (std::numeric_limits<int64_t>::max() - digit) / 10) {
+            return negative ? std::numeric_limits<int64_t>::min() : std::numeric_limits<int64_t>::max();
+        }
+        value = value * 10 + digit;
+    }
+    return negative ? -value : value;
+}
+
+// "skipReports" as an integer: numbers truncated, strings by their leading integer, anything
+// else (or a missing key, or an unparsable answer) 0.
+int32_t skipReportsOf(const std::optional<QMJSON>& answer) {
+    if (!answer || !answer->is_object()) {
+        return 0;
+    }
+    auto value = answer->find("skipReports");
+    if (value == answer->end()) {
+        return 0;
+    }
+    if (value->is_number_integer() || value->is_boolean()) {
+        return static_cast<int32_t>(value->is_boolean() ? (value->get<bool>() ? 1 : 0) : value->get<int64_t>());
+    }
+    if (value->is_number_float()) {
+        const double number = value->get<double>();
+        return std::isfinite(number) ? static_cast<int32_t>(static_cast<int64_t>(number)) : 0;
+    }
+    if (value->is_string()) {
+        return static_cast<int32_t>(leadingInteger(value->get<std::string>()));
+    }
+    return 0;
+}
+
+}  // namespace
+
+void QMPeriodicalReporter::start() {
+    initializeReportTimer();
+}
+
+void QMPeriodicalReporter::initializeReportTimer() {
+    auto self = selfAs<QMPeriodicalReporter>();
+    sendPeriodicalReport();
+    QMLogger::info(QMFormat("Start peroidical timer, interval:  %d", INTERVAL_LENGTH), "SV");
+    if (INTERVAL_LENGTH == 0) {
+        QMLogger::error("Timer Interval length is 0 and set to 10", "SV");
+        INTERVAL_LENGTH = 10;
+    }
+    // The timer holds this reporter until dispose invalidates it.
+    timer_ = QMTimer::scheduledTimerWithTimeInterval(
+        static_cast<double>(INTERVAL_LENGTH), [self](QMTimer&) { self->sendPeriodicalReport(); }, true);
+}
+
+void QMPeriodicalReporter::sendPeriodicalReport() {
+    sendPeriodicalReport(false);
+}
+
+void QMPeriodicalReporter::sendPeriodicalReport(bool unscheduled) {
+    if (skippedReportsCount_ >= 1) {
+        QMLogger::info(QMFormat("Skipping next %d", skippedReportsCount_), "T");
+        --skippedReportsCount_;
+        return;
+    }
+    auto plugin = currentPlugin();
+    const std::optional<std::string> serverHost = plugin ? std::optional<std::string>(plugin->serverHost()) : std::nullopt;
+    request_ = QMURLRequest::requestWithURL(QMURL::URLWithString(QMFormat("%@/player/report", serverHost)));
+    request_->setValue("application/json", "Content-Type");
+    request_->setHTTPMethod("POST");
+
+    QMJSON body = QMJSON::object();
+    body["type"] = QMReportType::PERIODICAL();
+    if (plugin && plugin->sessionId()) {
+        body["sessionId"] = *plugin->sessionId();
+    }
+    setMetricsDataInTarget(body);
+    QMLogger::info(logLine(body), "P");
+
+    const std::string data = QMJSONSerialization::dataWithJSONObject(body);
+    request_->setValue(QMFormat("%ld", static_cast<long>(data.size())), "Content-Length");
+    request_->setHTTPBody(data);
+    isSendingUnscheduledReport_ = unscheduled;
+    startConnection();
+}
+
+void QMPeriodicalReporter::setMetricsDataInTarget(QMJSON& target) {
+    auto plugin = currentPlugin();
+    auto metricManager = plugin ? plugin->metricManager() : nullptr;
+    // Collecting runs every metric's reset hook, whatever becomes of this report.
+    const QMJSON values = metricManager ? metricManager->serializeMetricValues() : QMJSON::object();
+    ++periodicalCounter_;
+    ++pulseCounter_;
+    if (values.is_object()) {
+        for (const auto& [key, value] : values.items()) {
+            target[key] = value;
+        }
+    }
+    target["periodicalNumber"] = periodicalCounter_;
+    target[METRIC_PULSE_NUMBER] = pulseCounter_;
+}
+
+std::string QMPeriodicalReporter::logLine(const QMJSON& body) const {
+    const auto& shortKeys = QMMetric::ABR_PROPERTY_MAP();
+    std::string line;
+    for (const auto& [key, value] : body.items()) {
+        auto shortKey = shortKeys.find(key);
+        if (shortKey != shortKeys.end()) {
+            line += shortKey->second + ":'" + QMDescription(value) + "', ";
+        }
+    }
+    return line;
+}
+
+void QMPeriodicalReporter::sendUnscheduledPeriodical(bool destroyAfter) {
+    auto self = selfAs<QMPeriodicalReporter>();
+    sendPeriodicalReport(true);
+    if (!destroyAfter) {
+        return;
+    }
+    if (auto plugin = currentPlugin()) {
+        plugin->destroy();
+    }
+}
+
+void QMPeriodicalReporter::startConnection() {
+    QMURLConnection::connectionWithRequest(request_, selfAs<QMPeriodicalReporter>(), true);
+}
+
+void QMPeriodicalReporter::dispose() {
+    if (timer_) {
+        timer_->invalidate();
+        timer_.reset();
+    }
+    disposed_ = true;
+    QMLogger::info("P timer disposed", "T");
+}
+
+void QMPeriodicalReporter::connection(QMURLConnection&, const std::shared_ptr<QMHTTPURLResponse>& didReceiveResponse) {
+    if (!didReceiveResponse || didReceiveResponse->statusCode() != 200) {
+        QMLogger::info("Periodical received non-200 response", "PR");
+    }
+}
+
+void QMPeriodicalReporter::connection(QMURLConnection&, const std::string& didReceiveData) {
+    if (!connectionData_) {
+        connectionData_.emplace();
+        connectionData_->reserve(kResponseBufferCapacity);
+    }
+    connectionData_->append(didReceiveData);
+}
+
+void QMPeriodicalReporter::connectionDidFinishLoading(QMURLConnection&) {
+    if (disposed_) {
+        return;
+    }
+    const auto answer = connectionData_ ? QMJSONSerialization::JSONObjectWithData(*connectionData_) : std::nullopt;
+    const int32_t skipReports = skipReportsOf(answer);
+    QMLogger::info(QMFormat("SkipReports: %d", skipReports), "PR");
+    auto plugin = currentPlugin();
+    if (auto metricManager = plugin ? plugin->metricManager() : nullptr) {
+        metricManager->isSentSuccessfully(true);
+    }
+    if (skipReports > 0) {
+        skippedReportsCount_ = skipReports;
+    } else if ((skipReports == -1 || skipReports == -2) && plugin) {
+        plugin->destroy();
+    }
+    connectionData_.reset();
+}
+
+void QMPeriodicalReporter::connection(QMURLConnection&, const std::shared_ptr<QMError>&) {
+    if (disposed_) {
+        return;
+    }
+    connectionData_.reset();
+    if (isSendingUnscheduledReport_) {
+        if (unscheduledReportRetryCount_ < kUnscheduledRetryBudget) {
+            ++unscheduledReportRetryCount_;
+            startConnection();
+        }
+    } else {
+        auto plugin = currentPlugin();
+        if (auto metricManager = plugin ? plugin->metricManager() : nullptr) {
+            metricManager->isSentSuccessfully(false);
+        }
+    }
+    QMLogger::error("Error", "PR");
+}
