@@ -1,0 +1,5 @@
+#include "events/QMEventHandler.h"
+
+void QMEventHandler::attachHandlers() {}
+
+void QMEventHandler::detachHandlers() {}
