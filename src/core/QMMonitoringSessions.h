@@ -1,0 +1,37 @@
+#pragma once
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "core/QMVeyraPlugin.h"
+#include "veyrakit/QMVeyraKit.h"
+
+// The facade's two slots (the current plugin of each player kind) and the class operations it
+// calls to create a plugin for a player. A creator returns the initialised plugin, or nothing
+// when the plugin refused to initialise; it may throw. Until a player plugin installs its
+// creator, creating a plugin of that kind yields nothing.
+class VEYRAKIT_EXPORT QMMonitoringSessions {
+public:
+    template <typename Player>
+    using Creator = std::function<std::shared_ptr<QMVeyraPlugin>(
+        const std::shared_ptr<Player>& player, const std::optional<std::string>& assetId,
+        const std::optional<std::string>& serverHost, const std::optional<std::string>& qmrCID,
+        const std::optional<std::string>& assetType, const std::optional<std::string>& assetName,
+        const std::optional<std::string>& viewerId, const std::optional<QMCustomMetadataArray>& assetMetadata,
+        const std::optional<QMCustomMetadataArray>& viewerMetadata, const QMPluginMetadata& pluginMetadata)>;
+    using AVPlayerPluginCreator = Creator<AVPlayer>;
+    using MPMoviePlayerPluginCreator = Creator<MPMoviePlayerController>;
+
+    QMMonitoringSessions() = delete;
+
+    static std::shared_ptr<QMVeyraPlugin> currentAVPlayerMonitoringSession();
+    static void setCurrentAVPlayerMonitoringSession(std::shared_ptr<QMVeyraPlugin> plugin);
+    static std::shared_ptr<QMVeyraPlugin> currentMPMoviePlayerMonitoringSession();
+    static void setCurrentMPMoviePlayerMonitoringSession(std::shared_ptr<QMVeyraPlugin> plugin);
+
+    static const AVPlayerPluginCreator& avPlayerPluginCreator();
+    static void setAVPlayerPluginCreator(AVPlayerPluginCreator creator);
+    static const MPMoviePlayerPluginCreator& mpMoviePlayerPluginCreator();
+    static void setMPMoviePlayerPluginCreator(MPMoviePlayerPluginCreator creator);
+};

@@ -1,0 +1,124 @@
+#include "veyrakit/QMVeyraKit.h"
+
+#include <exception>
+
+#include "core/QMMonitoringSessions.h"
+#include "core/QMVeyraPlugin.h"
+#include "logging/QMLogger.h"
+#include "platform/QMFormat.h"
+
+void QMVeyraKit::pluginWithAVPlayer(const std::shared_ptr<AVPlayer>& player, const std::optional<std::string>& assetId,
+                                    const std::optional<std::string>& qmrCID,
+                                    const std::optional<std::string>& assetType,
+                                    const std::optional<std::string>& assetName,
+                                    const std::optional<std::string>& viewerId,
+                                    const std::optional<QMCustomMetadataArray>& assetMetadata,
+                                    const std::optional<QMCustomMetadataArray>& viewerMetadata) {
+    pluginWithAVPlayer(player, assetId, std::nullopt, qmrCID, assetType, assetName, viewerId, assetMetadata,
+                       viewerMetadata);
+}
+
+void QMVeyraKit::pluginWithAVPlayer(const std::shared_ptr<AVPlayer>& player, const std::optional<std::string>& assetId,
+                                    const std::optional<std::string>& serverHost,
+                                    const std::optional<std::string>& qmrCID,
+                                    const std::optional<std::string>& assetType,
+                                    const std::optional<std::string>& assetName,
+                                    const std::optional<std::string>& viewerId,
+                                    const std::optional<QMCustomMetadataArray>& assetMetadata,
+                                    const std::optional<QMCustomMetadataArray>& viewerMetadata) {
+    if (auto old = QMMonitoringSessions::currentAVPlayerMonitoringSession()) {
+        old->destroy();
+        QMMonitoringSessions::setCurrentAVPlayerMonitoringSession(nullptr);
+    }
+    if (!player) {
+        return;
+    }
+    const QMPluginMetadata pluginMetadata{{"pluginName", "iOS-AVPlayer"}};
+    std::shared_ptr<QMVeyraPlugin> plugin;
+    try {
+        if (const auto& create = QMMonitoringSessions::avPlayerPluginCreator()) {
+            plugin = create(player, assetId, serverHost, qmrCID, assetType, assetName, viewerId, assetMetadata,
+                            viewerMetadata, pluginMetadata);
+        }
+    } catch (const std::exception& e) {
+        // The host never sees the failure: the session simply does not exist.
+        QMLogger::error(QMFormat("can't create plugin.error:%@", std::string(e.what())), "SV");
+        return;
+    }
+    QMMonitoringSessions::setCurrentAVPlayerMonitoringSession(std::move(plugin));
+}
+
+void QMVeyraKit::pluginWithMPMoviePlayerController(const std::shared_ptr<MPMoviePlayerController>& player,
+                                                   const std::optional<std::string>& assetId,
+                                                   const std::optional<std::string>& qmrCID,
+                                                   const std::optional<std::string>& assetType,
+                                                   const std::optional<std::string>& assetName,
+                                                   const std::optional<std::string>& viewerId,
+                                                   const std::optional<QMCustomMetadataArray>& assetMetadata,
+                                                   const std::optional<QMCustomMetadataArray>& viewerMetadata) {
+    pluginWithMPMoviePlayerController(player, assetId, std::nullopt, qmrCID, assetType, assetName, viewerId,
+                                      assetMetadata, viewerMetadata);
+}
+
+void QMVeyraKit::pluginWithMPMoviePlayerController(const std::shared_ptr<MPMoviePlayerController>& player,
+                                                   const std::optional<std::string>& assetId,
+                                                   const std::optional<std::string>& serverHost,
+                                                   const std::optional<std::string>& qmrCID,
+                                                   const std::optional<std::string>& assetType,
+                                                   const std::optional<std::string>& assetName,
+                                                   const std::optional<std::string>& viewerId,
+                                                   const std::optional<QMCustomMetadataArray>& assetMetadata,
+                                                   const std::optional<QMCustomMetadataArray>& viewerMetadata) {
+    // Unlike the AVPlayer path: logged, destroyed and disposed, and the slot is not emptied here.
+    if (auto old = QMMonitoringSessions::currentMPMoviePlayerMonitoringSession()) {
+        QMLogger::info("CDNSwitchingPluginManager: Destroying old plugin instance to create new one.", "T");
+        old->destroy();
+        old->dispose();
+    }
+    if (!player) {
+        return;
+    }
+    const QMPluginMetadata pluginMetadata{{"pluginName", "iOS-MPMoviePlayerController"}};
+    std::shared_ptr<QMVeyraPlugin> plugin;
+    if (const auto& create = QMMonitoringSessions::mpMoviePlayerPluginCreator()) {
+        plugin = create(player, assetId, serverHost, qmrCID, assetType, assetName, viewerId, assetMetadata,
+                        viewerMetadata, pluginMetadata);
+    }
+    QMMonitoringSessions::setCurrentMPMoviePlayerMonitoringSession(std::move(plugin));
+}
+
+void QMVeyraKit::viewerFaultReport(const std::string& errorCode, const std::string& playerVersion) {
+    if (auto plugin = QMMonitoringSessions::currentAVPlayerMonitoringSession()) {
+        plugin->viewerFaultReport(errorCode, playerVersion);
+    }
+}
+
+void QMVeyraKit::sizeChangedToFullScreen() {
+    if (auto plugin = QMMonitoringSessions::currentAVPlayerMonitoringSession()) {
+        plugin->sizeChangedToFullScreen();
+    }
+}
+
+void QMVeyraKit::sizeChangedToWindow() {
+    if (auto plugin = QMMonitoringSessions::currentAVPlayerMonitoringSession()) {
+        plugin->sizeChangedToWindow();
+    }
+}
+
+void QMVeyraKit::stopPlayback() {
+    if (auto plugin = QMMonitoringSessions::currentAVPlayerMonitoringSession()) {
+        plugin->stopPlayback();
+    }
+}
+
+void QMVeyraKit::startAds() {
+    if (auto plugin = QMMonitoringSessions::currentAVPlayerMonitoringSession()) {
+        plugin->startAds();
+    }
+}
+
+void QMVeyraKit::stopAds() {
+    if (auto plugin = QMMonitoringSessions::currentAVPlayerMonitoringSession()) {
+        plugin->stopAds();
+    }
+}
