@@ -7,8 +7,9 @@
 #include "platform/QMFormat.h"
 
 // The device console (NSLog). Each call writes one line. The default sink writes to stderr in
-// the platform layout "yyyy-MM-dd HH:mm:ss.SSS VeyraKit[pid:tid] message"; tests replace the sink
-// and receive the bare message.
+// the platform layout "yyyy-MM-dd HH:mm:ss.SSS VeyraKit[pid:tid] message" (local wall-clock time,
+// a line break added unless the message ends with one); tests replace the sink and receive the
+// bare message. Sinks are called one at a time, under a lock (a sink may itself log).
 class VEYRAKIT_EXPORT QMConsole {
 public:
     using Sink = std::function<void(const std::string& message)>;
@@ -29,7 +30,11 @@ public:
     private:
         mutable std::mutex mutex_;
         std::vector<std::string> lines_;
+        Sink previous_;
     };
+
+private:
+    static Sink exchangeSink(Sink sink);  // installs `sink` as is, returns the one it replaced
 };
 
 template <typename... Args>

@@ -13,7 +13,11 @@ public:
     // $VEYRAKIT_DOCUMENTS_DIR, else $XDG_DATA_HOME/veyrakit/Documents, else
     // ~/.local/share/veyrakit/Documents; created when missing.
     std::string documentsDirectory() const;
+    // $XDG_CONFIG_HOME/veyrakit, else ~/.config/veyrakit (where user defaults live); not created.
+    std::string preferencesDirectory() const;
     bool fileExistsAtPath(const std::string& path) const;
+    // Replaces the file atomically (written beside it, then renamed over it); false with errno set
+    // when it cannot. The parent directory must exist.
     bool createFileAtPath(const std::string& path, const std::string& contents) const;
     bool removeItemAtPath(const std::string& path) const;
     std::optional<std::string> contentsAtPath(const std::string& path) const;

@@ -14,15 +14,19 @@ class VEYRAKIT_EXPORT QMJSONSerialization {
 public:
     // Compact: no whitespace at all ({"a":1,"b":"x"}). Numbers as the platform writes them:
     // integers as integers, a double with an integral value without a fraction (2.0 -> 2),
-    // other doubles in their shortest round-trip form.
+    // other doubles in their shortest round-trip form; NaN and infinities as null. Strings are
+    // escaped as JSON requires and nothing more ("/" stays as it is).
     static std::string dataWithJSONObject(const QMJSON& object);
     // Pretty: indented by two spaces, " : " between key and value (the diagnostics' format).
     static std::string prettyDataWithJSONObject(const QMJSON& object);
-    // nullopt for an empty or broken body; never throws.
+    // nullopt for an empty or broken body, and for a bare scalar ("3", "\"x\""): as on the
+    // platform without fragments allowed, only an object or an array is a document. Never throws.
     static std::optional<QMJSON> JSONObjectWithData(const std::string& data);
 };
 
 // The platform's textual description of a value, as `%@` prints it: a string as itself, a number
 // as its decimal text (booleans as 1 or 0), null as "<null>", arrays as "(\n    a,\n    b\n)" and
-// objects as "{\n    key = value;\n}".
+// objects as "{\n    key = value;\n}". Inside a collection a string that is not a plain word
+// ([A-Za-z0-9_]+) is quoted ("a b", "http://x"), and a nested collection is indented by its own
+// level once more ("key =     (").
 VEYRAKIT_EXPORT std::string QMDescription(const QMJSON& value);

@@ -32,8 +32,9 @@ public:
 
     static std::shared_ptr<QMNotificationCenter> defaultCenter();
 
-    // sender == nullptr observes the name from any sender. The observer pointer is identity
-    // only (not retained); whatever the handler captures is held until the observer is removed.
+    // sender == nullptr observes the name from any sender; an empty name observes every name. The
+    // observer pointer is identity only (not retained); whatever the handler captures is held
+    // until the observer is removed. In the removals an empty name / nullptr sender match any.
     void addObserver(const void* observer, const std::string& name, const QMObject* sender, Handler handler);
     void removeObserver(const void* observer);
     void removeObserver(const void* observer, const std::string& name);

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -13,11 +14,15 @@ enum QMKeyValueObservingOptions : unsigned {
     NSKeyValueObservingOptionNew = 0x01,
     NSKeyValueObservingOptionOld = 0x02,
 };
+inline constexpr const char* NSKeyValueChangeKindKey = "kind";
 inline constexpr const char* NSKeyValueChangeNewKey = "new";
 inline constexpr const char* NSKeyValueChangeOldKey = "old";
+// The only change kind this layer produces (a property was set), as a std::any holding unsigned.
+inline constexpr unsigned NSKeyValueChangeSetting = 1;
 
-// The change dictionary handed to observers: NSKeyValueChangeNewKey holds the new value
-// (when the option asked for it and the setter supplied it) as a std::any.
+// The change dictionary handed to observers: NSKeyValueChangeKindKey is always there;
+// NSKeyValueChangeNewKey / NSKeyValueChangeOldKey hold the new / old value (as a std::any) when
+// the observer asked for it and the setter supplied it.
 using QMKeyValueChange = std::map<std::string, std::any>;
 
 // Root of every class of the library: shared ownership, identity, a description used by `%@`,
@@ -46,6 +51,7 @@ public:
     // Called by observed objects around a change. didChangeValueForKey delivers to every
     // observer registered for the key at that moment, in registration order.
     void willChangeValueForKey(const std::string& key);
+    void willChangeValueForKey(const std::string& key, std::any oldValue);  // supplies the old value
     void didChangeValueForKey(const std::string& key);
     void didChangeValueForKey(const std::string& key, std::any newValue);
 
@@ -60,5 +66,14 @@ public:
 
 private:
     struct Observation;
+    void deliverChange(const std::string& key, const std::any* newValue);
+    std::shared_ptr<Observation> takeObservation(QMObject* observer, const std::string& keyPath,
+                                                 bool matchContext, void* context);
+
+    // Expires when this object dies, so that observations it registered elsewhere (which do not
+    // retain it) are skipped instead of calling into a dead object.
+    std::shared_ptr<const char> liveness_;
+    mutable std::mutex observationMutex_;
     std::vector<std::shared_ptr<Observation>> observations_;
+    std::map<std::string, std::any> pendingOldValues_;
 };

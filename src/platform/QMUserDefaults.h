@@ -10,7 +10,9 @@
 // Persistent key/value store. Backed by a JSON file written atomically (temporary file +
 // rename). Location: $VEYRAKIT_DEFAULTS_PATH, else $XDG_CONFIG_HOME/veyrakit/defaults.json, else
 // ~/.config/veyrakit/defaults.json. An unreadable or corrupt file is moved aside
-// (<file>.corrupt) with a console line; the store then starts empty. Never throws to the caller.
+// (<file>.corrupt) with a console line; the store then starts empty. Every change is written
+// through at once (so nothing set is lost if the host dies); synchronize() writes again and says
+// whether the file could be written. Never throws to the caller.
 class VEYRAKIT_EXPORT QMUserDefaults : public QMObject {
 public:
     static std::shared_ptr<QMUserDefaults> standardUserDefaults();
@@ -21,13 +23,14 @@ public:
 
     std::optional<QMJSON> objectForKey(const std::string& key) const;
     std::optional<std::string> stringForKey(const std::string& key) const;  // only string values
-    void setObject(const QMJSON& value, const std::string& forKey);
+    void setObject(const QMJSON& value, const std::string& forKey);  // null removes the key
     void removeObjectForKey(const std::string& key);
     bool synchronize();  // writes the file; false (with a console line) when it cannot
     const std::string& path() const { return path_; }
 
 private:
     void load();
+    bool persist();
     std::string path_;
     mutable std::mutex mutex_;
     QMJSON values_ = QMJSON::object();

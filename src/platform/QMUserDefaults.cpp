@@ -1,0 +1,116 @@
+#include "platform/QMUserDefaults.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include "platform/QMConsole.h"
+#include "platform/QMFileManager.h"
+
+namespace {
+
+std::mutex sharedMutex;
+std::shared_ptr<QMUserDefaults> sharedDefaults;
+
+std::string defaultsPath() {
+    const char* explicitPath = std::getenv("VEYRAKIT_DEFAULTS_PATH");
+    if (explicitPath && *explicitPath) {
+        return explicitPath;
+    }
+    return QMFileManager::defaultManager()->preferencesDirectory() + "/defaults.json";
+}
+
+}  // namespace
+
+std::shared_ptr<QMUserDefaults> QMUserDefaults::standardUserDefaults() {
+    std::lock_guard<std::mutex> lock(sharedMutex);
+    if (!sharedDefaults) {
+        sharedDefaults = std::make_shared<QMUserDefaults>(defaultsPath());
+    }
+    return sharedDefaults;
+}
+
+void QMUserDefaults::resetStandardUserDefaults() {
+    std::lock_guard<std::mutex> lock(sharedMutex);
+    sharedDefaults.reset();
+}
+
+QMUserDefaults::QMUserDefaults(std::string path) : path_(std::move(path)) {
+    load();
+}
+
+void QMUserDefaults::load() {
+    std::error_code error;
+    if (!std::filesystem::exists(path_, error)) {
+        return;
+    }
+    const auto contents = QMFileManager::defaultManager()->contentsAtPath(path_);
+    auto stored = contents ? QMJSONSerialization::JSONObjectWithData(*contents) : std::nullopt;
+    if (stored && stored->is_object()) {
+        values_ = std::move(*stored);
+        return;
+    }
+    // Keep the damaged file for inspection, and start afresh rather than fail the host.
+    const std::string asidePath = path_ + ".corrupt";
+    std::filesystem::rename(path_, asidePath, error);
+    QMConsoleLog("User defaults at %@ are unreadable; moved aside to %@ and starting empty", path_, asidePath);
+}
+
+std::optional<QMJSON> QMUserDefaults::objectForKey(const std::string& key) const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto found = values_.find(key);
+    if (found == values_.end()) {
+        return std::nullopt;
+    }
+    return *found;
+}
+
+std::optional<std::string> QMUserDefaults::stringForKey(const std::string& key) const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto found = values_.find(key);
+    if (found == values_.end() || !found->is_string()) {
+        return std::nullopt;
+    }
+    return found->get<std::string>();
+}
+
+void QMUserDefaults::setObject(const QMJSON& value, const std::string& forKey) {
+    if (value.is_null()) {  // as on the platform, storing nothing removes the key
+        removeObjectForKey(forKey);
+        return;
+    }
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        values_[forKey] = value;
+    }
+    persist();
+}
+
+void QMUserDefaults::removeObjectForKey(const std::string& key) {
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        values_.erase(key);
+    }
+    persist();
+}
+
+bool QMUserDefaults::synchronize() {
+    return persist();
+}
+
+bool QMUserDefaults::persist() {
+    // Held across the write, so that two writers cannot leave the older snapshot on disk.
+    std::lock_guard<std::mutex> lock(mutex_);
+    const auto files = QMFileManager::defaultManager();
+    const auto parent = std::filesystem::path(path_).parent_path();
+    std::error_code ignored;
+    if (!parent.empty()) {
+        std::filesystem::create_directories(parent, ignored);
+    }
+    if (!files->createFileAtPath(path_, QMJSONSerialization::prettyDataWithJSONObject(values_) + "\n")) {
+        QMConsoleLog("User defaults could not be written to %@: %s", path_, std::strerror(errno));
+        return false;
+    }
+    return true;
+}
