@@ -29,6 +29,8 @@ public:
     QMError(std::string domain, long code, std::string localizedDescription);
     static std::shared_ptr<QMError> errorWithDomain(const std::string& domain, long code,
                                                     const std::string& localizedDescription);
+    // An NSURLErrorDomain error with the platform's description for `code`.
+    static std::shared_ptr<QMError> URLErrorWithCode(long code);
 
     const std::string& domain() const { return domain_; }
     long code() const { return code_; }

@@ -1,5 +1,6 @@
 #pragma once
 #include <atomic>
+#include <climits>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -27,6 +28,8 @@ public:
     static void setMainRunLoop(std::shared_ptr<QMRunLoop> loop);
 
     void post(std::function<void()> task);
+    // Runs `task` once the loop's clock has moved on by `delayMicros` (not counted as a timer).
+    void postAfter(int64_t delayMicros, std::function<void()> task);
     void run();                                       // until stop()
     void runUntilDate(int64_t dateMillis);            // until the loop's clock reaches the date
     bool runUntil(const std::function<bool()>& predicate, int64_t timeoutMillis);  // true if met
@@ -48,10 +51,21 @@ public:
 protected:
     // Runs whatever is due now; returns false when nothing was done.
     bool runOnce(int64_t maxWaitMicros);
-    // Virtual loops override how time passes while idle.
+    // Virtual loops override how time passes while idle. kForever: until something arrives.
     virtual void idleUntil(int64_t wakeMicros);
+    static constexpr int64_t kForever = INT64_MAX;
+    // Waits (real time) for socket activity, libcurl's own deadlines or a post from any thread.
+    void pollIO(int64_t timeoutMicros);
+    bool hasPendingTasks() const;
+    // Runs until the clock reaches `dateMicros`; honours stop() when `stoppable`.
+    void runUntilMicros(int64_t dateMicros, bool stoppable);
 
 private:
+    bool consumeStop();
+    bool runPostedTasks();
+    bool fireDueTimers();
+    void driveTransfers();
+    int64_t nextDueMicros() const;
     struct Impl;
     std::unique_ptr<Impl> impl_;
     friend class QMVirtualRunLoop;
@@ -72,5 +86,7 @@ protected:
     void idleUntil(int64_t wakeMicros) override;
 
 private:
+    // Longest real wait while I/O is in flight, before the loop looks again.
+    static constexpr int64_t kRealWaitSliceMicros = 200'000;
     std::atomic<int64_t> nowMicros_;
 };

@@ -34,6 +34,7 @@ public:
     QMTimer(int64_t intervalMicros, Callback callback, bool repeats, int64_t firstFireMicros);
 
 private:
+    void afterFire(Callback& callback, int64_t firedAtMicros);
     int64_t intervalMicros_;
     Callback callback_;
     bool repeats_;

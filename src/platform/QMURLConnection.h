@@ -7,6 +7,7 @@
 #include "platform/QMURLRequest.h"
 
 class QMURLConnection;
+class QMURLTransfer;
 
 // Receives a connection's events on the main run loop, in this order: one response, zero or
 // more data chunks, then either connectionDidFinishLoading or a failure (a failure may also come
@@ -45,8 +46,10 @@ public:
     void deliverFailure(const std::shared_ptr<QMError>& error);
 
 private:
+    void startStubbed();
     std::shared_ptr<QMURLRequest> request_;
     std::shared_ptr<QMURLConnectionDelegate> delegate_;
-    std::shared_ptr<QMObject> transfer_;
+    // The loop owns the transfer (and through it this connection) while it runs.
+    std::weak_ptr<QMURLTransfer> transfer_;
     bool started_ = false;
 };

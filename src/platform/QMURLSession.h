@@ -25,7 +25,9 @@ public:
     std::shared_ptr<QMURLSessionDataTask> dataTaskWithURL(const std::shared_ptr<QMURL>& url,
                                                           CompletionHandler completionHandler);
 
-    // Blocks until every task resumed so far has completed (tests and orderly shutdown).
+    // Blocks until the worker has run the completion of every task handed to it so far (tests
+    // and orderly shutdown). A stubbed task is handed over when the main loop delivers its
+    // answer, so run the main loop first when stubs answer with a delay.
     void waitForIdle();
     // Stops the worker thread (joined); a later task restarts it.
     void shutdown();
@@ -36,6 +38,11 @@ public:
 private:
     friend class QMURLSessionDataTask;
     void enqueue(std::shared_ptr<QMURLSessionDataTask> task);
+    void enqueueStubbed(const std::shared_ptr<QMURLSessionDataTask>& task);
+    // Counts one piece of work until workDone(); returns the worker's loop, started if needed.
+    std::shared_ptr<class QMRunLoop> beginWork();
+    // Runs a completion on the worker and ends its count, even when the completion throws.
+    void finishWork(const std::function<void()>& completion);
     struct Impl;
     std::unique_ptr<Impl> impl_;
 };

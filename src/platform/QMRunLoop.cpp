@@ -1,0 +1,406 @@
+#include "platform/QMRunLoop.h"
+
+#include <curl/curl.h>
+#include <cxxabi.h>
+#include <sys/time.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <exception>
+#include <string>
+#include <typeinfo>
+#include <utility>
+#include <vector>
+
+#include "platform/QMConsole.h"
+#include "platform/QMException.h"
+#include "platform/QMTimer.h"
+#include "platform/QMURLTransfer.h"
+
+namespace {
+
+// libcurl's global state must exist before the first multi or easy handle; it is never torn
+// down because handles may outlive static destruction order.
+void ensureCurlGlobal() {
+    static const bool initialised = (curl_global_init(CURL_GLOBAL_DEFAULT), true);
+    (void)initialised;
+}
+
+std::string typeName(const std::exception& e) {
+    int status = 0;
+    std::unique_ptr<char, void (*)(void*)> name(abi::__cxa_demangle(typeid(e).name(), nullptr, nullptr, &status),
+                                                std::free);
+    return status == 0 && name ? std::string(name.get()) : std::string(typeid(e).name());
+}
+
+// What escapes a callback is reported and swallowed: the host process must not die because of
+// a mistake in the SDK.
+void runGuarded(const std::function<void()>& work) {
+    try {
+        work();
+    } catch (const QMException& e) {
+        QMConsoleLog("*** Caught exception '%@' in a run loop callback, reason: '%@'", e.name(), e.reason());
+    } catch (const std::exception& e) {
+        QMConsoleLog("*** Caught exception '%@' in a run loop callback, reason: '%@'", typeName(e),
+                     std::string(e.what()));
+    } catch (...) {
+        QMConsoleLog("*** Caught an unknown exception in a run loop callback");
+    }
+}
+
+int64_t saturatingAdd(int64_t a, int64_t b) {
+    return b > INT64_MAX - a ? INT64_MAX : a + b;
+}
+
+struct MainLoopSlot {
+    std::mutex mutex;
+    std::shared_ptr<QMRunLoop> loop;
+    ~MainLoopSlot() {
+        std::shared_ptr<QMRunLoop> last;
+        {
+            std::lock_guard<std::mutex> lock(mutex);
+            last = std::move(loop);
+        }
+    }
+};
+
+MainLoopSlot& mainLoopSlot() {
+    static MainLoopSlot slot;
+    return slot;
+}
+
+}  // namespace
+
+struct QMRunLoop::Impl {
+    // Timers and delayed tasks share one schedule, ordered by due time, then by scheduling order.
+    struct Scheduled {
+        int64_t dueMicros;
+        uint64_t sequence;
+        std::shared_ptr<QMTimer> timer;  // set: a timer (due time read from the timer)
+        std::function<void()> task;      // otherwise: a delayed task
+        int64_t due() const { return timer ? timer->fireDateMicros() : dueMicros; }
+    };
+
+    CURLM* multi = nullptr;
+    mutable std::mutex mutex;
+    std::deque<std::function<void()>> tasks;
+    std::vector<Scheduled> schedule;
+    uint64_t nextSequence = 0;
+    std::map<const QMURLTransfer*, std::shared_ptr<QMURLTransfer>> transfers;
+    std::atomic<bool> stopRequested{false};
+};
+
+QMRunLoop::QMRunLoop() : impl_(std::make_unique<Impl>()) {
+    ensureCurlGlobal();
+    impl_->multi = curl_multi_init();
+}
+
+QMRunLoop::~QMRunLoop() {
+    std::vector<Impl::Scheduled> schedule;
+    std::map<const QMURLTransfer*, std::shared_ptr<QMURLTransfer>> transfers;
+    std::deque<std::function<void()>> tasks;
+    {
+        std::lock_guard<std::mutex> lock(impl_->mutex);
+        schedule.swap(impl_->schedule);
+        transfers.swap(impl_->transfers);
+        tasks.swap(impl_->tasks);
+    }
+    // Invalidating releases each timer's target even where someone still holds the timer.
+    for (auto& entry : schedule) {
+        if (entry.timer) {
+            entry.timer->loop_.reset();
+            entry.timer->invalidate();
+        }
+    }
+    for (auto& [key, transfer] : transfers) {
+        curl_multi_remove_handle(impl_->multi, transfer->easyHandle());
+    }
+    transfers.clear();
+    curl_multi_cleanup(impl_->multi);
+}
+
+std::shared_ptr<QMRunLoop> QMRunLoop::mainRunLoop() {
+    auto& slot = mainLoopSlot();
+    std::lock_guard<std::mutex> lock(slot.mutex);
+    if (!slot.loop) {
+        slot.loop = std::make_shared<QMRunLoop>();
+    }
+    return slot.loop;
+}
+
+void QMRunLoop::setMainRunLoop(std::shared_ptr<QMRunLoop> loop) {
+    auto& slot = mainLoopSlot();
+    std::shared_ptr<QMRunLoop> previous;
+    {
+        std::lock_guard<std::mutex> lock(slot.mutex);
+        previous = std::exchange(slot.loop, std::move(loop));
+    }
+    // `previous` may be the last reference: its tear-down runs destructors that may ask for the
+    // main loop again, so it happens outside the lock.
+}
+
+void QMRunLoop::post(std::function<void()> task) {
+    {
+        std::lock_guard<std::mutex> lock(impl_->mutex);
+        impl_->tasks.push_back(std::move(task));
+    }
+    curl_multi_wakeup(impl_->multi);
+}
+
+void QMRunLoop::postAfter(int64_t delayMicros, std::function<void()> task) {
+    {
+        std::lock_guard<std::mutex> lock(impl_->mutex);
+        impl_->schedule.push_back({saturatingAdd(nowMicros(), std::max<int64_t>(delayMicros, 0)),
+                                   impl_->nextSequence++, nullptr, std::move(task)});
+    }
+    curl_multi_wakeup(impl_->multi);
+}
+
+void QMRunLoop::run() {
+    runUntilMicros(kForever, true);
+}
+
+void QMRunLoop::runUntilDate(int64_t dateMillis) {
+    runUntilMicros(dateMillis * 1000, true);
+}
+
+bool QMRunLoop::runUntil(const std::function<bool()>& predicate, int64_t timeoutMillis) {
+    const int64_t deadline = saturatingAdd(nowMicros(), timeoutMillis * 1000);
+    while (!predicate()) {
+        if (consumeStop()) {
+            return predicate();
+        }
+        const bool didWork = runOnce(std::max<int64_t>(deadline - nowMicros(), 0));
+        if (!didWork && nowMicros() >= deadline) {
+            return predicate();
+        }
+    }
+    return true;
+}
+
+void QMRunLoop::runUntilMicros(int64_t dateMicros, bool stoppable) {
+    while (!(stoppable && consumeStop())) {
+        const int64_t now = nowMicros();
+        const int64_t maxWait = dateMicros == kForever ? kForever : std::max<int64_t>(dateMicros - now, 0);
+        const bool didWork = runOnce(maxWait);
+        if (!didWork && nowMicros() >= dateMicros) {
+            return;
+        }
+    }
+}
+
+void QMRunLoop::stop() {
+    impl_->stopRequested = true;
+    curl_multi_wakeup(impl_->multi);
+}
+
+bool QMRunLoop::consumeStop() {
+    return impl_->stopRequested.exchange(false);
+}
+
+int64_t QMRunLoop::nowMicros() const {
+    timeval tv{};
+    gettimeofday(&tv, nullptr);
+    return static_cast<int64_t>(tv.tv_sec) * 1'000'000 + tv.tv_usec;
+}
+
+void QMRunLoop::addTimer(const std::shared_ptr<QMTimer>& timer) {
+    {
+        std::lock_guard<std::mutex> lock(impl_->mutex);
+        impl_->schedule.push_back({0, impl_->nextSequence++, timer, nullptr});
+    }
+    curl_multi_wakeup(impl_->multi);
+}
+
+void QMRunLoop::removeTimer(const QMTimer* timer) {
+    std::vector<Impl::Scheduled> removed;
+    std::lock_guard<std::mutex> lock(impl_->mutex);
+    auto& schedule = impl_->schedule;
+    auto split = std::stable_partition(schedule.begin(), schedule.end(),
+                                       [timer](const Impl::Scheduled& e) { return e.timer.get() != timer; });
+    removed.assign(std::make_move_iterator(split), std::make_move_iterator(schedule.end()));
+    schedule.erase(split, schedule.end());
+    // `removed` is released after the lock (declared first, destroyed last): a timer's
+    // destructor may reach back into the loop.
+}
+
+std::size_t QMRunLoop::timerCount() const {
+    std::lock_guard<std::mutex> lock(impl_->mutex);
+    return static_cast<std::size_t>(std::count_if(impl_->schedule.begin(), impl_->schedule.end(),
+                                                  [](const Impl::Scheduled& e) { return e.timer != nullptr; }));
+}
+
+void QMRunLoop::addTransfer(const std::shared_ptr<QMURLTransfer>& transfer) {
+    {
+        std::lock_guard<std::mutex> lock(impl_->mutex);
+        impl_->transfers[transfer.get()] = transfer;
+    }
+    curl_easy_setopt(transfer->easyHandle(), CURLOPT_PRIVATE, transfer.get());
+    curl_multi_add_handle(impl_->multi, transfer->easyHandle());
+}
+
+void QMRunLoop::removeTransfer(const QMURLTransfer* transfer) {
+    std::shared_ptr<QMURLTransfer> removed;
+    {
+        std::lock_guard<std::mutex> lock(impl_->mutex);
+        auto it = impl_->transfers.find(transfer);
+        if (it == impl_->transfers.end()) {
+            return;
+        }
+        removed = std::move(it->second);
+        impl_->transfers.erase(it);
+    }
+    curl_multi_remove_handle(impl_->multi, removed->easyHandle());
+}
+
+std::size_t QMRunLoop::transferCount() const {
+    std::lock_guard<std::mutex> lock(impl_->mutex);
+    return impl_->transfers.size();
+}
+
+bool QMRunLoop::hasPendingTasks() const {
+    std::lock_guard<std::mutex> lock(impl_->mutex);
+    return !impl_->tasks.empty();
+}
+
+bool QMRunLoop::runOnce(int64_t maxWaitMicros) {
+    driveTransfers();
+    bool didWork = fireDueTimers();
+    didWork = runPostedTasks() || didWork;
+    if (!didWork && maxWaitMicros > 0) {
+        idleUntil(std::min(saturatingAdd(nowMicros(), maxWaitMicros), nextDueMicros()));
+    }
+    return didWork;
+}
+
+void QMRunLoop::idleUntil(int64_t wakeMicros) {
+    pollIO(wakeMicros == kForever ? kForever : wakeMicros - nowMicros());
+}
+
+void QMRunLoop::pollIO(int64_t timeoutMicros) {
+    // Rounded up so that a wake-up a fraction of a millisecond away does not spin.
+    const int64_t ms = timeoutMicros == kForever ? INT_MAX : std::clamp<int64_t>((timeoutMicros + 999) / 1000, 0, INT_MAX);
+    curl_multi_poll(impl_->multi, nullptr, 0, static_cast<int>(ms), nullptr);
+}
+
+int64_t QMRunLoop::nextDueMicros() const {
+    std::lock_guard<std::mutex> lock(impl_->mutex);
+    int64_t next = kForever;
+    for (const auto& entry : impl_->schedule) {
+        next = std::min(next, entry.due());
+    }
+    return next;
+}
+
+bool QMRunLoop::runPostedTasks() {
+    // Only what was posted before this pass: a task that posts again does not starve timers.
+    // Tasks are taken one at a time so that a nested loop inside a task keeps the order.
+    std::size_t budget;
+    {
+        std::lock_guard<std::mutex> lock(impl_->mutex);
+        budget = impl_->tasks.size();
+    }
+    bool didWork = false;
+    for (; budget > 0; --budget) {
+        std::function<void()> task;
+        {
+            std::lock_guard<std::mutex> lock(impl_->mutex);
+            if (impl_->tasks.empty()) {
+                break;
+            }
+            task = std::move(impl_->tasks.front());
+            impl_->tasks.pop_front();
+        }
+        runGuarded(task);
+        didWork = true;
+    }
+    return didWork;
+}
+
+bool QMRunLoop::fireDueTimers() {
+    const int64_t now = nowMicros();
+    std::vector<Impl::Scheduled> due;
+    {
+        std::lock_guard<std::mutex> lock(impl_->mutex);
+        auto& schedule = impl_->schedule;
+        for (auto it = schedule.begin(); it != schedule.end();) {
+            if (it->due() > now) {
+                ++it;
+            } else if (it->timer) {
+                due.push_back(*it);  // stays scheduled: a repeating timer re-arms itself
+                ++it;
+            } else {
+                due.push_back(std::move(*it));
+                it = schedule.erase(it);
+            }
+        }
+    }
+    std::stable_sort(due.begin(), due.end(), [](const Impl::Scheduled& a, const Impl::Scheduled& b) {
+        return a.due() != b.due() ? a.due() < b.due() : a.sequence < b.sequence;
+    });
+    for (auto& entry : due) {
+        if (!entry.timer) {
+            runGuarded(entry.task);
+        } else if (entry.timer->isValid()) {
+            // An earlier callback of this pass may have invalidated it: isValid() is checked
+            // at the moment of firing.
+            runGuarded([&] { entry.timer->fire(now); });
+        }
+    }
+    return !due.empty();
+}
+
+void QMRunLoop::driveTransfers() {
+    if (transferCount() == 0) {
+        return;
+    }
+    int running = 0;
+    curl_multi_perform(impl_->multi, &running);
+    int queued = 0;
+    while (CURLMsg* message = curl_multi_info_read(impl_->multi, &queued)) {
+        if (message->msg != CURLMSG_DONE) {
+            continue;
+        }
+        QMURLTransfer* raw = nullptr;
+        curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &raw);
+        const CURLcode result = message->data.result;
+        std::shared_ptr<QMURLTransfer> transfer;
+        {
+            std::lock_guard<std::mutex> lock(impl_->mutex);
+            auto it = impl_->transfers.find(raw);
+            if (it != impl_->transfers.end()) {
+                transfer = std::move(it->second);
+                impl_->transfers.erase(it);
+            }
+        }
+        if (transfer) {
+            curl_multi_remove_handle(impl_->multi, transfer->easyHandle());
+            transfer->completed(result);
+        }
+    }
+}
+
+QMVirtualRunLoop::QMVirtualRunLoop(int64_t startMillis) : nowMicros_(startMillis * 1000) {}
+
+int64_t QMVirtualRunLoop::nowMicros() const {
+    return nowMicros_.load();
+}
+
+void QMVirtualRunLoop::advanceBy(int64_t ms) {
+    runUntilMicros(nowMicros() + ms * 1000, false);
+}
+
+void QMVirtualRunLoop::idleUntil(int64_t wakeMicros) {
+    // Real I/O in flight holds the virtual clock still until it has completed; with nothing
+    // scheduled at all, wait (really) for work posted from another thread.
+    if (transferCount() > 0 || wakeMicros == kForever) {
+        pollIO(kRealWaitSliceMicros);
+        return;
+    }
+    if (hasPendingTasks()) {
+        return;
+    }
+    int64_t current = nowMicros_.load();
+    while (wakeMicros > current && !nowMicros_.compare_exchange_weak(current, wakeMicros)) {
+    }
+}

@@ -1,0 +1,89 @@
+#include "platform/QMURLConnection.h"
+
+#include <utility>
+
+#include "platform/QMRunLoop.h"
+#include "platform/QMURLStubRegistry.h"
+#include "platform/QMURLTransfer.h"
+
+namespace {
+
+QMURLTransfer::Events eventsFor(const std::shared_ptr<QMURLConnection>& connection) {
+    return {
+        [connection](const std::shared_ptr<QMHTTPURLResponse>& response) { connection->deliverResponse(response); },
+        [connection](const std::string& data) { connection->deliverData(data); },
+        [connection] { connection->deliverFinish(); },
+        [connection](const std::shared_ptr<QMError>& error) { connection->deliverFailure(error); },
+    };
+}
+
+}  // namespace
+
+std::shared_ptr<QMURLConnection> QMURLConnection::connectionWithRequest(
+    const std::shared_ptr<QMURLRequest>& request, std::shared_ptr<QMURLConnectionDelegate> delegate,
+    bool startImmediately) {
+    auto connection = std::make_shared<QMURLConnection>(request ? request->copy() : nullptr, std::move(delegate));
+    if (startImmediately) {
+        connection->start();
+    }
+    return connection;
+}
+
+QMURLConnection::QMURLConnection(std::shared_ptr<QMURLRequest> request,
+                                 std::shared_ptr<QMURLConnectionDelegate> delegate)
+    : request_(std::move(request)), delegate_(std::move(delegate)) {}
+
+QMURLConnection::~QMURLConnection() = default;
+
+void QMURLConnection::start() {
+    if (started_ || !delegate_ || !request_) {
+        return;
+    }
+    started_ = true;
+    if (QMURLStubRegistry::shared().isEnabled()) {
+        startStubbed();
+        return;
+    }
+    transfer_ = QMURLTransfer::start(QMRunLoop::mainRunLoop(), request_, eventsFor(selfAs<QMURLConnection>()));
+}
+
+void QMURLConnection::startStubbed() {
+    auto loop = QMRunLoop::mainRunLoop();
+    auto answer = QMURLStubRegistry::shared().answer(*request_, loop->nowMillis());
+    QMURLTransfer::replayStub(loop, request_->URL(), answer.value_or(QMStubResponse::fail()),
+                              eventsFor(selfAs<QMURLConnection>()));
+}
+
+void QMURLConnection::cancel() {
+    auto released = std::move(delegate_);
+    delegate_ = nullptr;
+    if (auto transfer = transfer_.lock()) {
+        transfer->cancel();
+    }
+}
+
+// Each delivery holds the delegate for the length of the call: the delegate may cancel the
+// connection (dropping the connection's reference) from inside its own callback.
+void QMURLConnection::deliverResponse(const std::shared_ptr<QMHTTPURLResponse>& response) {
+    if (auto delegate = delegate_) {
+        delegate->connection(*this, response);
+    }
+}
+
+void QMURLConnection::deliverData(const std::string& data) {
+    if (auto delegate = delegate_) {
+        delegate->connection(*this, data);
+    }
+}
+
+void QMURLConnection::deliverFinish() {
+    if (auto delegate = std::exchange(delegate_, nullptr)) {
+        delegate->connectionDidFinishLoading(*this);
+    }
+}
+
+void QMURLConnection::deliverFailure(const std::shared_ptr<QMError>& error) {
+    if (auto delegate = std::exchange(delegate_, nullptr)) {
+        delegate->connection(*this, error);
+    }
+}

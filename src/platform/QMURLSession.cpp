@@ -1,0 +1,198 @@
+#include "platform/QMURLSession.h"
+
+#include <condition_variable>
+#include <thread>
+#include <utility>
+
+#include "platform/QMRunLoop.h"
+#include "platform/QMURLStubRegistry.h"
+#include "platform/QMURLTransfer.h"
+
+namespace {
+
+// What a data task has received so far; the completion gets it all at once.
+struct Received {
+    std::shared_ptr<QMHTTPURLResponse> response;
+    std::string data;
+};
+
+QMURLTransfer::Events collectInto(const std::shared_ptr<Received>& received,
+                                  std::function<void(const std::shared_ptr<QMError>&)> done) {
+    return {
+        [received](const std::shared_ptr<QMHTTPURLResponse>& response) { received->response = response; },
+        [received](const std::string& data) { received->data += data; },
+        [done] { done(nullptr); },
+        [done](const std::shared_ptr<QMError>& error) { done(error); },
+    };
+}
+
+void complete(const std::shared_ptr<QMURLSessionDataTask>& task, const Received& received,
+              const std::shared_ptr<QMError>& error) {
+    // Taken out of the task so that a handler capturing its own task does not keep it alive.
+    auto handler = std::exchange(task->completionHandler(), nullptr);
+    if (handler) {
+        handler(error ? std::nullopt : std::optional<std::string>(received.data), received.response, error);
+    }
+}
+
+// The shared session is shut down (worker joined) before the process ends.
+struct SharedSessionSlot {
+    std::mutex mutex;
+    std::shared_ptr<QMURLSession> session;
+    ~SharedSessionSlot() {
+        std::shared_ptr<QMURLSession> last;
+        {
+            std::lock_guard<std::mutex> lock(mutex);
+            last = std::move(session);
+        }
+        if (last) {
+            last->shutdown();
+        }
+    }
+};
+
+}  // namespace
+
+struct QMURLSession::Impl {
+    std::mutex mutex;
+    std::condition_variable idle;
+    std::shared_ptr<QMRunLoop> worker;
+    std::thread thread;
+    int pending = 0;
+};
+
+QMURLSession::QMURLSession() : impl_(std::make_unique<Impl>()) {}
+
+QMURLSession::~QMURLSession() {
+    shutdown();
+}
+
+std::shared_ptr<QMURLSession> QMURLSession::sharedSession() {
+    static SharedSessionSlot slot;
+    std::lock_guard<std::mutex> lock(slot.mutex);
+    if (!slot.session) {
+        slot.session = std::make_shared<QMURLSession>();
+    }
+    return slot.session;
+}
+
+std::shared_ptr<QMURLSessionDataTask> QMURLSession::dataTaskWithRequest(const std::shared_ptr<QMURLRequest>& request,
+                                                                        CompletionHandler completionHandler) {
+    return std::make_shared<QMURLSessionDataTask>(selfAs<QMURLSession>(), request ? request->copy() : nullptr,
+                                                  std::move(completionHandler));
+}
+
+std::shared_ptr<QMURLSessionDataTask> QMURLSession::dataTaskWithURL(const std::shared_ptr<QMURL>& url,
+                                                                    CompletionHandler completionHandler) {
+    return dataTaskWithRequest(QMURLRequest::requestWithURL(url), std::move(completionHandler));
+}
+
+void QMURLSession::enqueue(std::shared_ptr<QMURLSessionDataTask> task) {
+    if (QMURLStubRegistry::shared().isEnabled()) {
+        enqueueStubbed(task);
+        return;
+    }
+    std::weak_ptr<QMURLSession> weakSelf = selfAs<QMURLSession>();
+    std::weak_ptr<QMRunLoop> weakWorker = beginWork();  // counted until the completion has run
+    auto finished = [weakSelf, task](const Received& received, const std::shared_ptr<QMError>& error) {
+        if (auto self = weakSelf.lock()) {
+            self->finishWork([&] { complete(task, received, error); });
+        }
+    };
+    weakWorker.lock()->post([weakWorker, task, finished] {
+        auto worker = weakWorker.lock();
+        auto received = std::make_shared<Received>();
+        QMURLTransfer::start(worker, task->originalRequest(),
+                             collectInto(received, [received, finished](const std::shared_ptr<QMError>& error) {
+                                 finished(*received, error);
+                             }));
+    });
+}
+
+void QMURLSession::enqueueStubbed(const std::shared_ptr<QMURLSessionDataTask>& task) {
+    // The answer is played on the main loop, so that delays follow its (possibly virtual) clock;
+    // the completion then runs on the worker like any other.
+    auto loop = QMRunLoop::mainRunLoop();
+    const auto& request = task->originalRequest();
+    auto answer = QMURLStubRegistry::shared().answer(*request, loop->nowMillis());
+    auto received = std::make_shared<Received>();
+    std::weak_ptr<QMURLSession> weakSelf = selfAs<QMURLSession>();
+    auto handOver = [weakSelf, task, received](const std::shared_ptr<QMError>& error) {
+        auto self = weakSelf.lock();
+        if (!self) {
+            return;
+        }
+        self->beginWork()->post([weakSelf, task, received, error] {
+            if (auto owner = weakSelf.lock()) {
+                owner->finishWork([&] { complete(task, *received, error); });
+            }
+        });
+    };
+    QMURLTransfer::replayStub(loop, request->URL(), answer.value_or(QMStubResponse::fail()),
+                              collectInto(received, handOver));
+}
+
+std::shared_ptr<QMRunLoop> QMURLSession::beginWork() {
+    std::lock_guard<std::mutex> lock(impl_->mutex);
+    if (!impl_->worker) {
+        impl_->worker = std::make_shared<QMRunLoop>();
+        impl_->thread = std::thread([loop = impl_->worker] { loop->run(); });
+    }
+    ++impl_->pending;
+    return impl_->worker;
+}
+
+void QMURLSession::finishWork(const std::function<void()>& completion) {
+    struct Done {
+        Impl& impl;
+        ~Done() {
+            std::lock_guard<std::mutex> lock(impl.mutex);
+            if (impl.pending > 0) {
+                --impl.pending;
+            }
+            impl.idle.notify_all();
+        }
+    } done{*impl_};
+    completion();
+}
+
+void QMURLSession::waitForIdle() {
+    std::unique_lock<std::mutex> lock(impl_->mutex);
+    impl_->idle.wait(lock, [this] { return impl_->pending == 0; });
+}
+
+void QMURLSession::shutdown() {
+    std::shared_ptr<QMRunLoop> worker;
+    std::thread thread;
+    {
+        std::lock_guard<std::mutex> lock(impl_->mutex);
+        worker = std::move(impl_->worker);
+        thread = std::move(impl_->thread);
+        // Work not yet run is dropped with the worker's loop.
+        impl_->pending = 0;
+    }
+    impl_->idle.notify_all();
+    if (!worker) {
+        return;
+    }
+    worker->stop();
+    if (thread.get_id() == std::this_thread::get_id()) {
+        thread.detach();  // shut down from one of its own completion handlers
+    } else if (thread.joinable()) {
+        thread.join();
+    }
+}
+
+QMURLSessionDataTask::QMURLSessionDataTask(std::weak_ptr<QMURLSession> session, std::shared_ptr<QMURLRequest> request,
+                                           QMURLSession::CompletionHandler handler)
+    : session_(std::move(session)), request_(std::move(request)), handler_(std::move(handler)) {}
+
+void QMURLSessionDataTask::resume() {
+    if (resumed_ || !request_) {
+        return;
+    }
+    resumed_ = true;
+    if (auto session = session_.lock()) {
+        session->enqueue(selfAs<QMURLSessionDataTask>());
+    }
+}

@@ -1,0 +1,282 @@
+#include "platform/QMURLTransfer.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <utility>
+#include <vector>
+
+#include "platform/QMRunLoop.h"
+#include "platform/QMURLStubRegistry.h"
+
+namespace {
+
+// The platform's default request time-out.
+constexpr double kDefaultTimeoutSeconds = 60;
+
+bool hasField(const QMURLRequest::Headers& headers, const char* field) {
+    return std::any_of(headers.begin(), headers.end(),
+                       [field](const auto& h) { return strcasecmp(h.first.c_str(), field) == 0; });
+}
+
+std::string trim(const std::string& text) {
+    const auto first = text.find_first_not_of(" \t\r\n");
+    if (first == std::string::npos) {
+        return "";
+    }
+    return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
+}
+
+// Feeds a stub's answer to the client one step per loop task, as the network would.
+class StubReplay : public std::enable_shared_from_this<StubReplay> {
+public:
+    StubReplay(std::weak_ptr<QMRunLoop> loop, std::shared_ptr<QMURL> url, QMStubResponse response,
+               QMURLTransfer::Events events)
+        : loop_(std::move(loop)), url_(std::move(url)), response_(std::move(response)), events_(std::move(events)) {
+        std::erase(response_.chunks, std::string());  // the network never delivers an empty chunk
+    }
+
+    void step() {
+        // Queue the next step first: a client exception in this one must not stall the rest.
+        const std::size_t current = step_++;
+        if (!isLast(current)) {
+            if (auto loop = loop_.lock()) {
+                loop->post([self = shared_from_this()] { self->step(); });
+            }
+        }
+        perform(current);
+    }
+
+private:
+    bool failsAtOnce() const { return response_.failure && !response_.failAfterResponse; }
+    bool isLast(std::size_t step) const { return failsAtOnce() || step == response_.chunks.size() + 1; }
+
+    void perform(std::size_t step) {
+        if (failsAtOnce()) {
+            events_.failure(response_.failure);
+        } else if (step == 0) {
+            events_.response(std::make_shared<QMHTTPURLResponse>(url_, response_.status, response_.headers));
+        } else if (step <= response_.chunks.size()) {
+            events_.data(response_.chunks[step - 1]);
+        } else if (response_.failure) {
+            events_.failure(response_.failure);
+        } else {
+            events_.finish();
+        }
+    }
+
+    std::weak_ptr<QMRunLoop> loop_;
+    std::shared_ptr<QMURL> url_;
+    QMStubResponse response_;
+    QMURLTransfer::Events events_;
+    std::size_t step_ = 0;
+};
+
+}  // namespace
+
+std::shared_ptr<QMURLTransfer> QMURLTransfer::start(const std::shared_ptr<QMRunLoop>& loop,
+                                                    std::shared_ptr<QMURLRequest> request, Events events) {
+    auto transfer = std::make_shared<QMURLTransfer>(loop, std::move(request), std::move(events));
+    transfer->configure();
+    loop->addTransfer(transfer);
+    return transfer;
+}
+
+void QMURLTransfer::replayStub(const std::shared_ptr<QMRunLoop>& loop, const std::shared_ptr<QMURL>& url,
+                               const QMStubResponse& response, Events events) {
+    auto replay = std::make_shared<StubReplay>(loop, url, response, std::move(events));
+    loop->postAfter(response.delayMillis * 1000, [replay] { replay->step(); });
+}
+
+std::shared_ptr<QMError> QMURLTransfer::errorForResult(CURLcode result) {
+    switch (result) {
+        case CURLE_COULDNT_CONNECT:
+            return QMError::URLErrorWithCode(NSURLErrorCannotConnectToHost);
+        case CURLE_COULDNT_RESOLVE_HOST:
+        case CURLE_COULDNT_RESOLVE_PROXY:
+            return QMError::URLErrorWithCode(NSURLErrorCannotFindHost);
+        case CURLE_OPERATION_TIMEDOUT:
+            return QMError::URLErrorWithCode(NSURLErrorTimedOut);
+        case CURLE_SEND_ERROR:
+        case CURLE_RECV_ERROR:
+        case CURLE_GOT_NOTHING:
+        case CURLE_PARTIAL_FILE:
+        case CURLE_HTTP2_STREAM:
+            return QMError::URLErrorWithCode(NSURLErrorNetworkConnectionLost);
+        case CURLE_PEER_FAILED_VERIFICATION:
+            return QMError::URLErrorWithCode(NSURLErrorServerCertificateUntrusted);
+        case CURLE_SSL_CONNECT_ERROR:
+        case CURLE_SSL_CERTPROBLEM:
+        case CURLE_SSL_CIPHER:
+        case CURLE_SSL_CACERT_BADFILE:
+            return QMError::URLErrorWithCode(NSURLErrorSecureConnectionFailed);
+        case CURLE_UNSUPPORTED_PROTOCOL:
+        case CURLE_URL_MALFORMAT:
+            return QMError::URLErrorWithCode(NSURLErrorBadURL);
+        case CURLE_WEIRD_SERVER_REPLY:
+            return QMError::URLErrorWithCode(NSURLErrorBadServerResponse);
+        case CURLE_ABORTED_BY_CALLBACK:
+            return QMError::URLErrorWithCode(NSURLErrorCancelled);
+        default:
+            return QMError::URLErrorWithCode(NSURLErrorUnknown);
+    }
+}
+
+QMURLTransfer::QMURLTransfer(std::weak_ptr<QMRunLoop> loop, std::shared_ptr<QMURLRequest> request, Events events)
+    : loop_(std::move(loop)), request_(std::move(request)), events_(std::move(events)), easy_(curl_easy_init()) {}
+
+QMURLTransfer::~QMURLTransfer() {
+    curl_easy_cleanup(easy_);
+    curl_slist_free_all(headerList_);
+}
+
+void QMURLTransfer::configure() {
+    const std::string url = request_->URL() ? request_->URL()->absoluteString() : std::string();
+    curl_easy_setopt(easy_, CURLOPT_URL, url.c_str());
+    curl_easy_setopt(easy_, CURLOPT_PROTOCOLS_STR, "http,https,file");
+    curl_easy_setopt(easy_, CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(easy_, CURLOPT_SSL_VERIFYPEER, 1L);
+    curl_easy_setopt(easy_, CURLOPT_SSL_VERIFYHOST, 2L);
+    const double seconds = request_->timeoutInterval() > 0 ? request_->timeoutInterval() : kDefaultTimeoutSeconds;
+    const long timeoutMs = static_cast<long>(std::llround(seconds * 1000));
+    curl_easy_setopt(easy_, CURLOPT_TIMEOUT_MS, timeoutMs);
+    curl_easy_setopt(easy_, CURLOPT_CONNECTTIMEOUT_MS, timeoutMs);
+    curl_easy_setopt(easy_, CURLOPT_HEADERFUNCTION, &QMURLTransfer::onHeader);
+    curl_easy_setopt(easy_, CURLOPT_HEADERDATA, this);
+    curl_easy_setopt(easy_, CURLOPT_WRITEFUNCTION, &QMURLTransfer::onBody);
+    curl_easy_setopt(easy_, CURLOPT_WRITEDATA, this);
+    configureMethodAndBody();
+    configureHeaders();
+}
+
+void QMURLTransfer::configureMethodAndBody() {
+    const std::string& method = request_->HTTPMethod();
+    const auto& body = request_->HTTPBody();
+    if (method == "HEAD") {
+        curl_easy_setopt(easy_, CURLOPT_NOBODY, 1L);
+        return;
+    }
+    if (body || method == "POST" || method == "PUT" || method == "PATCH") {
+        // The body lives in request_, which outlives the handle.
+        static const char kEmpty[] = "";
+        curl_easy_setopt(easy_, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body ? body->size() : 0));
+        curl_easy_setopt(easy_, CURLOPT_POSTFIELDS, body ? body->data() : kEmpty);
+    }
+    if (method != "GET" || body) {
+        curl_easy_setopt(easy_, CURLOPT_CUSTOMREQUEST, method.c_str());
+    }
+}
+
+void QMURLTransfer::configureHeaders() {
+    const auto& headers = request_->allHTTPHeaderFields();
+    for (const auto& [field, value] : headers) {
+        // "Field;" is libcurl's spelling of a header sent with an empty value.
+        const std::string line = value.empty() ? field + ";" : field + ": " + value;
+        headerList_ = curl_slist_append(headerList_, line.c_str());
+    }
+    // Only what the request holds goes out: suppress the headers libcurl would add itself.
+    for (const char* own : {"Expect", "Accept", "Content-Type"}) {
+        if (!hasField(headers, own)) {
+            headerList_ = curl_slist_append(headerList_, (std::string(own) + ":").c_str());
+        }
+    }
+    curl_easy_setopt(easy_, CURLOPT_HTTPHEADER, headerList_);
+}
+
+size_t QMURLTransfer::onHeader(char* buffer, size_t size, size_t count, void* self) {
+    static_cast<QMURLTransfer*>(self)->headerLine(std::string(buffer, size * count));
+    return size * count;
+}
+
+size_t QMURLTransfer::onBody(char* buffer, size_t size, size_t count, void* self) {
+    auto* transfer = static_cast<QMURLTransfer*>(self);
+    transfer->postResponse();
+    transfer->post([chunk = std::string(buffer, size * count)](QMURLTransfer& t) {
+        if (auto deliver = t.events_.data) {
+            deliver(chunk);
+        }
+    });
+    return size * count;
+}
+
+void QMURLTransfer::headerLine(std::string line) {
+    if (line.rfind("HTTP/", 0) == 0) {
+        // A new status line: an interim (1xx) answer or a new response; its headers start over.
+        const auto space = line.find(' ');
+        status_ = space == std::string::npos ? 0 : std::strtol(line.c_str() + space + 1, nullptr, 10);
+        responseHeaders_.clear();
+        return;
+    }
+    line = trim(line);
+    if (line.empty()) {
+        if (status_ >= 200) {
+            postResponse();
+        }
+        return;
+    }
+    const auto colon = line.find(':');
+    if (colon != std::string::npos) {
+        responseHeaders_.emplace_back(trim(line.substr(0, colon)), trim(line.substr(colon + 1)));
+    }
+}
+
+void QMURLTransfer::postResponse() {
+    if (responsePosted_) {
+        return;
+    }
+    responsePosted_ = true;
+    auto response = std::make_shared<QMHTTPURLResponse>(request_->URL(), status_, responseHeaders_);
+    post([response](QMURLTransfer& t) {
+        if (auto deliver = t.events_.response) {
+            deliver(response);
+        }
+    });
+}
+
+void QMURLTransfer::completed(CURLcode result) {
+    if (result == CURLE_OK) {
+        postResponse();
+        post([](QMURLTransfer& t) {
+            if (auto deliver = t.events_.finish) {
+                t.events_ = {};
+                deliver();
+            }
+        });
+    } else {
+        post([error = errorForResult(result)](QMURLTransfer& t) {
+            if (auto deliver = t.events_.failure) {
+                t.events_ = {};
+                deliver(error);
+            }
+        });
+    }
+}
+
+void QMURLTransfer::cancel() {
+    if (cancelled_) {
+        return;
+    }
+    cancelled_ = true;
+    auto keepAlive = shared_from_this();
+    Events released = std::move(events_);
+    events_ = {};
+    if (auto loop = loop_.lock()) {
+        loop->removeTransfer(this);
+    }
+}
+
+void QMURLTransfer::post(std::function<void(QMURLTransfer&)> step) {
+    auto loop = loop_.lock();
+    if (!loop) {
+        return;
+    }
+    // The task holds the transfer, so events already queued survive its removal from the loop.
+    auto self = std::static_pointer_cast<QMURLTransfer>(shared_from_this());
+    loop->post([self, step = std::move(step)] {
+        if (!self->cancelled_) {
+            step(*self);
+        }
+    });
+}
