@@ -1,0 +1,5 @@
+#include "platform/avfoundation/AVAsset.h"
+
+AVAsset::AVAsset() = default;
+
+AVAsset::~AVAsset() = default;

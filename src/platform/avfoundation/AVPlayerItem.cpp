@@ -1,0 +1,195 @@
+#include "platform/avfoundation/AVPlayerItem.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "platform/QMClock.h"
+#include "platform/QMException.h"
+#include "platform/QMNotificationCenter.h"
+#include "platform/avfoundation/AVPlayerItemNotifications.h"
+#include "platform/avfoundation/AVURLAsset.h"
+
+namespace {
+
+__extension__ typedef __int128 QMWideNanos;
+
+constexpr int64_t nanosPerSecond = 1'000'000'000;
+
+// The playhead is kept in whole nanoseconds, so that whole and half seconds stay exact.
+int64_t nanosOf(const CMTime& time) {
+    return static_cast<int64_t>(static_cast<QMWideNanos>(time.value) * nanosPerSecond / time.timescale);
+}
+
+}  // namespace
+
+AVPlayerItem::AVPlayerItem(std::shared_ptr<AVAsset> asset)
+    : asset_(std::move(asset)), anchorMicros_(QMClock::currentTimeMicros()) {}
+
+AVPlayerItem::~AVPlayerItem() = default;
+
+std::shared_ptr<AVPlayerItem> AVPlayerItem::playerItemWithURL(std::shared_ptr<QMURL> URL) {
+    return std::make_shared<AVPlayerItem>(AVURLAsset::URLAssetWithURL(std::move(URL)));
+}
+
+std::shared_ptr<AVPlayerItem> AVPlayerItem::playerItemWithAsset(std::shared_ptr<AVAsset> asset) {
+    return std::make_shared<AVPlayerItem>(std::move(asset));
+}
+
+void AVPlayerItem::setStatus(AVPlayerItemStatus status) {
+    if (status == status_) {
+        return;
+    }
+    reanchor();
+    willChangeValueForKey("status");
+    status_ = status;
+    didChangeValueForKey("status", status);
+}
+
+void AVPlayerItem::setError(std::shared_ptr<QMError> error) {
+    if (error == error_) {
+        return;
+    }
+    willChangeValueForKey("error");
+    error_ = std::move(error);
+    didChangeValueForKey("error", error_);
+}
+
+void AVPlayerItem::setDuration(CMTime duration) {
+    const bool same = CMTimeCompare(duration, duration_) == 0 && duration.flags == duration_.flags;
+    if (durationLoaded_ && same) {
+        return;
+    }
+    reanchor();
+    willChangeValueForKey("duration");
+    duration_ = duration;
+    durationLoaded_ = true;
+    didChangeValueForKey("duration", duration);
+}
+
+CMTime AVPlayerItem::currentTime() const {
+    return CMTime{positionNanosAt(QMClock::currentTimeMicros()), kCMTimeMaxTimescale, kCMTimeFlags_Valid, 0};
+}
+
+void AVPlayerItem::seekToTime(CMTime time) {
+    if (!CMTIME_IS_NUMERIC(time)) {
+        throw QMInvalidArgumentException("AVPlayerItem cannot seek to a time that is not numeric");
+    }
+    anchorMicros_ = QMClock::currentTimeMicros();
+    anchorNanos_ = nanosOf(time);
+    // Held within the timeline by reading it back through the clamping.
+    anchorNanos_ = positionNanosAt(anchorMicros_);
+    post(AVPlayerItemTimeJumpedNotification);
+}
+
+void AVPlayerItem::setPresentationSize(CGSize presentationSize) {
+    if (CGSizeEqualToSize(presentationSize, presentationSize_)) {
+        return;
+    }
+    willChangeValueForKey("presentationSize");
+    presentationSize_ = presentationSize;
+    didChangeValueForKey("presentationSize", presentationSize);
+}
+
+void AVPlayerItem::setPlaybackBufferEmpty(bool playbackBufferEmpty) {
+    if (playbackBufferEmpty == playbackBufferEmpty_) {
+        return;
+    }
+    reanchor();
+    willChangeValueForKey("playbackBufferEmpty");
+    playbackBufferEmpty_ = playbackBufferEmpty;
+    didChangeValueForKey("playbackBufferEmpty", playbackBufferEmpty);
+}
+
+void AVPlayerItem::setPlaybackLikelyToKeepUp(bool playbackLikelyToKeepUp) {
+    if (playbackLikelyToKeepUp == playbackLikelyToKeepUp_) {
+        return;
+    }
+    willChangeValueForKey("playbackLikelyToKeepUp");
+    playbackLikelyToKeepUp_ = playbackLikelyToKeepUp;
+    didChangeValueForKey("playbackLikelyToKeepUp", playbackLikelyToKeepUp);
+}
+
+void AVPlayerItem::setPlaybackBufferFull(bool playbackBufferFull) {
+    if (playbackBufferFull == playbackBufferFull_) {
+        return;
+    }
+    willChangeValueForKey("playbackBufferFull");
+    playbackBufferFull_ = playbackBufferFull;
+    didChangeValueForKey("playbackBufferFull", playbackBufferFull);
+}
+
+std::shared_ptr<AVPlayerItemAccessLog> AVPlayerItem::accessLog() const {
+    return accessLog_;
+}
+
+std::shared_ptr<AVPlayerItemErrorLog> AVPlayerItem::errorLog() const {
+    return errorLog_;
+}
+
+void AVPlayerItem::addAccessLogEvent(std::shared_ptr<AVPlayerItemAccessLogEvent> event) {
+    if (!accessLog_) {
+        accessLog_ = std::make_shared<AVPlayerItemAccessLog>();
+    }
+    accessLog_->addEvent(std::move(event));
+    post(AVPlayerItemNewAccessLogEntryNotification);
+}
+
+void AVPlayerItem::addErrorLogEvent(std::shared_ptr<AVPlayerItemErrorLogEvent> event) {
+    if (!errorLog_) {
+        errorLog_ = std::make_shared<AVPlayerItemErrorLog>();
+    }
+    errorLog_->addEvent(std::move(event));
+    post(AVPlayerItemNewErrorLogEntryNotification);
+}
+
+void AVPlayerItem::postDidPlayToEndTime() {
+    post(AVPlayerItemDidPlayToEndTimeNotification);
+}
+
+void AVPlayerItem::postPlaybackStalled() {
+    post(AVPlayerItemPlaybackStalledNotification);
+}
+
+void AVPlayerItem::postFailedToPlayToEndTime(const std::shared_ptr<QMError>& error) {
+    QMUserInfo userInfo;
+    if (error) {
+        userInfo[AVPlayerItemFailedToPlayToEndTimeErrorKey] = error;
+    }
+    QMNotificationCenter::defaultCenter()->postNotificationName(AVPlayerItemFailedToPlayToEndTimeNotification,
+                                                                shared_from_this(), std::move(userInfo));
+}
+
+void AVPlayerItem::setPlayerRate(float rate) {
+    if (rate == playerRate_) {
+        return;
+    }
+    reanchor();
+    playerRate_ = rate;
+}
+
+bool AVPlayerItem::isAdvancing() const {
+    return status_ == AVPlayerItemStatusReadyToPlay && !playbackBufferEmpty_ && playerRate_ != 0.0f &&
+           !std::isnan(playerRate_);
+}
+
+int64_t AVPlayerItem::positionNanosAt(int64_t nowMicros) const {
+    int64_t nanos = anchorNanos_;
+    if (isAdvancing()) {
+        const double elapsedNanos = static_cast<double>(nowMicros - anchorMicros_) * 1000.0;
+        nanos += static_cast<int64_t>(std::llround(elapsedNanos * playerRate_));
+    }
+    if (CMTIME_IS_NUMERIC(duration_) && duration_.timescale > 0) {
+        nanos = std::min(nanos, nanosOf(duration_));
+    }
+    return std::max<int64_t>(nanos, 0);
+}
+
+void AVPlayerItem::reanchor() {
+    const int64_t now = QMClock::currentTimeMicros();
+    anchorNanos_ = positionNanosAt(now);
+    anchorMicros_ = now;
+}
+
+void AVPlayerItem::post(const char* name) {
+    QMNotificationCenter::defaultCenter()->postNotificationName(name, shared_from_this());
+}

@@ -1,0 +1,5 @@
+#include "platform/avfoundation/AVPlayerItemAccessLogEvent.h"
+
+AVPlayerItemAccessLogEvent::AVPlayerItemAccessLogEvent() = default;
+
+AVPlayerItemAccessLogEvent::~AVPlayerItemAccessLogEvent() = default;

@@ -1,0 +1,5 @@
+#include "platform/avfoundation/AVPlayerItemErrorLogEvent.h"
+
+AVPlayerItemErrorLogEvent::AVPlayerItemErrorLogEvent() = default;
+
+AVPlayerItemErrorLogEvent::~AVPlayerItemErrorLogEvent() = default;

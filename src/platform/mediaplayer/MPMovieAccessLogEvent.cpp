@@ -1,0 +1,5 @@
+#include "platform/mediaplayer/MPMovieAccessLogEvent.h"
+
+MPMovieAccessLogEvent::MPMovieAccessLogEvent() = default;
+
+MPMovieAccessLogEvent::~MPMovieAccessLogEvent() = default;

@@ -1,0 +1,5 @@
+#include "platform/mediaplayer/MPMovieErrorLogEvent.h"
+
+MPMovieErrorLogEvent::MPMovieErrorLogEvent() = default;
+
+MPMovieErrorLogEvent::~MPMovieErrorLogEvent() = default;
