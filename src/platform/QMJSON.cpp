@@ -156,7 +156,7 @@ void appendDescription(std::string& out, const QMJSON& value, int level) {
             appendDescribedString(out, value.get_ref<const std::string&>(), inCollection);
             break;
         case QMJSON::value_t::null:
-            out += "<null>";
+            out += inCollection ? "\"<null>\"" : "<null>";
             break;
         case QMJSON::value_t::boolean:
             out += value.get<bool>() ? "1" : "0";

@@ -27,6 +27,6 @@ public:
 // The platform's textual description of a value, as `%@` prints it: a string as itself, a number
 // as its decimal text (booleans as 1 or 0), null as "<null>", arrays as "(\n    a,\n    b\n)" and
 // objects as "{\n    key = value;\n}". Inside a collection a string that is not a plain word
-// ([A-Za-z0-9_]+) is quoted ("a b", "http://x"), and a nested collection is indented by its own
-// level once more ("key =     (").
+// ([A-Za-z0-9_]+) is quoted ("a b", "http://x"), so is null ("<null>"), and a nested collection
+// is indented by its own level once more ("key =     (").
 VEYRAKIT_EXPORT std::string QMDescription(const QMJSON& value);
