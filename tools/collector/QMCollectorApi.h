@@ -1,0 +1,33 @@
+#pragma once
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+#include "collector/QMCollectorStore.h"
+#include "collector/QMSessionAnalyzer.h"
+
+// The collector's read-only JSON API, independent of the HTTP server that serves it:
+//   GET /api/sessions                   every session with its state and check outcome
+//   GET /api/sessions/{sessionId}       one session: summary, checks, requests
+//   GET /api/requests[?session=ID|none] stored requests, all, of one session, or of none
+// "?final=1" on the session routes judges every session as over.
+class QMCollectorApi {
+public:
+    struct Response {
+        int status = 200;
+        nlohmann::ordered_json body;
+    };
+
+    QMCollectorApi(const QMCollectorStore& store, QMSessionAnalyzer analyzer);
+
+    Response sessions(int64_t nowMillis, bool assumeFinished) const;
+    Response session(const std::string& sessionId, int64_t nowMillis, bool assumeFinished) const;
+    // `session` "none" selects the requests that named no session.
+    Response requests(const std::optional<std::string>& session) const;
+
+private:
+    const QMCollectorStore& store_;
+    QMSessionAnalyzer analyzer_;
+};

@@ -1,0 +1,275 @@
+#include "collector/QMCollectorServer.h"
+
+#include <httplib.h>
+
+#include <array>
+#include <chrono>
+#include <mutex>
+#include <stdexcept>
+#include <thread>
+
+#include "collector/QMCollectorApi.h"
+#include "collector/QMCollectorResponder.h"
+#include "collector/QMSessionAnalyzer.h"
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+const char* const kDiagnosticEventsPath = "/veyrakit/";
+const char* const kSessionEventsPath = "/sessionEventsHandler/sessions";
+
+// httplib files the peer's and our own address among the headers; the client never sent them.
+bool isPseudoHeader(const std::string& name) {
+    return name == "REMOTE_ADDR" || name == "REMOTE_PORT" || name == "LOCAL_ADDR" || name == "LOCAL_PORT";
+}
+
+QMCollectorRequest capture(const httplib::Request& req, QMCollectorEndpoint endpoint) {
+    QMCollectorRequest request;
+    request.receivedMillis = QMCollectorServer::currentTimeMillis();
+    request.endpoint = endpoint;
+    request.method = req.method;
+    request.path = req.path;
+    for (const auto& [name, value] : req.headers) {
+        if (!isPseudoHeader(name)) request.headers.emplace_back(name, value);
+    }
+    request.body = req.body;
+    return request;
+}
+
+std::optional<std::string> reportType(const QMCollectorRequest& request) {
+    auto body = request.bodyJSON();
+    if (!body || !body->is_object() || !body->contains("type") || !(*body)["type"].is_string()) return std::nullopt;
+    return (*body)["type"].get<std::string>();
+}
+
+// A diagnostic post names its session inside its "session" description, once it is known.
+std::optional<std::string> diagnosticSessionId(const QMCollectorRequest& request) {
+    auto body = request.bodyJSON();
+    if (!body || !body->is_object() || !body->contains("session")) return std::nullopt;
+    const Json& session = (*body)["session"];
+    if (!session.is_object() || !session.contains("sessionId") || !session["sessionId"].is_string()) {
+        return std::nullopt;
+    }
+    return session["sessionId"].get<std::string>();
+}
+
+void sendJSON(httplib::Response& res, int status, const Json& body) {
+    res.status = status;
+    res.set_content(body.dump(), "application/json");
+}
+
+}  // namespace
+
+struct QMCollectorServer::Impl {
+    explicit Impl(Options opts)
+        : options(std::move(opts)),
+          store(options.databasePath),
+          responder(options.policy),
+          analyzer(options.policy.sessionIdleMillis()) {}
+
+    void configureMain();
+    void configureDiagnostics(httplib::Server& server, const std::string& path, QMCollectorEndpoint endpoint);
+    void recordOther(httplib::Server& server);
+    void handle(const httplib::Request& req, httplib::Response& res, QMCollectorEndpoint endpoint);
+    QMCollectorResponder::Answer answerFor(QMCollectorRequest& request);
+    void notify(const QMCollectorRequest& request);
+    void bindAll();
+    void bindOne(httplib::Server& server, int requested, int& bound);
+    void stopAll();
+
+    Options options;
+    QMCollectorStore store;
+    QMCollectorResponder responder;
+    QMSessionAnalyzer analyzer;
+    std::array<httplib::Server, 3> servers;
+    std::array<int, 3> ports{0, 0, 0};
+    std::vector<std::thread> threads;
+    bool started = false;
+    std::mutex observerMutex;
+    Observer observer;
+};
+
+void QMCollectorServer::Impl::configureMain() {
+    auto& server = servers[0];
+    server.Post("/player/init", [this](const auto& req, auto& res) { handle(req, res, QMCollectorEndpoint::Init); });
+    server.Post("/player/report",
+                [this](const auto& req, auto& res) { handle(req, res, QMCollectorEndpoint::Report); });
+    QMCollectorApi api(store, analyzer);
+    server.Get("/api/sessions", [api](const httplib::Request& req, httplib::Response& res) {
+        auto answer = api.sessions(currentTimeMillis(), req.get_param_value("final") == "1");
+        sendJSON(res, answer.status, answer.body);
+    });
+    server.Get(R"(/api/sessions/([^/]+))", [api](const httplib::Request& req, httplib::Response& res) {
+        auto answer = api.session(req.matches[1], currentTimeMillis(), req.get_param_value("final") == "1");
+        sendJSON(res, answer.status, answer.body);
+    });
+    server.Get("/api/requests", [api](const httplib::Request& req, httplib::Response& res) {
+        auto session = req.has_param("session") ? std::optional(req.get_param_value("session")) : std::nullopt;
+        auto answer = api.requests(session);
+        sendJSON(res, answer.status, answer.body);
+    });
+    recordOther(server);
+}
+
+void QMCollectorServer::Impl::configureDiagnostics(httplib::Server& server, const std::string& path,
+                                                   QMCollectorEndpoint endpoint) {
+    // One post a second per player: two workers are plenty.
+    server.new_task_queue = [] { return new httplib::ThreadPool(2); };
+    server.Post(path, [this, endpoint](const auto& req, auto& res) { handle(req, res, endpoint); });
+    recordOther(server);
+}
+
+// Whatever else arrives is kept too, and answered 404.
+void QMCollectorServer::Impl::recordOther(httplib::Server& server) {
+    auto other = [this](const httplib::Request& req, httplib::Response& res) {
+        handle(req, res, QMCollectorEndpoint::Other);
+    };
+    server.Get(".*", other).Post(".*", other).Put(".*", other).Patch(".*", other).Delete(".*", other);
+    server.set_exception_handler([](const httplib::Request&, httplib::Response& res, std::exception_ptr error) {
+        std::string message = "internal error";
+        try {
+            std::rethrow_exception(error);
+        } catch (const std::exception& e) {
+            message = e.what();
+        } catch (...) {
+        }
+        sendJSON(res, 500, Json{{"error", message}});
+    });
+}
+
+void QMCollectorServer::Impl::handle(const httplib::Request& req, httplib::Response& res,
+                                     QMCollectorEndpoint endpoint) {
+    QMCollectorRequest request = capture(req, endpoint);
+    auto answer = answerFor(request);
+    request.answerStatus = answer.status;
+    request.answerBody = answer.body;
+    store.record(request, answer.issuedSessionId);
+    res.status = answer.status;
+    res.set_content(answer.body, "application/json");
+    notify(request);
+}
+
+QMCollectorResponder::Answer QMCollectorServer::Impl::answerFor(QMCollectorRequest& request) {
+    switch (request.endpoint) {
+        case QMCollectorEndpoint::Init: {
+            auto answer = responder.answerInit();
+            request.sessionId = answer.issuedSessionId;
+            return answer;
+        }
+        case QMCollectorEndpoint::Report:
+            request.sessionId = request.claimedSessionId();
+            return responder.answerReport(request.sessionId, reportType(request));
+        case QMCollectorEndpoint::DiagnosticEvents:
+        case QMCollectorEndpoint::SessionEvents:
+            request.sessionId = diagnosticSessionId(request);
+            return QMCollectorResponder::answerDiagnostic();
+        case QMCollectorEndpoint::Other: break;
+    }
+    return QMCollectorResponder::Answer{404, Json{{"error", "no such endpoint"}}.dump(), std::nullopt};
+}
+
+void QMCollectorServer::Impl::notify(const QMCollectorRequest& request) {
+    std::lock_guard lock(observerMutex);
+    if (!observer) return;
+    std::optional<int64_t> sessionStart;
+    if (request.sessionId) {
+        if (auto session = store.session(*request.sessionId)) sessionStart = session->createdMillis;
+    }
+    try {
+        observer(QMCollectorRequestEvent::from(request, sessionStart));
+    } catch (...) {
+        // The observer's trouble must not cost the client its answer.
+    }
+}
+
+void QMCollectorServer::Impl::bindAll() {
+    bindOne(servers[0], options.port, ports[0]);
+    bindOne(servers[1], options.diagnosticEventsPort, ports[1]);
+    bindOne(servers[2], options.sessionEventsPort, ports[2]);
+}
+
+void QMCollectorServer::Impl::bindOne(httplib::Server& server, int requested, int& bound) {
+    if (requested == 0) {
+        bound = server.bind_to_any_port(options.host);
+    } else if (server.bind_to_port(options.host, requested)) {
+        bound = requested;
+    }
+    if (bound <= 0) {
+        bound = 0;
+        throw std::runtime_error("cannot listen on " + options.host + ":" + std::to_string(requested));
+    }
+    threads.emplace_back([&server] { server.listen_after_bind(); });
+    // stop() only reaches a server whose accept loop runs, so wait for it to run.
+    for (int waited = 0; !server.is_running(); ++waited) {
+        if (waited == 5000) throw std::runtime_error("the server on port " + std::to_string(bound) + " did not start");
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
+
+void QMCollectorServer::Impl::stopAll() {
+    for (auto& server : servers) server.stop();
+    for (auto& thread : threads) thread.join();
+    threads.clear();
+}
+
+QMCollectorServer::QMCollectorServer(Options options) : impl_(std::make_unique<Impl>(std::move(options))) {
+    impl_->configureMain();
+    impl_->configureDiagnostics(impl_->servers[1], kDiagnosticEventsPath, QMCollectorEndpoint::DiagnosticEvents);
+    impl_->configureDiagnostics(impl_->servers[2], kSessionEventsPath, QMCollectorEndpoint::SessionEvents);
+}
+
+QMCollectorServer::~QMCollectorServer() { stop(); }
+
+void QMCollectorServer::setObserver(Observer observer) {
+    std::lock_guard lock(impl_->observerMutex);
+    impl_->observer = std::move(observer);
+}
+
+void QMCollectorServer::start() {
+    if (impl_->started) throw std::logic_error("a collector server starts only once");
+    impl_->started = true;
+    try {
+        impl_->bindAll();
+    } catch (...) {
+        impl_->stopAll();
+        throw;
+    }
+}
+
+void QMCollectorServer::stop() { impl_->stopAll(); }
+
+bool QMCollectorServer::isRunning() const { return !impl_->threads.empty(); }
+
+int QMCollectorServer::port() const { return impl_->ports[0]; }
+int QMCollectorServer::diagnosticEventsPort() const { return impl_->ports[1]; }
+int QMCollectorServer::sessionEventsPort() const { return impl_->ports[2]; }
+
+std::string QMCollectorServer::baseURL() const {
+    return "http://" + impl_->options.host + ":" + std::to_string(port());
+}
+
+std::string QMCollectorServer::diagnosticEventsURL() const {
+    return "http://" + impl_->options.host + ":" + std::to_string(diagnosticEventsPort()) + kDiagnosticEventsPath;
+}
+
+std::string QMCollectorServer::sessionEventsURL() const {
+    return "http://" + impl_->options.host + ":" + std::to_string(sessionEventsPort()) + kSessionEventsPath;
+}
+
+const QMCollectorStore& QMCollectorServer::store() const { return impl_->store; }
+const QMCollectorPolicy& QMCollectorServer::policy() const { return impl_->options.policy; }
+
+std::vector<QMSessionAnalysis> QMCollectorServer::analyzeSessions(bool assumeFinished) const {
+    return impl_->analyzer.analyzeAll(impl_->store, currentTimeMillis(), assumeFinished);
+}
+
+std::optional<QMSessionAnalysis> QMCollectorServer::analyzeSession(const std::string& sessionId,
+                                                                   bool assumeFinished) const {
+    return impl_->analyzer.analyze(impl_->store, sessionId, currentTimeMillis(), assumeFinished);
+}
+
+int64_t QMCollectorServer::currentTimeMillis() {
+    using namespace std::chrono;
+    return duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
+}

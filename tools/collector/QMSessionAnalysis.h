@@ -1,0 +1,25 @@
+#pragma once
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "collector/QMProtocolCheck.h"
+
+// A session's summary and the results of its protocol checks.
+class QMSessionAnalysis {
+public:
+    std::string sessionId;
+    bool known = false;
+    std::string state;  // "active", "completed", "error", "endedByServer", "abandoned"
+    nlohmann::ordered_json summary;
+    std::vector<QMProtocolCheck> checks;
+
+    // No check failed (pending and not applicable ones do not count against it).
+    bool passed() const;
+    size_t violationCount() const;
+    // The check with this name, or nullptr.
+    const QMProtocolCheck* check(const std::string& name) const;
+    nlohmann::ordered_json toJSON() const;
+};

@@ -1,0 +1,36 @@
+#include "collector/QMSessionAnalyzer.h"
+
+#include "collector/QMProtocolChecks.h"
+#include "collector/QMSessionSummary.h"
+#include "collector/QMSessionView.h"
+
+QMSessionAnalysis QMSessionAnalyzer::analyze(const std::string& sessionId, bool known,
+                                             std::vector<QMCollectorRequest> requests, int64_t nowMillis,
+                                             bool assumeFinished) const {
+    QMSessionView view(sessionId, known, std::move(requests), nowMillis, idleMillis_, assumeFinished);
+    QMSessionAnalysis analysis;
+    analysis.sessionId = sessionId;
+    analysis.known = known;
+    analysis.state = QMSessionView::stateName(view.state());
+    analysis.summary = QMSessionSummary::build(view);
+    analysis.checks = QMProtocolChecks::all(view);
+    return analysis;
+}
+
+std::optional<QMSessionAnalysis> QMSessionAnalyzer::analyze(const QMCollectorStore& store,
+                                                            const std::string& sessionId, int64_t nowMillis,
+                                                            bool assumeFinished) const {
+    auto requests = store.requestsOfSession(sessionId);
+    if (requests.empty()) return std::nullopt;
+    bool known = store.session(sessionId).has_value();
+    return analyze(sessionId, known, std::move(requests), nowMillis, assumeFinished);
+}
+
+std::vector<QMSessionAnalysis> QMSessionAnalyzer::analyzeAll(const QMCollectorStore& store, int64_t nowMillis,
+                                                             bool assumeFinished) const {
+    std::vector<QMSessionAnalysis> result;
+    for (const auto& sessionId : store.sessionIdsSeen()) {
+        if (auto analysis = analyze(store, sessionId, nowMillis, assumeFinished)) result.push_back(std::move(*analysis));
+    }
+    return result;
+}

@@ -1,0 +1,107 @@
+#include "collector/QMSessionView.h"
+
+#include <algorithm>
+#include <array>
+#include <set>
+
+#include "collector/QMCollectorPolicy.h"
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+bool isDecimalText(const std::string& text) {
+    size_t start = (!text.empty() && text[0] == '-') ? 1 : 0;
+    return text.size() > start && text.size() < 20 &&
+           std::all_of(text.begin() + static_cast<std::ptrdiff_t>(start), text.end(),
+                       [](char c) { return c >= '0' && c <= '9'; });
+}
+
+}  // namespace
+
+QMSessionView::QMSessionView(std::string sessionId, bool known, std::vector<QMCollectorRequest> requests,
+                             int64_t nowMillis, int64_t idleMillis, bool assumeFinished)
+    : sessionId_(std::move(sessionId)), known_(known), requests_(std::move(requests)) {
+    sortRequests();
+    state_ = computeState(nowMillis, idleMillis, assumeFinished);
+}
+
+void QMSessionView::sortRequests() {
+    std::set<std::string> bodiesSeen;
+    for (const auto& request : requests_) {
+        if (request.endpoint == QMCollectorEndpoint::Init && initRequest_ == nullptr) initRequest_ = &request;
+        if (request.endpoint != QMCollectorEndpoint::Report) continue;
+        Report report;
+        report.request = &request;
+        auto json = request.bodyJSON();
+        if (json && json->is_object()) {
+            report.body = *json;
+            auto type = json->find("type");
+            if (type != json->end() && type->is_string()) report.type = type->get<std::string>();
+        }
+        report.retransmission = !bodiesSeen.insert(request.body).second;
+        reports_.push_back(std::move(report));
+    }
+}
+
+std::vector<const QMSessionView::Report*> QMSessionView::reportsOfType(const std::string& type) const {
+    std::vector<const Report*> result;
+    for (const auto& report : reports_) {
+        if (!report.retransmission && report.type == type) result.push_back(&report);
+    }
+    return result;
+}
+
+std::vector<const QMSessionView::Report*> QMSessionView::periodicalReports() const {
+    auto result = reportsOfType("P");
+    auto number = [](const Report* report) {
+        return numberOf(report->body->value("periodicalNumber", Json())).value_or(INT64_MAX);
+    };
+    std::stable_sort(result.begin(), result.end(),
+                     [&](const Report* a, const Report* b) { return number(a) < number(b); });
+    return result;
+}
+
+std::vector<const QMCollectorRequest*> QMSessionView::diagnosticPosts() const {
+    std::vector<const QMCollectorRequest*> result;
+    for (const auto& request : requests_) {
+        if (request.endpoint == QMCollectorEndpoint::DiagnosticEvents ||
+            request.endpoint == QMCollectorEndpoint::SessionEvents) {
+            result.push_back(&request);
+        }
+    }
+    return result;
+}
+
+QMSessionView::State QMSessionView::computeState(int64_t nowMillis, int64_t idleMillis, bool assumeFinished) const {
+    for (const auto* report : reportsOfType("P")) {
+        if (report->body->value("playbackCompleted", Json()) == true) return State::Completed;
+    }
+    if (!reportsOfType("E").empty()) return State::Error;
+    if (serverEndedSession()) return State::EndedByServer;
+    int64_t last = requests_.empty() ? nowMillis : requests_.back().receivedMillis;
+    if (assumeFinished || nowMillis - last > idleMillis) return State::Abandoned;
+    return State::Active;
+}
+
+// An answer of -1 or -2 to a periodical report makes the client end the session.
+bool QMSessionView::serverEndedSession() const {
+    for (const auto* report : reportsOfType("P")) {
+        Json answer = Json::parse(report->request->answerBody, nullptr, false);
+        if (!answer.is_object() || !answer.contains("skipReports")) continue;
+        int64_t skip = QMCollectorPolicy::integerValue(answer["skipReports"]);
+        if (skip == -1 || skip == -2) return true;
+    }
+    return false;
+}
+
+const std::string& QMSessionView::stateName(State state) {
+    static const std::array<std::string, 5> names{"active", "completed", "error", "endedByServer", "abandoned"};
+    return names.at(static_cast<size_t>(state));
+}
+
+std::optional<int64_t> QMSessionView::numberOf(const nlohmann::ordered_json& value) {
+    if (value.is_number_integer()) return value.get<int64_t>();
+    if (value.is_string() && isDecimalText(value.get<std::string>())) return std::stoll(value.get<std::string>());
+    return std::nullopt;
+}

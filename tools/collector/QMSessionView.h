@@ -1,0 +1,64 @@
+#pragma once
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "collector/QMCollectorRequest.h"
+
+// The requests of one session, sorted out for the summary and the protocol checks: the session
+// start request, the reports (with parsed bodies, retransmissions marked), the diagnostic posts,
+// and where the session stands.
+class QMSessionView {
+public:
+    enum class State { Active, Completed, Error, EndedByServer, Abandoned };
+
+    struct Report {
+        const QMCollectorRequest* request = nullptr;
+        std::optional<nlohmann::ordered_json> body;  // set when the body is a JSON object
+        std::optional<std::string> type;             // the body's "type" when it is a string
+        // The same body already arrived in this session: a transport retry, not a new report.
+        bool retransmission = false;
+    };
+
+    // `requests` in arrival order; a session counts as over after `idleMillis` without a request,
+    // or at once with `assumeFinished`.
+    QMSessionView(std::string sessionId, bool known, std::vector<QMCollectorRequest> requests, int64_t nowMillis,
+                  int64_t idleMillis, bool assumeFinished);
+    QMSessionView(const QMSessionView&) = delete;
+    QMSessionView& operator=(const QMSessionView&) = delete;
+
+    const std::string& sessionId() const { return sessionId_; }
+    bool known() const { return known_; }
+    const std::vector<QMCollectorRequest>& requests() const { return requests_; }
+    const QMCollectorRequest* initRequest() const { return initRequest_; }
+    // Every report request, retransmissions included, in arrival order.
+    const std::vector<Report>& reports() const { return reports_; }
+    // The reports of one type without retransmissions, in arrival order.
+    std::vector<const Report*> reportsOfType(const std::string& type) const;
+    // The periodical reports without retransmissions, by "periodicalNumber" (then arrival).
+    std::vector<const Report*> periodicalReports() const;
+    std::vector<const QMCollectorRequest*> diagnosticPosts() const;
+
+    State state() const { return state_; }
+    bool finished() const { return state_ != State::Active; }
+    static const std::string& stateName(State state);
+
+    // A number from a report value: an integer, or a string of decimal digits as the stateful
+    // metrics send them; nullopt for anything else.
+    static std::optional<int64_t> numberOf(const nlohmann::ordered_json& value);
+
+private:
+    void sortRequests();
+    State computeState(int64_t nowMillis, int64_t idleMillis, bool assumeFinished) const;
+    bool serverEndedSession() const;
+
+    std::string sessionId_;
+    bool known_;
+    std::vector<QMCollectorRequest> requests_;
+    const QMCollectorRequest* initRequest_ = nullptr;
+    std::vector<Report> reports_;
+    State state_ = State::Active;
+};
