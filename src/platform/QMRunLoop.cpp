@@ -170,8 +170,11 @@ bool QMRunLoop::runUntil(const std::function<bool()>& predicate, int64_t timeout
         if (consumeStop()) {
             return predicate();
         }
-        const bool didWork = runOnce(std::max<int64_t>(deadline - nowMicros(), 0));
-        if (!didWork && nowMicros() >= deadline) {
+        // Only a pass that began at the deadline and found nothing to do ends the wait: what
+        // falls due exactly at the deadline still runs.
+        const int64_t now = nowMicros();
+        const bool didWork = runOnce(std::max<int64_t>(deadline - now, 0));
+        if (!didWork && now >= deadline) {
             return predicate();
         }
     }
@@ -183,7 +186,7 @@ void QMRunLoop::runUntilMicros(int64_t dateMicros, bool stoppable) {
         const int64_t now = nowMicros();
         const int64_t maxWait = dateMicros == kForever ? kForever : std::max<int64_t>(dateMicros - now, 0);
         const bool didWork = runOnce(maxWait);
-        if (!didWork && nowMicros() >= dateMicros) {
+        if (!didWork && now >= dateMicros) {
             return;
         }
     }

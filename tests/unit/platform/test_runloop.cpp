@@ -1,0 +1,131 @@
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/QMClock.h"
+#include "platform/QMException.h"
+#include "platform/QMRunLoop.h"
+#include "platform/QMTimer.h"
+#include "support/QMTestEnvironment.h"
+
+namespace {
+
+class RunLoopTest : public QMVirtualTimeTest {};
+
+TEST_F(RunLoopTest, VirtualClockJumpsToTimersAndStopsAtTheTarget) {
+    std::vector<int64_t> fired;
+    auto timer = QMTimer::scheduledTimerWithTimeInterval(
+        2.5, [&](QMTimer&) { fired.push_back(now() - startMillis); }, true);
+    runFor(7'499);
+    EXPECT_EQ(fired, (std::vector<int64_t>{2'500, 5'000}));
+    EXPECT_EQ(now(), startMillis + 7'499);
+    runFor(1);  // a timer due exactly at the target fires within that call
+    EXPECT_EQ(fired.back(), 7'500);
+    timer->invalidate();
+}
+
+TEST_F(RunLoopTest, ClockFollowsTheMainLoopWithTruncatedMilliseconds) {
+    int64_t millis = 0;
+    int64_t micros = 0;
+    QMTimer::scheduledTimerWithTimeInterval(
+        0.0029, [&](QMTimer&) {
+            millis = QMClock::currentTimeMillis();
+            micros = QMClock::currentTimeMicros();
+        },
+        false);
+    runFor(10);
+    EXPECT_EQ(micros, startMillis * 1000 + 2'900);
+    EXPECT_EQ(millis, startMillis + 2);
+    EXPECT_DOUBLE_EQ(QMClock::timeIntervalSince1970(), (startMillis + 10) / 1000.0);
+}
+
+TEST_F(RunLoopTest, TasksRunInPostingOrderAfterWhatIsAlreadyQueued) {
+    std::vector<std::string> order;
+    loop->post([&] {
+        order.push_back("a");
+        loop->post([&] { order.push_back("c"); });
+    });
+    loop->post([&] { order.push_back("b"); });
+    loop->postAfter(1'000'000, [&] { order.push_back("delayed@" + std::to_string(now() - startMillis)); });
+    EXPECT_EQ(loop->timerCount(), 0u);  // delayed tasks are not timers
+    runFor(5'000);
+    EXPECT_EQ(order, (std::vector<std::string>{"a", "b", "c", "delayed@1000"}));
+}
+
+TEST_F(RunLoopTest, PostsFromAnotherThreadRunOnTheLoopInOrder) {
+    const auto loopThread = std::this_thread::get_id();
+    std::vector<int> seen;
+    bool allOnLoopThread = true;
+    std::thread producer([&] {
+        for (int i = 0; i < 100; ++i) {
+            loop->post([&, i] {
+                seen.push_back(i);
+                allOnLoopThread = allOnLoopThread && std::this_thread::get_id() == loopThread;
+                if (i == 99) {
+                    loop->stop();
+                }
+            });
+        }
+    });
+    loop->run();  // nothing scheduled: waits for the producer instead of jumping the clock
+    producer.join();
+    ASSERT_EQ(seen.size(), 100u);
+    for (int i = 0; i < 100; ++i) {
+        EXPECT_EQ(seen[i], i);
+    }
+    EXPECT_TRUE(allOnLoopThread);
+    EXPECT_EQ(now(), startMillis);
+}
+
+TEST_F(RunLoopTest, ExceptionEscapingACallbackIsLoggedAndTheLoopGoesOn) {
+    int ticks = 0;
+    auto timer = QMTimer::scheduledTimerWithTimeInterval(
+        1.0, [&](QMTimer&) {
+            if (++ticks == 1) {
+                throw QMIllegalStateException("QMState buffering does not exists.");
+            }
+        },
+        true);
+    loop->post([] { throw std::runtime_error("plain failure"); });
+    bool later = false;
+    loop->post([&] { later = true; });
+    runFor(3'000);
+    EXPECT_TRUE(later);
+    EXPECT_EQ(ticks, 3);  // the repeating timer survived its throwing fire
+    EXPECT_EQ(console.lines(),
+              (std::vector<std::string>{
+                  "*** Caught exception 'std::runtime_error' in a run loop callback, reason: 'plain failure'",
+                  "*** Caught exception 'QMIllegalStateException' in a run loop callback, reason: 'QMState "
+                  "buffering does not exists.'"}));
+    timer->invalidate();
+}
+
+TEST_F(RunLoopTest, RunUntilReportsThePredicateOrTheTimeoutOnTheLoopClock) {
+    bool flag = false;
+    loop->postAfter(4'000'000, [&] { flag = true; });
+    EXPECT_FALSE(loop->runUntil([&] { return flag; }, 3'000));
+    EXPECT_EQ(now(), startMillis + 3'000);
+    EXPECT_TRUE(loop->runUntil([&] { return flag; }, 3'000));
+    EXPECT_EQ(now(), startMillis + 4'000);
+
+    loop->runUntilDate(startMillis + 9'000);
+    EXPECT_EQ(now(), startMillis + 9'000);
+}
+
+TEST_F(RunLoopTest, StopEndsRunAndDroppingTheMainLoopGivesAFreshRealOne) {
+    QMTimer::scheduledTimerWithTimeInterval(60, [&](QMTimer&) { loop->stop(); }, false);
+    loop->run();
+    EXPECT_EQ(now(), startMillis + 60'000);
+
+    QMRunLoop::setMainRunLoop(nullptr);
+    auto real = QMRunLoop::mainRunLoop();
+    EXPECT_NE(real, loop);
+    EXPECT_FALSE(real->isVirtual());
+    EXPECT_GT(QMClock::currentTimeMillis(), startMillis);  // wall clock again
+    QMRunLoop::setMainRunLoop(loop);
+}
+
+}  // namespace
