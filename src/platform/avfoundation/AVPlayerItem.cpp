@@ -167,14 +167,14 @@ void AVPlayerItem::setPlayerRate(float rate) {
     playerRate_ = rate;
 }
 
-bool AVPlayerItem::isAdvancing() const {
+bool AVPlayerItem::isPlayheadMoving() const {
     return status_ == AVPlayerItemStatusReadyToPlay && !playbackBufferEmpty_ && playerRate_ != 0.0f &&
            !std::isnan(playerRate_);
 }
 
 int64_t AVPlayerItem::positionNanosAt(int64_t nowMicros) const {
     int64_t nanos = anchorNanos_;
-    if (isAdvancing()) {
+    if (isPlayheadMoving()) {
         const double elapsedNanos = static_cast<double>(nowMicros - anchorMicros_) * 1000.0;
         nanos += static_cast<int64_t>(std::llround(elapsedNanos * playerRate_));
     }

@@ -53,6 +53,9 @@ public:
     void setDuration(CMTime duration);
 
     CMTime currentTime() const;
+    // Whether currentTime is moving now (ready, buffer not empty, player rate not zero); the
+    // model's own helper for whoever drives it.
+    bool isPlayheadMoving() const;
     // Moves the playhead and posts AVPlayerItemTimeJumpedNotification.
     void seekToTime(CMTime time);
 
@@ -88,7 +91,6 @@ private:
     friend class AVPlayer;
     // The player's rate, told by the player while the item is its current item.
     void setPlayerRate(float rate);
-    bool isAdvancing() const;
     int64_t positionNanosAt(int64_t nowMicros) const;
     // Fixes the playhead at the present moment before anything that changes its speed.
     void reanchor();

@@ -132,7 +132,7 @@ void MPMoviePlayerController::finishPlayback(MPMovieFinishReason reason, const s
                                                                 shared_from_this(), std::move(userInfo));
 }
 
-bool MPMoviePlayerController::isAdvancing() const {
+bool MPMoviePlayerController::isPlayheadMoving() const {
     const bool hasData = (loadState_ & (MPMovieLoadStatePlayable | MPMovieLoadStatePlaythroughOK)) != 0 &&
                          (loadState_ & MPMovieLoadStateStalled) == 0;
     return playbackState_ == MPMoviePlaybackStatePlaying && hasData && currentPlaybackRate_ != 0.0f &&
@@ -141,7 +141,7 @@ bool MPMoviePlayerController::isAdvancing() const {
 
 int64_t MPMoviePlayerController::positionNanosAt(int64_t nowMicros) const {
     int64_t nanos = anchorNanos_;
-    if (isAdvancing()) {
+    if (isPlayheadMoving()) {
         const double elapsedNanos = static_cast<double>(nowMicros - anchorMicros_) * 1000.0;
         nanos += static_cast<int64_t>(std::llround(elapsedNanos * currentPlaybackRate_));
     }

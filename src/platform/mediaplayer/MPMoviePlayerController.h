@@ -86,6 +86,8 @@ public:
     void setDuration(double duration);
 
     double currentPlaybackTime() const;
+    // Whether currentPlaybackTime is moving now; the model's own helper for whoever drives it.
+    bool isPlayheadMoving() const;
     // Moves the playhead (no notification, as on the platform).
     void setCurrentPlaybackTime(double currentPlaybackTime);
     float currentPlaybackRate() const { return currentPlaybackRate_; }
@@ -128,7 +130,6 @@ public:
     void finishPlayback(MPMovieFinishReason reason, const std::shared_ptr<QMError>& error);
 
 private:
-    bool isAdvancing() const;
     int64_t positionNanosAt(int64_t nowMicros) const;
     // Fixes the playhead at the present moment before anything that changes its speed.
     void reanchor();

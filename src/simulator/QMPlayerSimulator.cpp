@@ -1,0 +1,184 @@
+#include "simulator/QMPlayerSimulator.h"
+
+#include <cmath>
+#include <exception>
+
+#include "platform/QMClock.h"
+#include "platform/QMConsole.h"
+#include "simulator/QMSimulatedAVPlayer.h"
+#include "simulator/QMSimulatedMoviePlayer.h"
+
+QMPlayerSimulator::QMPlayerSimulator(std::shared_ptr<QMScenario> scenario, std::shared_ptr<QMSimulatorHost> host)
+    : scenario_(std::move(scenario)),
+      host_(std::move(host)),
+      stream_(std::make_shared<QMSimulatedStream>(scenario_)) {
+    if (scenario_->playerKind() == QMScenarioPlayerKind::AVPlayer) {
+        driver_ = std::make_shared<QMSimulatedAVPlayer>(scenario_, stream_);
+    } else {
+        driver_ = std::make_shared<QMSimulatedMoviePlayer>(scenario_, stream_);
+    }
+}
+
+QMPlayerSimulator::~QMPlayerSimulator() {
+    if (timer_) {
+        timer_->invalidate();
+    }
+}
+
+std::shared_ptr<QMPlayerSimulator> QMPlayerSimulator::simulatorWithScenario(std::shared_ptr<QMScenario> scenario,
+                                                                            std::shared_ptr<QMSimulatorHost> host) {
+    return std::make_shared<QMPlayerSimulator>(std::move(scenario), std::move(host));
+}
+
+std::shared_ptr<AVPlayer> QMPlayerSimulator::player() const {
+    auto av = std::dynamic_pointer_cast<QMSimulatedAVPlayer>(driver_);
+    return av ? av->player() : nullptr;
+}
+
+std::shared_ptr<AVPlayerItem> QMPlayerSimulator::playerItem() const {
+    auto av = std::dynamic_pointer_cast<QMSimulatedAVPlayer>(driver_);
+    return av ? av->item() : nullptr;
+}
+
+std::shared_ptr<MPMoviePlayerController> QMPlayerSimulator::moviePlayer() const {
+    auto movie = std::dynamic_pointer_cast<QMSimulatedMoviePlayer>(driver_);
+    return movie ? movie->player() : nullptr;
+}
+
+void QMPlayerSimulator::start() {
+    if (started_) {
+        return;
+    }
+    started_ = running_ = true;
+    startMicros_ = QMClock::currentTimeMicros();
+    stream_->begin(startMicros_);
+    // Steps at 0 run now rather than on the loop's next turn.
+    fire();
+}
+
+void QMPlayerSimulator::stop() {
+    running_ = false;
+    if (timer_) {
+        timer_->invalidate();
+        timer_.reset();
+    }
+    host_.reset();
+}
+
+bool QMPlayerSimulator::isPlaybackOver() const {
+    return driver_->isOver();
+}
+
+double QMPlayerSimulator::position() const {
+    return driver_->position();
+}
+
+std::optional<int64_t> QMPlayerSimulator::endMicros() const {
+    const auto seconds = driver_->secondsToEnd();
+    if (!seconds) {
+        return std::nullopt;
+    }
+    return QMClock::currentTimeMicros() + static_cast<int64_t>(std::ceil(*seconds * 1e6));
+}
+
+void QMPlayerSimulator::scheduleNext() {
+    if (timer_) {
+        timer_->invalidate();
+        timer_.reset();
+    }
+    if (!running_) {
+        return;
+    }
+    std::optional<int64_t> next = endMicros();
+    if (nextStep_ < scenario_->steps().size()) {
+        const int64_t stepMicros = startMicros_ + scenario_->steps()[nextStep_].atMillis * 1000;
+        next = next ? std::min(*next, stepMicros) : stepMicros;
+    }
+    if (!next) {
+        finishIfDone();
+        return;
+    }
+    const int64_t delayMicros = std::max<int64_t>(*next - QMClock::currentTimeMicros(), 0);
+    std::weak_ptr<QMPlayerSimulator> weakSelf = selfAs<QMPlayerSimulator>();
+    timer_ = QMTimer::scheduledTimerWithTimeInterval(
+        static_cast<double>(delayMicros) / 1e6,
+        [weakSelf](QMTimer&) {
+            if (auto self = weakSelf.lock()) {
+                self->fire();
+            }
+        },
+        false);
+}
+
+void QMPlayerSimulator::fire() {
+    timer_.reset();
+    // The end of the media comes before a step due at the same moment; steps keep their order.
+    while (running_) {
+        const int64_t now = QMClock::currentTimeMicros();
+        const auto end = endMicros();
+        const bool stepDue = nextStep_ < scenario_->steps().size() &&
+                             startMicros_ + scenario_->steps()[nextStep_].atMillis * 1000 <= now;
+        if (end && *end <= now) {
+            driver_->reachEnd();
+        } else if (stepDue) {
+            runStep(scenario_->steps()[nextStep_++]);
+        } else {
+            break;
+        }
+    }
+    scheduleNext();
+}
+
+void QMPlayerSimulator::runStep(const QMScenarioStep& step) {
+    try {
+        if (step.isHostStep(scenario_->playerKind())) {
+            callHost(step);
+        } else {
+            driver_->perform(step);
+        }
+    } catch (const std::exception& e) {
+        QMConsoleLog("QMPlayerSimulator: step '%@' of line %d raised: %@", QMScenarioStep::keyword(step.action),
+                     step.line, e.what());
+    }
+}
+
+void QMPlayerSimulator::callHost(const QMScenarioStep& step) {
+    if (!host_) {
+        return;
+    }
+    switch (step.action) {
+        case QMScenarioAction::AdsStart:
+            host_->startAds();
+            break;
+        case QMScenarioAction::AdsStop:
+            host_->stopAds();
+            break;
+        case QMScenarioAction::FullScreen:
+            host_->sizeChangedToFullScreen();
+            break;
+        case QMScenarioAction::Window:
+            host_->sizeChangedToWindow();
+            break;
+        case QMScenarioAction::StopPlayback:
+            host_->stopPlayback();
+            break;
+        case QMScenarioAction::FaultReport:
+            host_->viewerFaultReport(step.errorCode, step.playerVersion);
+            break;
+        default:
+            break;
+    }
+}
+
+void QMPlayerSimulator::finishIfDone() {
+    if (finished_ || nextStep_ < scenario_->steps().size() || endMicros()) {
+        return;
+    }
+    finished_ = true;
+    running_ = false;
+    // Released before the call, so that a host dropping the simulator does not meet itself.
+    auto host = std::move(host_);
+    if (host) {
+        host->scenarioDidFinish();
+    }
+}

@@ -1,0 +1,14 @@
+#include "simulator/QMScenario.h"
+
+QMScenario::QMScenario() = default;
+
+QMScenario::~QMScenario() = default;
+
+const QMScenarioVariant* QMScenario::variantWithBitrate(int64_t bitrate) const {
+    for (const auto& variant : variants_) {
+        if (variant.bitrate == bitrate) {
+            return &variant;
+        }
+    }
+    return nullptr;
+}

@@ -1,0 +1,155 @@
+#include "simulator/QMSimulatedMoviePlayer.h"
+
+#include "platform/QMDate.h"
+
+QMSimulatedMoviePlayer::QMSimulatedMoviePlayer(std::shared_ptr<QMScenario> scenario,
+                                               std::shared_ptr<QMSimulatedStream> stream)
+    : QMSimulatedPlayer(scenario, std::move(stream)),
+      player_(std::make_shared<MPMoviePlayerController>(QMURL::URLWithString(scenario->url().value_or("")))) {}
+
+QMSimulatedMoviePlayer::~QMSimulatedMoviePlayer() = default;
+
+double QMSimulatedMoviePlayer::position() const {
+    return player_->currentPlaybackTime();
+}
+
+bool QMSimulatedMoviePlayer::isAdvancing() const {
+    return player_->isPlayheadMoving();
+}
+
+double QMSimulatedMoviePlayer::playheadRate() const {
+    return player_->currentPlaybackRate();
+}
+
+void QMSimulatedMoviePlayer::play() {
+    player_->setPlaybackState(MPMoviePlaybackStatePlaying);
+    // Asked to play before its content is ready, the movie player waits in a stalled load state.
+    if (!isReady()) {
+        player_->setLoadState(MPMovieLoadStateStalled);
+    }
+}
+
+void QMSimulatedMoviePlayer::pause() {
+    player_->setPlaybackState(MPMoviePlaybackStatePaused);
+}
+
+void QMSimulatedMoviePlayer::changeRate(double rate) {
+    if (rate == 0.0) {
+        pause();
+        return;
+    }
+    player_->setCurrentPlaybackRate(static_cast<float>(rate));
+    play();
+}
+
+void QMSimulatedMoviePlayer::becomeReady() {
+    player_->setMovieSourceType(stream()->isStreaming() ? MPMovieSourceTypeStreaming : MPMovieSourceTypeFile);
+    player_->setMovieMediaTypes(static_cast<MPMovieMediaTypeMask>(MPMovieMediaTypeMaskVideo | MPMovieMediaTypeMaskAudio));
+    if (!scenario()->isLive()) {
+        player_->setDuration(static_cast<double>(scenario()->durationMillis()) / 1000.0);
+    }
+    player_->setNaturalSize(stream()->presentationSize());
+    player_->setLoadState(MPMovieLoadStatePlayable);
+    player_->setReadyForDisplay(true);
+}
+
+void QMSimulatedMoviePlayer::fillBuffer() {
+    if (!isStalled()) {
+        player_->setLoadState(static_cast<MPMovieLoadState>(MPMovieLoadStatePlayable | MPMovieLoadStatePlaythroughOK));
+    }
+}
+
+void QMSimulatedMoviePlayer::seek(int64_t millis) {
+    const MPMoviePlaybackState before = player_->playbackState();
+    const double target = static_cast<double>(millis) / 1000.0;
+    player_->setPlaybackState(target >= position() ? MPMoviePlaybackStateSeekingForward
+                                                   : MPMoviePlaybackStateSeekingBackward);
+    player_->setCurrentPlaybackTime(target);
+    player_->setPlaybackState(before);
+}
+
+void QMSimulatedMoviePlayer::stall() {
+    player_->setLoadState(MPMovieLoadStateStalled);
+}
+
+void QMSimulatedMoviePlayer::recover() {
+    player_->setLoadState(MPMovieLoadStatePlayable);
+}
+
+void QMSimulatedMoviePlayer::variantChanged() {
+    if (isReady()) {
+        player_->setNaturalSize(stream()->presentationSize());
+    }
+}
+
+void QMSimulatedMoviePlayer::serverError(const QMScenarioStep& step) {
+    auto event = std::make_shared<MPMovieErrorLogEvent>();
+    event->setDate(QMDate::date());
+    event->setURI(stream()->variantURI());
+    event->setServerAddress(stream()->serverAddress());
+    event->setPlaybackSessionID(stream()->playbackSessionID());
+    event->setErrorStatusCode(step.code);
+    event->setErrorDomain(step.domain);
+    event->setErrorComment(step.text);
+    player_->addErrorLogEvent(std::move(event));
+}
+
+void QMSimulatedMoviePlayer::fail(const QMScenarioStep& step, const std::shared_ptr<QMError>& error) {
+    player_->finishPlayback(MPMovieFinishReasonPlaybackError, error);
+    player_->setPlaybackState(MPMoviePlaybackStateStopped);
+}
+
+void QMSimulatedMoviePlayer::stop() {
+    player_->finishPlayback(MPMovieFinishReasonUserExited, nullptr);
+    player_->setPlaybackState(MPMoviePlaybackStateStopped);
+}
+
+void QMSimulatedMoviePlayer::endOfMedia() {
+    player_->finishPlayback(MPMovieFinishReasonPlaybackEnded, nullptr);
+    player_->setPlaybackState(MPMoviePlaybackStateStopped);
+}
+
+void QMSimulatedMoviePlayer::performOwnStep(const QMScenarioStep& step) {
+    switch (step.action) {
+        case QMScenarioAction::FullScreen:
+        case QMScenarioAction::Window:
+            player_->setFullscreen(step.action == QMScenarioAction::FullScreen, true);
+            break;
+        case QMScenarioAction::AirPlay:
+            player_->setAirPlayVideoActive(step.on);
+            break;
+        case QMScenarioAction::Scaling:
+            player_->setScalingMode(static_cast<MPMovieScalingMode>(step.mode));
+            break;
+        default:
+            break;
+    }
+}
+
+void QMSimulatedMoviePlayer::addAccessLogEvent() {
+    currentEvent_ = std::make_shared<MPMovieAccessLogEvent>();
+    refreshAccessLogEvent();
+    player_->addAccessLogEvent(currentEvent_);
+}
+
+void QMSimulatedMoviePlayer::refreshAccessLogEvent() {
+    if (!currentEvent_) {
+        return;
+    }
+    const QMSimulatedStream::Figures figures = stream()->figures();
+    auto& event = *currentEvent_;
+    event.setNumberOfSegmentsDownloaded(figures.numberOfSegmentsDownloaded);
+    event.setPlaybackStartDate(figures.playbackStartDate);
+    event.setURI(figures.URI);
+    event.setServerAddress(figures.serverAddress);
+    event.setNumberOfServerAddressChanges(figures.numberOfServerAddressChanges);
+    event.setPlaybackSessionID(figures.playbackSessionID);
+    event.setPlaybackStartOffset(figures.playbackStartOffset);
+    event.setSegmentsDownloadedDuration(figures.segmentsDownloadedDuration);
+    event.setDurationWatched(figures.durationWatched);
+    event.setNumberOfStalls(figures.numberOfStalls);
+    event.setNumberOfBytesTransferred(figures.numberOfBytesTransferred);
+    event.setObservedBitrate(figures.observedBitrate);
+    event.setIndicatedBitrate(figures.indicatedBitrate);
+    event.setNumberOfDroppedVideoFrames(figures.numberOfDroppedVideoFrames);
+}
