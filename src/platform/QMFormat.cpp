@@ -185,12 +185,16 @@ private:
 
     template <typename T>
     static void appendPrintf(std::string& out, const Spec& spec, const char* length, T value) {
-        std::string pattern = "%" + spec.flags;
+        std::string pattern;
+        pattern.reserve(24);
+        pattern += '%';
+        pattern += spec.flags;
         if (spec.width >= 0) {
             pattern += std::to_string(spec.width);
         }
         if (spec.precision >= 0) {
-            pattern += "." + std::to_string(spec.precision);
+            pattern += '.';
+            pattern += std::to_string(spec.precision);
         }
         pattern += length;
         pattern += spec.conversion;

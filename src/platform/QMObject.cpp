@@ -43,12 +43,21 @@ std::string pointerText(const void* p) {
     return buffer;
 }
 
+// "<ClassName" separator "0x...>". Built by appending: GCC 12 misreads `"<" + string` at -O2
+// as an overlapping copy (-Wrestrict).
+std::string classAndAddress(const QMObject* object, const char* separator) {
+    std::string text;
+    text += '<';
+    text += object->className();
+    text += separator;
+    text += pointerText(object);
+    text += '>';
+    return text;
+}
+
 // The platform names the parties of a failed removal as "<ClassName 0x...>".
 std::string removalParty(const QMObject* object) {
-    if (!object) {
-        return "<(null) 0x0>";
-    }
-    return "<" + object->className() + " " + pointerText(object) + ">";
+    return object ? classAndAddress(object, " ") : "<(null) 0x0>";
 }
 
 QMInvalidArgumentException notRegistered(const QMObject* observer, const std::string& keyPath,
@@ -69,7 +78,7 @@ std::string QMObject::className() const {
 }
 
 std::string QMObject::description() const {
-    return "<" + className() + ": " + pointerText(this) + ">";
+    return classAndAddress(this, ": ");
 }
 
 void QMObject::addObserver(QMObject* observer, const std::string& keyPath, unsigned options, void* context) {
