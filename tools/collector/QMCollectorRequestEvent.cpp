@@ -58,6 +58,7 @@ std::string QMCollectorRequestEvent::label() const {
 
 std::string QMCollectorRequestEvent::details() const {
     std::string text;
+    if (request.endpoint == QMCollectorEndpoint::Other) return text;
     if (request.endpoint == QMCollectorEndpoint::DiagnosticEvents ||
         request.endpoint == QMCollectorEndpoint::SessionEvents) {
         size_t count = values.contains("events") && values["events"].is_array() ? values["events"].size() : 0;

@@ -70,7 +70,7 @@ struct QMCollectorServer::Impl {
 
     void configureMain();
     void configureDiagnostics(httplib::Server& server, const std::string& path, QMCollectorEndpoint endpoint);
-    void recordOther(httplib::Server& server);
+    void configureCommon(httplib::Server& server);
     void handle(const httplib::Request& req, httplib::Response& res, QMCollectorEndpoint endpoint);
     QMCollectorResponder::Answer answerFor(QMCollectorRequest& request);
     void notify(const QMCollectorRequest& request);
@@ -109,7 +109,7 @@ void QMCollectorServer::Impl::configureMain() {
         auto answer = api.requests(session);
         sendJSON(res, answer.status, answer.body);
     });
-    recordOther(server);
+    configureCommon(server);
 }
 
 void QMCollectorServer::Impl::configureDiagnostics(httplib::Server& server, const std::string& path,
@@ -117,11 +117,18 @@ void QMCollectorServer::Impl::configureDiagnostics(httplib::Server& server, cons
     // One post a second per player: two workers are plenty.
     server.new_task_queue = [] { return new httplib::ThreadPool(2); };
     server.Post(path, [this, endpoint](const auto& req, auto& res) { handle(req, res, endpoint); });
-    recordOther(server);
+    configureCommon(server);
 }
 
-// Whatever else arrives is kept too, and answered 404.
-void QMCollectorServer::Impl::recordOther(httplib::Server& server) {
+// What every port shares: socket options, a catch-all that keeps whatever else arrives (answered
+// 404), and errors answered as JSON.
+void QMCollectorServer::Impl::configureCommon(httplib::Server& server) {
+    // Without SO_REUSEPORT (httplib's default sets it) a second collector on a busy port fails to
+    // bind instead of silently sharing the port.
+    server.set_socket_options([](socket_t sock) {
+        int yes = 1;
+        setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+    });
     auto other = [this](const httplib::Request& req, httplib::Response& res) {
         handle(req, res, QMCollectorEndpoint::Other);
     };

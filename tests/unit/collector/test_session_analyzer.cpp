@@ -1,0 +1,263 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+
+#include "collector/QMSessionAnalyzer.h"
+
+using Json = nlohmann::ordered_json;
+
+namespace {
+
+const std::string kSession = "5E55-10N";
+const int64_t kStart = 1'700'000'000'000;
+const char* const kAgent = "iosApp/5.0 (iPhone; CPU iOS 17.0 like Mac OS X)";
+
+void setBody(QMCollectorRequest& request, const Json& body) {
+    request.body = body.dump();
+    request.headers = {{"Content-Length", std::to_string(request.body.size())},
+                       {"Content-Type", "application/json"},
+                       {"User-Agent", kAgent}};
+}
+
+Json initBody() {
+    return Json::parse(R"({"assetId":"A-1","qmrCID":"C-1","assetName":"Film","protocolVersion":"1.1",
+        "mediaUrl":"https://media.invalid/a.m3u8","streamType":"HLS","assetType":"VOD",
+        "assetMetadata":[{"key":"genre","values":["a","b"]}],
+        "uniqueViewerData":[{"key":"viewerId","values":"V-9"},{"key":"viewerIdInCookie","values":["true"]}]})");
+}
+
+Json report(const std::string& type, int pulse, Json values = Json::object()) {
+    Json body{{"sessionId", kSession}, {"type", type}};
+    body.update(values);
+    if (pulse > 0) body["pulseNumber"] = pulse;
+    return body;
+}
+
+Json periodical(int number, int pulse, Json values) {
+    Json body{{"type", "P"}, {"sessionId", kSession}};
+    body.update(values);
+    body["periodicalNumber"] = number;
+    body["pulseNumber"] = pulse;
+    return body;
+}
+
+class SessionAnalysis : public ::testing::Test {
+protected:
+    void SetUp() override {
+        add(QMCollectorEndpoint::Init, 0, initBody());
+        add(QMCollectorEndpoint::Report, 1500, report("J", 1, {{"joinTime", 1200}}));
+        add(QMCollectorEndpoint::Report, 1510, report("D", 2, {{"duration", "120"}}));
+        add(QMCollectorEndpoint::Report, 1520, report("S", 3));
+        add(QMCollectorEndpoint::Report, 1530, report("B", 4, {{"bitrates", {800000, 1500000}}}));
+        add(QMCollectorEndpoint::Report, 1600, periodical(1, 5, {{"totalBufferingTime", "0"}, {"currentBufferingTime", "0"},
+            {"totalPlayingTime", "100"}, {"currentBitRate", 800000}, {"playing", 1}, {"alive", "1"}}));
+        add(QMCollectorEndpoint::SessionEvents, 5000, {{"session", {{"sessionId", kSession}}},
+            {"events", {{{"index", 1}}, {{"index", 2}}, {{"index", 3}}}}});
+        add(QMCollectorEndpoint::Report, 11600, periodical(2, 6, {{"totalBufferingTime", "700"},
+            {"currentBufferingTime", "700"}, {"totalPlayingTime", "9400"}, {"currentBitRate", 800000}}));
+        add(QMCollectorEndpoint::Report, 13000, periodical(3, 7, {{"totalBufferingTime", "700"},
+            {"currentBufferingTime", "0"}, {"totalPlayingTime", "10800"}, {"currentBitRate", 800000}}));
+        add(QMCollectorEndpoint::Report, 23000, periodical(4, 8, {{"totalBufferingTime", "1000"},
+            {"currentBufferingTime", "300"}, {"totalPlayingTime", "20500"}, {"currentBitRate", 1500000}}));
+        add(QMCollectorEndpoint::Report, 25000, periodical(5, 9, {{"totalBufferingTime", "1000"},
+            {"currentBufferingTime", "0"}, {"totalPlayingTime", "22500"}, {"totalViewedTime", "22000"},
+            {"totalFullScreenTime", "6000"}, {"totalElapsedTime", "25000"}, {"assetDuration", "120"},
+            {"currentBitRate", 1500000}, {"playing", false}, {"playbackCompleted", true}}));
+        add(QMCollectorEndpoint::Report, 25100, report("L", 0, {{"logArray", {
+            {{"date", "2023-11-14T22:13:45.100Z"}, {"log", "playback completed. Last P"}, {"level", "I"}, {"prefix", "T"}},
+            {{"date", "2023-11-14T22:13:45.101Z"}, {"log", "Disposing all parts"}, {"level", "I"}, {"prefix", "T"}}}},
+            {"cid", {"C-1"}}}));
+    }
+
+    QMCollectorRequest& add(QMCollectorEndpoint endpoint, int64_t at, const Json& body,
+                            const std::string& answer = R"({"skipReports":0})") {
+        QMCollectorRequest request;
+        request.id = nextId++;
+        request.receivedMillis = kStart + at;
+        request.endpoint = endpoint;
+        request.method = "POST";
+        request.path = endpoint == QMCollectorEndpoint::Init ? "/player/init" : "/player/report";
+        request.sessionId = kSession;
+        request.answerStatus = 200;
+        request.answerBody = answer;
+        setBody(request, body);
+        requests.push_back(request);
+        return requests.back();
+    }
+
+    QMCollectorRequest& byId(int64_t id) {
+        return *std::find_if(requests.begin(), requests.end(), [&](const auto& r) { return r.id == id; });
+    }
+    void edit(int64_t id, const std::function<void(Json&)>& change) {
+        Json body = Json::parse(byId(id).body);
+        change(body);
+        setBody(byId(id), body);
+    }
+
+    QMSessionAnalysis analyze(int64_t at = 26000, bool known = true) const {
+        return QMSessionAnalyzer(60000).analyze(kSession, known, requests, kStart + at);
+    }
+
+    // "#<request id> <message>" of every violation of one check, and its status.
+    static std::vector<std::string> violations(const QMSessionAnalysis& analysis, const std::string& name) {
+        std::vector<std::string> lines;
+        for (const auto& violation : analysis.check(name)->violations()) {
+            lines.push_back("#" + std::to_string(violation.requestId) + " " + violation.message);
+        }
+        return lines;
+    }
+    static std::string status(const QMSessionAnalysis& analysis, const std::string& name) {
+        return QMProtocolCheck::statusName(analysis.check(name)->status());
+    }
+
+    std::vector<QMCollectorRequest> requests;
+    int64_t nextId = 1;
+};
+
+}  // namespace
+
+TEST_F(SessionAnalysis, CompleteSessionSummaryAndEveryCheckPassing) {
+    auto analysis = analyze();
+    EXPECT_EQ(analysis.state, "completed");
+    for (const auto& check : analysis.checks) EXPECT_EQ(status(analysis, check.name()), "passed") << check.name();
+    const Json& s = analysis.summary;
+    EXPECT_EQ(s["reports"].dump(), R"({"J":1,"D":1,"S":1,"B":1,"P":5,"L":1,"retransmissions":0})");
+    EXPECT_EQ(s["asset"]["assetName"], "Film");
+    EXPECT_EQ(s["spanMs"], 25100);
+    EXPECT_EQ(s["joinTimeMs"], 1200);
+    EXPECT_EQ(s["totalBufferingMs"], 1000);
+    EXPECT_EQ(s["intervalBufferingMs"].dump(), "[0,700,0,300,0]");
+    EXPECT_DOUBLE_EQ(s["rebufferingRatio"].get<double>(), 1000.0 / 23500.0);
+    EXPECT_EQ(s["playingTimeMs"], 22500);
+    EXPECT_EQ(s["viewedTimeMs"], 22000);
+    EXPECT_EQ(s["fullScreenTimeMs"], 6000);
+    EXPECT_EQ(s["elapsedTimeMs"], 25000);
+    EXPECT_EQ(s["durationSeconds"], 120);
+    EXPECT_EQ(s["bitrateSwitches"], 1);
+    EXPECT_EQ(s["bitrateTimeline"][3].dump(),
+              R"({"periodicalNumber":4,"receivedAt":1700000023000,"bitrate":1500000})");
+    EXPECT_EQ(s["availableBitrates"].dump(), "[800000,1500000]");
+    EXPECT_EQ(s["completed"], true);
+    EXPECT_EQ(s["logLines"], 2);
+    EXPECT_EQ(s["diagnosticEvents"], 3);
+}
+
+TEST_F(SessionAnalysis, ReportsArrivingOutOfOrderAndRetransmissionsAreNoViolation) {
+    std::swap(requests[7], requests[8]);  // periodical 3 (pulse 7) overtakes periodical 2 (pulse 6)
+    add(QMCollectorEndpoint::Report, 25050, Json::parse(byId(11).body));  // a retry of the last report
+    auto analysis = analyze();
+    EXPECT_TRUE(analysis.passed()) << analysis.toJSON().dump(2);
+    EXPECT_EQ(analysis.summary["reports"]["retransmissions"], 1);
+    EXPECT_EQ(analysis.summary["intervalBufferingMs"].dump(), "[0,700,0,300,0]");
+}
+
+TEST_F(SessionAnalysis, PulseGapRepeatAndReportsAfterCompletion) {
+    requests.erase(requests.begin() + 3);  // the session start report, pulse 3, never arrived
+    add(QMCollectorEndpoint::Report, 25200, report("F", 1, {{"manual", 1}, {"errorCode", "E7"}, {"playerVersion", "2"}}));
+    auto analysis = analyze();
+    EXPECT_EQ(violations(analysis, "pulse.gapFree"),
+              (std::vector<std::string>{"#13 pulse number 1 used again (first by request #2)",
+                                        "#5 pulse number 4 follows 2: 3 missing"}));
+    EXPECT_EQ(violations(analysis, "completion.final"),
+              (std::vector<std::string>{"#13 a \"F\" report after the report that completed playback (request #11)"}));
+}
+
+TEST_F(SessionAnalysis, PeriodicalNumberJumpAndFallingPulse) {
+    edit(9, [](Json& b) { b["periodicalNumber"] = 4; });
+    edit(10, [](Json& b) { b["periodicalNumber"] = 5; });
+    edit(11, [](Json& b) { b["periodicalNumber"] = 6; b["pulseNumber"] = 4; });
+    auto analysis = analyze();
+    EXPECT_EQ(violations(analysis, "periodical.sequence"),
+              (std::vector<std::string>{"#11 periodical number 6 carries pulse number 4, not above 8 of the one before",
+                                        "#9 periodical number 4 follows 2: 3 missing"}));
+}
+
+TEST_F(SessionAnalysis, ValueTypesNumbersWhereStringsBelongAndStrayKeys) {
+    edit(8, [](Json& b) { b["totalPlayingTime"] = 9400; b["joinTime"] = 1200; });
+    edit(2, [](Json& b) { b["joinTime"] = "1200"; });
+    edit(3, [](Json& b) { b["duration"] = 120; });
+    edit(12, [](Json& b) { b["pulseNumber"] = 10; });
+    edit(11, [](Json& b) { b["playbackCompleted"] = false; b["alive"] = "yes"; });
+    auto analysis = analyze();
+    EXPECT_EQ(violations(analysis, "values.types"),
+              (std::vector<std::string>{"#2 \"joinTime\" is \"1200\", expected an integer",
+                                        "#3 \"duration\" is 120, expected a string of decimal digits",
+                                        "#8 \"totalPlayingTime\" is 9400, expected a string of decimal digits",
+                                        "#8 unexpected key \"joinTime\" in a \"P\" report",
+                                        "#11 \"playbackCompleted\" is false, expected true",
+                                        "#11 \"alive\" is \"yes\", expected a string of decimal digits"}));
+    EXPECT_EQ(violations(analysis, "pulse.gapFree"), (std::vector<std::string>{"#12 a log report carries \"pulseNumber\""}));
+}
+
+TEST_F(SessionAnalysis, MissingCompletionIsPendingWhileActiveThenAViolation) {
+    edit(11, [](Json& b) { b.erase("playbackCompleted"); });
+    EXPECT_EQ(analyze(26000).state, "active");
+    EXPECT_EQ(status(analyze(26000), "completion.final"), "pending");
+    auto idle = analyze(25100 + 60001);
+    EXPECT_EQ(idle.state, "abandoned");
+    EXPECT_EQ(violations(idle, "completion.final"),
+              (std::vector<std::string>{"#11 the session ended without a report carrying \"playbackCompleted\""}));
+    EXPECT_EQ(QMSessionAnalyzer(60000).analyze(kSession, true, requests, kStart + 26000, true).state, "abandoned");
+
+    byId(10).answerBody = R"({"skipReports":"-2"})";  // the collector ended the session
+    auto ended = analyze(25100 + 60001);
+    EXPECT_EQ(ended.state, "endedByServer");
+    EXPECT_EQ(status(ended, "completion.final"), "notApplicable");
+}
+
+TEST_F(SessionAnalysis, JoinTimeAndDurationExactlyOnce) {
+    add(QMCollectorEndpoint::Report, 25300, report("J", 10, {{"joinTime", 0}}));
+    auto twice = analyze();
+    EXPECT_EQ(violations(twice, "joinTime.once"),
+              (std::vector<std::string>{"#13 another \"J\" report (the first was request #2)"}));
+
+    requests.erase(requests.begin() + 1, requests.begin() + 3);  // no join time, no duration
+    requests.pop_back();
+    edit(11, [](Json& b) { b.erase("playbackCompleted"); });
+    EXPECT_EQ(status(analyze(), "duration.once"), "pending");
+    auto over = analyze(25100 + 60001);
+    EXPECT_EQ(violations(over, "joinTime.once"),
+              (std::vector<std::string>{"#11 the session ended without a join-time report although playing time was reported"}));
+    EXPECT_EQ(violations(over, "duration.once"),
+              (std::vector<std::string>{"#11 the session ended without a playback-duration report"}));
+}
+
+TEST_F(SessionAnalysis, UnknownSessionBlamesEveryReport) {
+    requests.erase(requests.begin());
+    auto analysis = analyze(26000, false);
+    EXPECT_FALSE(analysis.known);
+    EXPECT_EQ(status(analysis, "init.wellFormed"), "notApplicable");
+    auto blamed = violations(analysis, "session.known");
+    ASSERT_EQ(blamed.size(), 10u);  // every report, not the diagnostic post
+    EXPECT_EQ(blamed.front(), "#2 report names session \"5E55-10N\", which this collector never opened");
+}
+
+TEST_F(SessionAnalysis, MalformedSessionStartRequest) {
+    edit(1, [](Json& b) {
+        b["assetId"] = " \t";
+        b["protocolVersion"] = 1.1;
+        b["uniqueViewerData"][0]["values"] = {"V-9"};
+        b["streamType"] = "DASH";
+        b["extra"] = true;
+        b.erase("mediaUrl");
+    });
+    byId(1).headers = {{"Content-Length", "12"}, {"Content-Type", "text/plain"},
+                       {"User-Agent", "iosApp/5.0 (iPhone; CPU iOS 17.0)"}};
+    auto lines = violations(analyze(), "init.wellFormed");
+    std::vector<std::string> expected{
+        "#1 the session start request has Content-Type \"text/plain\", expected \"application/json\"",
+        "#1 the session start request has Content-Length \"12\" for a body of " +
+            std::to_string(byId(1).body.size()) + " bytes",
+        "#1 User-Agent \"iosApp/5.0 (iPhone; CPU iOS 17.0)\" is not \"iosApp/5.0 (<model>; CPU <system name> "
+        "<system version> like Mac OS X)\"",
+        "#1 the session start body without \"mediaUrl\"",
+        "#1 \"assetId\" is \" \\t\", expected a non-blank string",
+        "#1 \"protocolVersion\" is 1.1, expected the string \"1.1\"",
+        "#1 \"streamType\" is \"DASH\", expected one of \"PDL\", \"HLS\", \"MPEG_DASH\", \"UNKNOWN\"",
+        "#1 \"uniqueViewerData\" is [{\"key\":\"viewerId\",\"values\":[\"V-9\"]},{\"key\":\"viewerIdInCookie\","
+        "\"values\":[\"true\"]}], expected [{\"key\": \"viewerIdInCookie\", \"values\": [\"false\"]}] or "
+        "[{\"key\": \"viewerId\", \"values\": <string>}, {\"key\": \"viewerIdInCookie\", \"values\": [\"true\"]}]",
+        "#1 unexpected key \"extra\" in the session start body"};
+    EXPECT_EQ(lines, expected);
+}
