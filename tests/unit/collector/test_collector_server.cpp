@@ -154,3 +154,20 @@ TEST(CollectorServer, BusyPortIsAClearErrorAndTheFileDatabaseOutlivesTheServer) 
     EXPECT_EQ(reopened.session(sessionId)->initRequestId, requests[0].id);
     std::remove(path.c_str());
 }
+
+TEST(CollectorRequestEvent, OneLinePerRequestWithTheKeyValues) {
+    QMCollectorRequest request;
+    request.endpoint = QMCollectorEndpoint::Report;
+    request.receivedMillis = 1'700'000'012'345;
+    request.answerStatus = 200;
+    request.answerBody = "{}";
+    request.body = R"({"sessionId":"S","type":"J","joinTime":1200,"pulseNumber":3})";
+    EXPECT_EQ(QMCollectorRequestEvent::from(request, 1'700'000'000'000).describe(), "+12.345s J pulse 3 joinTime=1200 -> 200");
+    request.body = R"({"sessionId":"S","type":"L","logArray":[{},{}],"cid":["C"]})";
+    EXPECT_EQ(QMCollectorRequestEvent::from(request, 1'700'000'012'000).describe(), "+0.345s L 2 log lines -> 200");
+    request.body = R"({"type":"P","sessionId":"S","totalBufferingTime":"0","playing":1,"periodicalNumber":4,"pulseNumber":6})";
+    request.answerBody = R"({"skipReports":"2"})";
+    auto event = QMCollectorRequestEvent::from(request, std::nullopt);
+    EXPECT_EQ(event.describe(), R"(- P #4 pulse 6 totalBufferingTime=0 playing=1 -> 200 {"skipReports":"2"})");
+    EXPECT_EQ(event.values.dump(), R"({"totalBufferingTime":"0","playing":1})");
+}

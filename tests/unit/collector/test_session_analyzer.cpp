@@ -261,3 +261,50 @@ TEST_F(SessionAnalysis, MalformedSessionStartRequest) {
         "#1 unexpected key \"extra\" in the session start body"};
     EXPECT_EQ(lines, expected);
 }
+
+TEST_F(SessionAnalysis, ReportsThatAreNotReports) {
+    add(QMCollectorEndpoint::Report, 25300, Json()).body = "type=P";
+    add(QMCollectorEndpoint::Report, 25400, report("Z", 10));
+    add(QMCollectorEndpoint::Report, 25500, Json{{"type", "E"}, {"pulseNumber", 11}});
+    byId(15).method = "PUT";
+    auto analysis = analyze();
+    EXPECT_EQ(violations(analysis, "report.wellFormed"),
+              (std::vector<std::string>{"#13 the report has Content-Length \"4\" for a body of 6 bytes",
+                                        "#13 the report body is not a JSON object",
+                                        "#14 unknown report type \"Z\"",
+                                        "#15 the report sent with PUT, not POST",
+                                        "#15 the report has no string \"sessionId\""}));
+    EXPECT_EQ(analysis.state, "completed");  // the stray "E" came after completion
+    EXPECT_EQ(analysis.summary["reports"].dump(), R"({"J":1,"D":1,"S":1,"B":1,"P":5,"L":1,"?":1,"Z":1,"E":1,"retransmissions":0})");
+}
+
+TEST(SessionStore, AnalyzesOpenedAndMerelyNamedSessionsInOrderOfAppearance) {
+    QMCollectorStore store(":memory:");
+    auto put = [&](QMCollectorEndpoint endpoint, std::optional<std::string> session, const std::string& body,
+                   std::optional<std::string> opened = std::nullopt) {
+        QMCollectorRequest request;
+        request.receivedMillis = kStart;
+        request.endpoint = endpoint;
+        request.method = "POST";
+        request.path = "/player/report";
+        request.sessionId = session;
+        request.body = body;
+        request.answerStatus = 200;
+        return store.record(request, opened);
+    };
+    put(QMCollectorEndpoint::Init, std::nullopt, "{}");  // a throttled session start: no session
+    put(QMCollectorEndpoint::Report, "GHOST", report("S", 1).dump());
+    int64_t init = put(QMCollectorEndpoint::Init, "REAL", initBody().dump(), "REAL");
+    put(QMCollectorEndpoint::Report, "REAL", report("S", 1).dump());
+    EXPECT_EQ(store.sessionIdsSeen(), (std::vector<std::string>{"GHOST", "REAL"}));
+    EXPECT_EQ(store.session("REAL")->initRequestId, init);
+    EXPECT_EQ(store.requestsWithoutSession().size(), 1u);
+
+    auto all = QMSessionAnalyzer(1000).analyzeAll(store, kStart + 10);
+    ASSERT_EQ(all.size(), 2u);
+    EXPECT_FALSE(all[0].known);
+    EXPECT_EQ(all[0].violationCount(), 3u);  // unknown session, no Content-Type, no Content-Length
+    EXPECT_TRUE(all[1].known);
+    EXPECT_EQ(all[1].state, "active");
+    EXPECT_EQ(QMSessionAnalyzer(1000).analyze(store, "NOBODY", kStart), std::nullopt);
+}
