@@ -27,7 +27,8 @@ CMTime CMTimeMakeWithSeconds(double seconds, int32_t preferredTimescale) {
     if (std::fabs(scaled) > limit) {
         return seconds > 0 ? kCMTimePositiveInfinity : kCMTimeNegativeInfinity;
     }
-    const double rounded = std::nearbyint(scaled);
+    // Half away from zero, the platform's default rounding.
+    const double rounded = std::round(scaled);
     CMTime time{static_cast<CMTimeValue>(rounded), timescale, kCMTimeFlags_Valid, 0};
     if (rounded != scaled || timescale != preferredTimescale) {
         time.flags |= kCMTimeFlags_HasBeenRounded;
