@@ -11,8 +11,7 @@
 namespace {
 class QMJournalHandler : public QMEventHandler {
 public:
-    QMJournalHandler(std::string name, std::vector<std::string>& journal)
-        : name_(std::move(name)), journal_(journal) {}
+    QMJournalHandler(std::string name, std::vector<std::string>& journal) : name_(std::move(name)), journal_(journal) {}
     std::function<void()> onAttach;
 
     void attachHandlers() override {
@@ -32,46 +31,40 @@ protected:
     std::vector<std::string> journal;
     std::shared_ptr<QMEventManager> manager = std::make_shared<QMEventManager>();
     std::shared_ptr<QMJournalHandler> error = std::make_shared<QMJournalHandler>("error", journal);
-    std::shared_ptr<QMJournalHandler> diagnostics =
-        std::make_shared<QMJournalHandler>("diagnostics", journal);
+    std::shared_ptr<QMJournalHandler> pie = std::make_shared<QMJournalHandler>("pie", journal);
 };
 
 TEST_F(QMEventManagerTest, AttachesAndDetachesInOrderOnlyAfterStart) {
     manager->addHandler(error);
-    manager->addHandler(diagnostics);
+    manager->addHandler(pie);
     manager->dispose();
-    EXPECT_TRUE(journal.empty());
-
     manager->start();
     manager->dispose();
     manager->dispose();
     manager->start();
-    EXPECT_EQ(journal, (std::vector<std::string>{"attach error", "attach diagnostics", "detach error",
-                                                 "detach diagnostics", "detach error", "detach diagnostics",
-                                                 "attach error", "attach diagnostics"}));
-    EXPECT_TRUE(manager->started());
-
+    EXPECT_EQ(journal, (std::vector<std::string>{"attach error", "attach pie", "detach error", "detach pie",
+                                                 "detach error", "detach pie", "attach error", "attach pie"}));
     auto empty = std::make_shared<QMEventManager>();
     empty->start();
     EXPECT_TRUE(empty->started());
 }
 
 TEST_F(QMEventManagerTest, HandlerListMustNotChangeWhileItIsWalked) {
-    manager->setHandlers({error, diagnostics});
+    manager->setHandlers({error, pie});
     error->onAttach = [&] { manager->addHandler(std::make_shared<QMJournalHandler>("late", journal)); };
     try {
         manager->start();
         FAIL() << "no exception";
     } catch (const QMException& e) {
-        EXPECT_EQ(e.name(), "NSGenericException");
-        EXPECT_EQ(e.reason(), "Collection of event handlers was mutated while being enumerated.");
+        EXPECT_EQ(e.name() + ": " + e.reason(),
+                  "NSGenericException: Collection of event handlers was mutated while being enumerated.");
     }
     EXPECT_FALSE(manager->started());
-    EXPECT_EQ(manager->handlers(), (QMEventManager::Handlers{error, diagnostics}));
+    EXPECT_EQ(manager->handlers(), (QMEventManager::Handlers{error, pie}));
 
     error->onAttach = nullptr;
     manager->start();
-    manager->setHandlers({diagnostics});  // outside a walk, changes are fine
+    manager->setHandlers({pie});  // outside a walk, changes are fine
+    EXPECT_EQ(journal, (std::vector<std::string>{"attach error", "attach error", "attach pie"}));
     EXPECT_EQ(manager->handlers().size(), 1u);
-    EXPECT_EQ(journal, (std::vector<std::string>{"attach error", "attach error", "attach diagnostics"}));
 }

@@ -3,7 +3,6 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 #include "metrics/QMMetric.h"
 #include "platform/QMConsole.h"
@@ -16,32 +15,24 @@ public:
     std::optional<std::string> startFailure, stopFailure, collectFailure;
     int starts = 0, stops = 0, calculations = 0, resets = 0;
 
-    void startMetricCollection() override {
-        ++starts;
-        if (startFailure) throw std::runtime_error(*startFailure);
-    }
-    void stopMetricCollection() override {
-        ++stops;
-        if (stopFailure) throw std::runtime_error(*stopFailure);
-    }
+    void startMetricCollection() override { ++starts, fail(startFailure); }
+    void stopMetricCollection() override { ++stops, fail(stopFailure); }
     bool canCollectMetric() override { return collectable; }
-    std::optional<QMJSON> calculateMetric() override {
-        ++calculations;
-        if (collectFailure) throw std::runtime_error(*collectFailure);
-        return values;
-    }
-    // Per-report state is reset here, as the player metrics do.
+    std::optional<QMJSON> calculateMetric() override { return ++calculations, fail(collectFailure), values; }
     void afterMetricCollected() override { ++resets; }
+
+private:
+    static void fail(const std::optional<std::string>& what) {
+        if (what) throw std::runtime_error(*what);
+    }
 };
 
-// Number of console lines the logger wrote for this level, prefix and message (the date that
-// closes the line is not compared).
-inline long loggerLines(const QMConsole::Capture& console, const std::string& level,
-                        const std::string& prefix, const std::string& message) {
+// Console lines the logger wrote with this level, prefix and message (the closing date is not compared).
+inline long loggerLines(const QMConsole::Capture& console, const std::string& level, const std::string& prefix,
+                        const std::string& message) {
     const std::string head = level + " " + prefix + "\t{" + message + "}{";
     auto lines = console.lines();
-    return std::count_if(lines.begin(), lines.end(),
-                         [&](const std::string& l) { return l.rfind(head, 0) == 0; });
+    return std::count_if(lines.begin(), lines.end(), [&](const std::string& l) { return l.rfind(head, 0) == 0; });
 }
 
 // "name: reason" of the exception of type E that fn throws; nothing when it throws none.
