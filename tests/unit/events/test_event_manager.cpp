@@ -9,20 +9,14 @@
 #include "support/QMTestEnvironment.h"
 
 namespace {
-class QMJournalHandler : public QMEventHandler {
-public:
-    QMJournalHandler(std::string name, std::vector<std::string>& journal) : name_(std::move(name)), journal_(journal) {}
+struct QMJournalHandler : QMEventHandler {
+    QMJournalHandler(std::string n, std::vector<std::string>& j) : name(std::move(n)), journal(j) {}
+    void attachHandlers() override { journal.push_back("attach " + name), onAttach ? onAttach() : void(); }
+    void detachHandlers() override { journal.push_back("detach " + name); }
+
+    std::string name;
+    std::vector<std::string>& journal;
     std::function<void()> onAttach;
-
-    void attachHandlers() override {
-        journal_.push_back("attach " + name_);
-        if (onAttach) onAttach();
-    }
-    void detachHandlers() override { journal_.push_back("detach " + name_); }
-
-private:
-    std::string name_;
-    std::vector<std::string>& journal_;
 };
 }  // namespace
 
