@@ -38,7 +38,9 @@ std::size_t utf8SequenceLength(unsigned char lead) {
 // returns false.
 template <typename OnMatch>
 void enumerateMatches(pcre2_code* code, const std::string& subject, OnMatch onMatch) {
-    pcre2_match_data* data = pcre2_match_data_create_from_pattern(code, nullptr);
+    const std::unique_ptr<pcre2_match_data, decltype(&pcre2_match_data_free)> owned(
+        pcre2_match_data_create_from_pattern(code, nullptr), &pcre2_match_data_free);
+    pcre2_match_data* data = owned.get();
     const auto* text = reinterpret_cast<PCRE2_SPTR>(subject.data());
     const std::size_t length = subject.size();
     std::size_t offset = 0;
@@ -66,7 +68,6 @@ void enumerateMatches(pcre2_code* code, const std::string& subject, OnMatch onMa
             break;
         }
     }
-    pcre2_match_data_free(data);
 }
 
 }  // namespace

@@ -14,44 +14,46 @@ protected:
     void SetUp() override {
         char pattern[] = "/tmp/veyrakit-files-XXXXXX";
         dir = mkdtemp(pattern);
-        const char* saved = getenv("VEYRAKIT_DOCUMENTS_DIR");
-        savedDocuments = saved ? std::optional<std::string>(saved) : std::nullopt;
     }
     void TearDown() override {
-        if (savedDocuments) {
-            setenv("VEYRAKIT_DOCUMENTS_DIR", savedDocuments->c_str(), 1);
-        } else {
-            unsetenv("VEYRAKIT_DOCUMENTS_DIR");
+        for (const auto& [name, value] : saved) {
+            value ? setenv(name.c_str(), value->c_str(), 1) : unsetenv(name.c_str());
         }
         std::filesystem::remove_all(dir);
+    }
+    void setEnv(const std::string& name, const std::optional<std::string>& value) {
+        if (!saved.count(name)) {
+            const char* old = getenv(name.c_str());
+            saved[name] = old ? std::optional<std::string>(old) : std::nullopt;
+        }
+        value ? setenv(name.c_str(), value->c_str(), 1) : unsetenv(name.c_str());
     }
 
     std::shared_ptr<QMFileManager> files = QMFileManager::defaultManager();
     std::string dir;
-    std::optional<std::string> savedDocuments;
+    std::map<std::string, std::optional<std::string>> saved;
 };
 
 }  // namespace
 
-TEST_F(FilesTest, DocumentsDirectoryComesFromTheEnvironmentAndIsCreated) {
-    setenv("VEYRAKIT_DOCUMENTS_DIR", (dir + "/nested/Documents/").c_str(), 1);
+TEST_F(FilesTest, DirectoriesComeFromTheEnvironmentAndDocumentsAreCreated) {
+    setEnv("VEYRAKIT_DOCUMENTS_DIR", dir + "/nested/Documents/");
     EXPECT_EQ(files->documentsDirectory(), dir + "/nested/Documents");
     EXPECT_TRUE(std::filesystem::is_directory(dir + "/nested/Documents"));
 
-    unsetenv("VEYRAKIT_DOCUMENTS_DIR");
-    const char* savedXdg = getenv("XDG_DATA_HOME");
-    const std::string saved = savedXdg ? savedXdg : "";
-    setenv("XDG_DATA_HOME", dir.c_str(), 1);
+    setEnv("VEYRAKIT_DOCUMENTS_DIR", std::nullopt);
+    setEnv("XDG_DATA_HOME", dir);
+    setEnv("XDG_CONFIG_HOME", dir + "/config");
     EXPECT_EQ(files->documentsDirectory(), dir + "/veyrakit/Documents");
     EXPECT_TRUE(std::filesystem::is_directory(dir + "/veyrakit/Documents"));
-    if (savedXdg) {
-        setenv("XDG_DATA_HOME", saved.c_str(), 1);
-    } else {
-        unsetenv("XDG_DATA_HOME");
-    }
+    EXPECT_EQ(files->preferencesDirectory(), dir + "/config/veyrakit");
+
+    setEnv("XDG_DATA_HOME", std::nullopt);
+    setEnv("HOME", dir + "/home");
+    EXPECT_EQ(files->documentsDirectory(), dir + "/home/.local/share/veyrakit/Documents");
 }
 
-TEST_F(FilesTest, TraceFileIsCreatedEmptyThenAppendedWithoutExtraLineBreaks) {
+TEST_F(FilesTest, TraceFileIsCreatedEmptyThenAppendedByEveryHandle) {
     const std::string path = dir + "/E621E1F8-C36C-495A-93FC-0C247A3E6E5F";
     EXPECT_FALSE(files->fileExistsAtPath(path));
     EXPECT_EQ(files->contentsAtPath(path), std::nullopt);
@@ -61,26 +63,17 @@ TEST_F(FilesTest, TraceFileIsCreatedEmptyThenAppendedWithoutExtraLineBreaks) {
     auto handle = QMFileHandle::fileHandleForAppendingAtPath(path);
     ASSERT_TRUE(handle);
     EXPECT_TRUE(handle->writeData("[1700000000000]: Access log URI: (null)\n"));
-    // A second handle (a new session on the same file) appends after what is there.
     auto second = QMFileHandle::fileHandleForAppendingAtPath(path);
     EXPECT_TRUE(second->writeData("[1700000000001]: x"));
     EXPECT_TRUE(handle->writeData("y"));
-    handle->synchronizeFile();
-    EXPECT_EQ(files->contentsAtPath(path), "[1700000000000]: Access log URI: (null)\n[1700000000001]: xy");
-
     handle->closeFile();
     EXPECT_FALSE(handle->writeData("z"));
-    handle->closeFile();  // closing twice is harmless
-    EXPECT_EQ(files->contentsAtPath(path)->back(), 'y');
-}
+    handle->closeFile();
+    EXPECT_EQ(files->contentsAtPath(path), "[1700000000000]: Access log URI: (null)\n[1700000000001]: xy");
 
-TEST_F(FilesTest, AppendingHandleCreatesAMissingFileAndFailsWithoutADirectory) {
-    auto handle = QMFileHandle::fileHandleForAppendingAtPath(dir + "/fresh");
-    ASSERT_TRUE(handle);
-    EXPECT_TRUE(handle->writeData("abc"));
+    EXPECT_TRUE(QMFileHandle::fileHandleForAppendingAtPath(dir + "/fresh")->writeData("abc"));
     EXPECT_EQ(files->contentsAtPath(dir + "/fresh"), "abc");
     EXPECT_EQ(QMFileHandle::fileHandleForAppendingAtPath(dir + "/missing/fresh"), nullptr);
-    EXPECT_FALSE(files->createFileAtPath(dir + "/missing/file", "x"));
 }
 
 TEST_F(FilesTest, CreateReplacesContentsAndRemoveDeletesTrees) {
@@ -91,6 +84,7 @@ TEST_F(FilesTest, CreateReplacesContentsAndRemoveDeletesTrees) {
     struct stat info {};
     ASSERT_EQ(stat(path.c_str(), &info), 0);
     EXPECT_EQ(info.st_mode & 0777, 0644u);
+    EXPECT_FALSE(files->createFileAtPath(dir + "/missing/file", "x"));
     EXPECT_EQ(files->contentsAtPath(dir), std::nullopt);  // a directory has no contents
 
     std::filesystem::create_directories(dir + "/tree/leaf");

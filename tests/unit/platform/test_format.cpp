@@ -26,7 +26,8 @@ TEST(Format, SystemFormatStringsStandVerbatim) {
               "Access log number of bytes transfered: 5000000000\n");
     EXPECT_EQ(QMFormat("Access log indicated bitrate: %f\n", 1280000.0), "Access log indicated bitrate: 1280000.000000\n");
     EXPECT_EQ(QMFormat("Natural size changed: %.2fx%.2f\n", 640.0, 360.5), "Natural size changed: 640.00x360.50\n");
-    EXPECT_EQ(QMFormat("%lu %llu %u %x %X %g %s %%", 7UL, 8ULL, 9u, 255, 255, 0.5, "c"), "7 8 9 ff FF 0.5 c %");
+    EXPECT_EQ(QMFormat("%lu %llu %u %x %X %g %s %.3s|%s %%", 7UL, 8ULL, 9u, 255, 255, 0.5, "c", "abcdef", nullptr),
+              "7 8 9 ff FF 0.5 c abc|(null) %");
     EXPECT_EQ(QMFormat("[%5d|%-5d|%05.1f|%+d|%8@|%-4@]", 42, 42, 3.14159, 7, std::string("abc"), std::string("x")),
               "[   42|42   |003.1|+7|     abc|x   ]");
 }
@@ -63,9 +64,7 @@ TEST(Format, MismatchedMissingOrSurplusArgumentsThrow) {
     EXPECT_EQ(QMFormat("100%% done"), "100% done");
 }
 
-TEST(Format, LongArgumentsAreNotTruncated) {
-    const std::string longText(500, 'z');
-    EXPECT_EQ(QMFormat("<%@>", longText), "<" + longText + ">");
-    EXPECT_EQ(QMFormat("%.3s|%s", std::string("abcdef"), nullptr), "abc|(null)");
+TEST(Format, LongOutputIsNotTruncated) {
+    EXPECT_EQ(QMFormat("<%@>", std::string(500, 'z')), "<" + std::string(500, 'z') + ">");
     EXPECT_EQ(QMFormat("%f", 1e300).size(), 308u);
 }
