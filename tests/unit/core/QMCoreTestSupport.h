@@ -17,7 +17,7 @@
 class QMTestPlugin : public QMVeyraPlugin {
 public:
     int registerCount = 0;
-    int disposeCount = 0;
+    std::vector<std::string> commands;  // facade commands and dispose, in order
     std::vector<std::weak_ptr<QMMetricManager>> metricManagers;
 
     std::shared_ptr<QMMetricManager> getMetricManagerInstance() override {
@@ -27,7 +27,14 @@ public:
     }
     std::shared_ptr<QMEventManager> getEventManagerInstance() override { return std::make_shared<QMEventManager>(); }
     void registerEventHandlers() override { ++registerCount; }
-    void dispose() override { ++disposeCount; }
+    void dispose() override {
+        commands.push_back(destroyed() ? "dispose after destroy" : "dispose");
+    }
+    void sizeChangedToFullScreen() override { commands.push_back("fullScreen"); }
+    void sizeChangedToWindow() override { commands.push_back("window"); }
+    void stopPlayback() override { commands.push_back("stop"); }
+    void startAds() override { commands.push_back("startAds"); }
+    void stopAds() override { commands.push_back("stopAds"); }
 };
 
 struct QMTestPluginParams {
