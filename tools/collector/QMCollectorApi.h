@@ -1,9 +1,8 @@
 #pragma once
 #include <cstdint>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
-
-#include <nlohmann/json.hpp>
 
 #include "collector/QMCollectorStore.h"
 #include "collector/QMSessionAnalyzer.h"
@@ -14,7 +13,7 @@
 //   GET /api/requests[?session=ID|none] stored requests, all, of one session, or of none
 // "?final=1" on the session routes judges every session as over.
 class QMCollectorApi {
-public:
+  public:
     struct Response {
         int status = 200;
         nlohmann::ordered_json body;
@@ -27,7 +26,7 @@ public:
     // `session` "none" selects the requests that named no session.
     Response requests(const std::optional<std::string>& session) const;
 
-private:
+  private:
     const QMCollectorStore& store_;
     QMSessionAnalyzer analyzer_;
 };

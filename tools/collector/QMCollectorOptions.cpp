@@ -27,8 +27,8 @@ const std::map<std::string, std::string>& answerOptions() {
 }
 
 const std::vector<std::string>& valueOptions() {
-    static const std::vector<std::string> options{"--host", "--port", "--diag-ports", "--db", "--policy",
-                                                  "--session-idle-ms"};
+    static const std::vector<std::string> options{"--host", "--port",   "--diag-ports",
+                                                  "--db",   "--policy", "--session-idle-ms"};
     return options;
 }
 
@@ -54,7 +54,8 @@ int64_t integerArgument(const std::string& option, const std::string& text) {
     } catch (const std::exception&) {
         used = 0;
     }
-    if (used == 0 || used != text.size()) throw QMCollectorOptions::Error(option + ": '" + text + "' is not a number");
+    if (used == 0 || used != text.size())
+        throw QMCollectorOptions::Error(option + ": '" + text + "' is not a number");
     return value;
 }
 
@@ -116,7 +117,8 @@ QMCollectorOptions QMCollectorOptions::parse(const std::vector<std::string>& arg
             result.server.port = portNumber(option, value);
         } else if (option == "--diag-ports") {
             size_t comma = value.find(',');
-            if (comma == std::string::npos) throw Error("--diag-ports: expected two ports as EVENTS,SESSIONS");
+            if (comma == std::string::npos)
+                throw Error("--diag-ports: expected two ports as EVENTS,SESSIONS");
             result.server.diagnosticEventsPort = portNumber(option, value.substr(0, comma));
             result.server.sessionEventsPort = portNumber(option, value.substr(comma + 1));
         } else if (option == "--db") {

@@ -2,8 +2,8 @@
 #include <cstdint>
 #include <optional>
 #include <stdexcept>
-#include <utility>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "collector/QMCollectorServer.h"
@@ -12,9 +12,9 @@
 // sequence over successive requests; text that is not JSON counts as a string; "absent" leaves
 // the key out); they override the policy file whatever their order.
 class QMCollectorOptions {
-public:
+  public:
     class Error : public std::runtime_error {
-    public:
+      public:
         using std::runtime_error::runtime_error;
     };
 
@@ -26,7 +26,7 @@ public:
     static QMCollectorOptions parse(const std::vector<std::string>& arguments);
     static std::string usage();
 
-private:
+  private:
     static int portNumber(const std::string& option, const std::string& text);
     static nlohmann::ordered_json answerValue(const std::string& text);
     static void applyPolicy(QMCollectorPolicy& policy, const std::optional<std::string>& policyFile,

@@ -6,6 +6,8 @@
 #include <functional>
 #include <sstream>
 
+#include "collector/QMReportSchema.h"
+
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -16,18 +18,13 @@ struct FieldType {
     std::function<bool(const Json&)> accepts;
 };
 
-bool isIntegerText(const std::string& text) {
-    size_t start = (!text.empty() && (text[0] == '-' || text[0] == '+')) ? 1 : 0;
-    return text.size() > start && std::all_of(text.begin() + static_cast<std::ptrdiff_t>(start), text.end(),
-                                              [](char c) { return c >= '0' && c <= '9'; });
-}
-
 const std::vector<FieldType>& fieldTypes() {
     auto integer = [](const Json& v) { return v.is_number_integer(); };
     auto boolean = [](const Json& v) { return v.is_boolean(); };
     auto status = [](const Json& v) { return v.is_number_integer() && v >= 100 && v <= 599; };
     auto skip = [](const Json& v) {
-        return v.is_number_integer() || (v.is_string() && isIntegerText(v.get<std::string>()));
+        return v.is_number_integer() ||
+               (v.is_string() && QMReportSchema::isDecimalText(v.get<std::string>()));
     };
     auto viewer = [](const Json& v) { return v.is_string() || v.is_null(); };
     static const std::vector<FieldType> types{
@@ -59,7 +56,8 @@ Json readDocument(const std::string& path) {
     std::stringstream text;
     text << in.rdbuf();
     Json document = Json::parse(text.str(), nullptr, false);
-    if (document.is_discarded()) throw QMCollectorPolicy::Error("policy file '" + path + "' is not valid JSON");
+    if (document.is_discarded())
+        throw QMCollectorPolicy::Error("policy file '" + path + "' is not valid JSON");
     return document;
 }
 
@@ -118,7 +116,8 @@ void QMCollectorPolicy::set(const std::string& field, const QMCollectorSequence&
     fields_[field] = values;
 }
 
-std::optional<nlohmann::ordered_json> QMCollectorPolicy::valueAt(const std::string& field, size_t index) const {
+std::optional<nlohmann::ordered_json> QMCollectorPolicy::valueAt(const std::string& field,
+                                                                 size_t index) const {
     auto it = fields_.find(field);
     if (it == fields_.end()) return std::nullopt;
     return it->second.valueAt(index);

@@ -2,12 +2,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
-
-#include <nlohmann/json.hpp>
 
 #include "collector/QMCollectorSequence.h"
 
@@ -19,9 +18,9 @@
 //   report.status, report.skipReports                     (periodical reports, counted per session)
 //   onDemand.status                                       (other reports, counted per session)
 class QMCollectorPolicy {
-public:
+  public:
     class Error : public std::runtime_error {
-    public:
+      public:
         using std::runtime_error::runtime_error;
     };
 
@@ -50,7 +49,7 @@ public:
     // leading integer (0 when there is none), anything else as 0.
     static int64_t integerValue(const nlohmann::ordered_json& value);
 
-private:
+  private:
     std::map<std::string, QMCollectorSequence> fields_;
     int64_t sessionIdleMillis_ = 60000;
 };

@@ -1,7 +1,8 @@
 #include "collector/QMCollectorRequest.h"
 
-#include <array>
 #include <strings.h>
+
+#include <array>
 
 namespace {
 

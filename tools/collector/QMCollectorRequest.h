@@ -1,18 +1,17 @@
 #pragma once
 #include <cstdint>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
-
-#include <nlohmann/json.hpp>
 
 // Which door of the collector a request came through.
 enum class QMCollectorEndpoint { Init, Report, DiagnosticEvents, SessionEvents, Other };
 
 // One HTTP request exactly as the collector received it, with the answer it gave.
 class QMCollectorRequest {
-public:
+  public:
     using Headers = std::vector<std::pair<std::string, std::string>>;
 
     int64_t id = 0;              // assigned by the store, increasing in arrival order

@@ -14,7 +14,9 @@ std::string sessionClock(const std::optional<int64_t>& millis) {
     return text;
 }
 
-std::string valueText(const Json& value) { return value.is_string() ? value.get<std::string>() : value.dump(); }
+std::string valueText(const Json& value) {
+    return value.is_string() ? value.get<std::string>() : value.dump();
+}
 
 std::optional<int64_t> integerOf(const Json& body, const char* key) {
     auto it = body.find(key);
@@ -47,11 +49,15 @@ QMCollectorRequestEvent QMCollectorRequestEvent::from(QMCollectorRequest request
 
 std::string QMCollectorRequestEvent::label() const {
     switch (request.endpoint) {
-        case QMCollectorEndpoint::Init: return "init";
-        case QMCollectorEndpoint::Report: return reportType.value_or("report");
+        case QMCollectorEndpoint::Init:
+            return "init";
+        case QMCollectorEndpoint::Report:
+            return reportType.value_or("report");
         case QMCollectorEndpoint::DiagnosticEvents:
-        case QMCollectorEndpoint::SessionEvents: return "diag";
-        case QMCollectorEndpoint::Other: break;
+        case QMCollectorEndpoint::SessionEvents:
+            return "diag";
+        case QMCollectorEndpoint::Other:
+            break;
     }
     return request.method + " " + request.path;
 }

@@ -1,15 +1,14 @@
 #pragma once
 #include <cstdint>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
-
-#include <nlohmann/json.hpp>
 
 #include "collector/QMCollectorRequest.h"
 
 // What the collector tells its observer about one request it has answered and stored.
 class QMCollectorRequestEvent {
-public:
+  public:
     QMCollectorRequest request;                // with its id, answer and session
     std::optional<int64_t> sessionTimeMillis;  // since the session start request of its session
     std::optional<std::string> reportType;     // "type" of a report body
@@ -17,13 +16,14 @@ public:
     std::optional<int64_t> periodicalNumber;
     nlohmann::ordered_json values = nlohmann::ordered_json::object();  // the body's other keys
 
-    static QMCollectorRequestEvent from(QMCollectorRequest request, std::optional<int64_t> sessionStartMillis);
+    static QMCollectorRequestEvent from(QMCollectorRequest request,
+                                        std::optional<int64_t> sessionStartMillis);
 
     // One line, for instance
     //   +20.004s P #2 pulse 4 totalPlayingTime=9998 currentBitRate=800000 -> 200 {"skipReports":0}
     std::string describe() const;
 
-private:
+  private:
     std::string label() const;
     std::string details() const;
 };

@@ -42,7 +42,8 @@ QMCollectorResponder::Answer QMCollectorResponder::answerInit() {
     return answer;
 }
 
-bool QMCollectorResponder::continuesSession(int status, const std::optional<nlohmann::ordered_json>& skipReports,
+bool QMCollectorResponder::continuesSession(int status,
+                                            const std::optional<nlohmann::ordered_json>& skipReports,
                                             size_t index) const {
     if (status != 200) return false;
     if (!policy_.valueAt("init.issueSessionId", index).value_or(true).get<bool>()) return false;
@@ -51,7 +52,7 @@ bool QMCollectorResponder::continuesSession(int status, const std::optional<nloh
 }
 
 QMCollectorResponder::Answer QMCollectorResponder::answerReport(const std::optional<std::string>& sessionId,
-                                                               const std::optional<std::string>& type) {
+                                                                const std::optional<std::string>& type) {
     std::lock_guard lock(mutex_);
     Counters& counters = counters_[sessionId.value_or("")];
     Answer answer;
@@ -67,13 +68,15 @@ QMCollectorResponder::Answer QMCollectorResponder::answerReport(const std::optio
     return answer;
 }
 
-QMCollectorResponder::Answer QMCollectorResponder::answerDiagnostic() { return Answer{200, "{}", std::nullopt}; }
+QMCollectorResponder::Answer QMCollectorResponder::answerDiagnostic() {
+    return Answer{200, "{}", std::nullopt};
+}
 
 std::string QMCollectorResponder::newSessionId() {
     uint64_t high = random_();
     uint64_t low = random_();
-    high = (high & ~0xF000ULL) | 0x4000ULL;                  // version 4
-    low = (low & ~(0xC0ULL << 56)) | (0x80ULL << 56);        // RFC 4122 variant
+    high = (high & ~0xF000ULL) | 0x4000ULL;            // version 4
+    low = (low & ~(0xC0ULL << 56)) | (0x80ULL << 56);  // RFC 4122 variant
     char text[37];
     std::snprintf(text, sizeof text, "%08X-%04X-%04X-%04X-%012llX", static_cast<unsigned>(high >> 32),
                   static_cast<unsigned>((high >> 16) & 0xFFFF), static_cast<unsigned>(high & 0xFFFF),

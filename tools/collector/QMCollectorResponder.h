@@ -11,7 +11,7 @@
 // Builds the collector's answers from its policy, counting requests so that sequences advance.
 // Thread-safe: the server's threads share one responder.
 class QMCollectorResponder {
-public:
+  public:
     struct Answer {
         int status = 200;
         std::string body;
@@ -29,7 +29,7 @@ public:
 
     const QMCollectorPolicy& policy() const { return policy_; }
 
-private:
+  private:
     struct Counters {
         size_t periodical = 0;
         size_t onDemand = 0;
@@ -37,7 +37,8 @@ private:
 
     // An upper-case canonical version-4 UUID; called with the mutex held.
     std::string newSessionId();
-    bool continuesSession(int status, const std::optional<nlohmann::ordered_json>& skipReports, size_t index) const;
+    bool continuesSession(int status, const std::optional<nlohmann::ordered_json>& skipReports,
+                          size_t index) const;
 
     QMCollectorPolicy policy_;
     std::mutex mutex_;

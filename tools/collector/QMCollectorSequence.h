@@ -1,15 +1,14 @@
 #pragma once
 #include <cstddef>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <vector>
-
-#include <nlohmann/json.hpp>
 
 // The values one answer field takes over successive requests: the n-th request gets the n-th
 // value, and the last value repeats once the list is used up. A single value is a sequence of
 // one. The element {"absent": true} leaves the field out of that answer.
 class QMCollectorSequence {
-public:
+  public:
     QMCollectorSequence() = default;
     explicit QMCollectorSequence(std::vector<nlohmann::ordered_json> values);
 
@@ -24,6 +23,6 @@ public:
     // The form it was given in: a single value, or an array.
     nlohmann::ordered_json toJSON() const;
 
-private:
+  private:
     std::vector<nlohmann::ordered_json> values_;
 };

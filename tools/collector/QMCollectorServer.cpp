@@ -39,7 +39,8 @@ QMCollectorRequest capture(const httplib::Request& req, QMCollectorEndpoint endp
 
 std::optional<std::string> reportType(const QMCollectorRequest& request) {
     auto body = request.bodyJSON();
-    if (!body || !body->is_object() || !body->contains("type") || !(*body)["type"].is_string()) return std::nullopt;
+    if (!body || !body->is_object() || !body->contains("type") || !(*body)["type"].is_string())
+        return std::nullopt;
     return (*body)["type"].get<std::string>();
 }
 
@@ -92,7 +93,8 @@ struct QMCollectorServer::Impl {
 
 void QMCollectorServer::Impl::configureMain() {
     auto& server = servers[0];
-    server.Post("/player/init", [this](const auto& req, auto& res) { handle(req, res, QMCollectorEndpoint::Init); });
+    server.Post("/player/init",
+                [this](const auto& req, auto& res) { handle(req, res, QMCollectorEndpoint::Init); });
     server.Post("/player/report",
                 [this](const auto& req, auto& res) { handle(req, res, QMCollectorEndpoint::Report); });
     QMCollectorApi api(store, analyzer);
@@ -105,7 +107,8 @@ void QMCollectorServer::Impl::configureMain() {
         sendJSON(res, answer.status, answer.body);
     });
     server.Get("/api/requests", [api](const httplib::Request& req, httplib::Response& res) {
-        auto session = req.has_param("session") ? std::optional(req.get_param_value("session")) : std::nullopt;
+        auto session =
+            req.has_param("session") ? std::optional(req.get_param_value("session")) : std::nullopt;
         auto answer = api.requests(session);
         sendJSON(res, answer.status, answer.body);
     });
@@ -133,16 +136,17 @@ void QMCollectorServer::Impl::configureCommon(httplib::Server& server) {
         handle(req, res, QMCollectorEndpoint::Other);
     };
     server.Get(".*", other).Post(".*", other).Put(".*", other).Patch(".*", other).Delete(".*", other);
-    server.set_exception_handler([](const httplib::Request&, httplib::Response& res, std::exception_ptr error) {
-        std::string message = "internal error";
-        try {
-            std::rethrow_exception(error);
-        } catch (const std::exception& e) {
-            message = e.what();
-        } catch (...) {
-        }
-        sendJSON(res, 500, Json{{"error", message}});
-    });
+    server.set_exception_handler(
+        [](const httplib::Request&, httplib::Response& res, std::exception_ptr error) {
+            std::string message = "internal error";
+            try {
+                std::rethrow_exception(error);
+            } catch (const std::exception& e) {
+                message = e.what();
+            } catch (...) {
+            }
+            sendJSON(res, 500, Json{{"error", message}});
+        });
 }
 
 void QMCollectorServer::Impl::handle(const httplib::Request& req, httplib::Response& res,
@@ -171,7 +175,8 @@ QMCollectorResponder::Answer QMCollectorServer::Impl::answerFor(QMCollectorReque
         case QMCollectorEndpoint::SessionEvents:
             request.sessionId = diagnosticSessionId(request);
             return QMCollectorResponder::answerDiagnostic();
-        case QMCollectorEndpoint::Other: break;
+        case QMCollectorEndpoint::Other:
+            break;
     }
     return QMCollectorResponder::Answer{404, Json{{"error", "no such endpoint"}}.dump(), std::nullopt};
 }
@@ -209,7 +214,8 @@ void QMCollectorServer::Impl::bindOne(httplib::Server& server, int requested, in
     threads.emplace_back([&server] { server.listen_after_bind(); });
     // stop() only reaches a server whose accept loop runs, so wait for it to run.
     for (int waited = 0; !server.is_running(); ++waited) {
-        if (waited == 5000) throw std::runtime_error("the server on port " + std::to_string(bound) + " did not start");
+        if (waited == 5000)
+            throw std::runtime_error("the server on port " + std::to_string(bound) + " did not start");
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
 }
@@ -222,7 +228,8 @@ void QMCollectorServer::Impl::stopAll() {
 
 QMCollectorServer::QMCollectorServer(Options options) : impl_(std::make_unique<Impl>(std::move(options))) {
     impl_->configureMain();
-    impl_->configureDiagnostics(impl_->servers[1], kDiagnosticEventsPath, QMCollectorEndpoint::DiagnosticEvents);
+    impl_->configureDiagnostics(impl_->servers[1], kDiagnosticEventsPath,
+                                QMCollectorEndpoint::DiagnosticEvents);
     impl_->configureDiagnostics(impl_->servers[2], kSessionEventsPath, QMCollectorEndpoint::SessionEvents);
 }
 
@@ -257,7 +264,8 @@ std::string QMCollectorServer::baseURL() const {
 }
 
 std::string QMCollectorServer::diagnosticEventsURL() const {
-    return "http://" + impl_->options.host + ":" + std::to_string(diagnosticEventsPort()) + kDiagnosticEventsPath;
+    return "http://" + impl_->options.host + ":" + std::to_string(diagnosticEventsPort()) +
+           kDiagnosticEventsPath;
 }
 
 std::string QMCollectorServer::sessionEventsURL() const {

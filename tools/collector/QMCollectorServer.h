@@ -18,12 +18,12 @@
 // Every request, on any path, is stored with its answer before the answer goes out. Embeddable:
 // start() returns once all three listen; stop() (or the destructor) ends them.
 class QMCollectorServer {
-public:
+  public:
     struct Options {
         std::string host = "127.0.0.1";
-        int port = 8080;                   // 0 = any free port
-        int diagnosticEventsPort = 8081;   // 0 = any free port
-        int sessionEventsPort = 8082;      // 0 = any free port
+        int port = 8080;                                     // 0 = any free port
+        int diagnosticEventsPort = 8081;                     // 0 = any free port
+        int sessionEventsPort = 8082;                        // 0 = any free port
         std::string databasePath = "veyrakit-collector.db";  // ":memory:" for no file
         QMCollectorPolicy policy;
     };
@@ -55,11 +55,12 @@ public:
     const QMCollectorStore& store() const;
     const QMCollectorPolicy& policy() const;
     std::vector<QMSessionAnalysis> analyzeSessions(bool assumeFinished = false) const;
-    std::optional<QMSessionAnalysis> analyzeSession(const std::string& sessionId, bool assumeFinished = false) const;
+    std::optional<QMSessionAnalysis> analyzeSession(const std::string& sessionId,
+                                                    bool assumeFinished = false) const;
 
     static int64_t currentTimeMillis();
 
-private:
+  private:
     struct Impl;
     std::unique_ptr<Impl> impl_;
 };

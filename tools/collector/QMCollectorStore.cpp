@@ -29,7 +29,7 @@ CREATE TABLE IF NOT EXISTS sessions (
 
 // One prepared statement, finalised when it goes out of scope.
 class Statement {
-public:
+  public:
     Statement(sqlite3* db, const std::string& sql) : db_(db) {
         if (sqlite3_prepare_v2(db, sql.c_str(), -1, &stmt_, nullptr) != SQLITE_OK) fail("prepare");
     }
@@ -45,8 +45,10 @@ public:
         sqlite3_bind_blob(stmt_, index, bytes.data(), static_cast<int>(bytes.size()), SQLITE_TRANSIENT);
     }
     void bind(int index, const std::optional<std::string>& text) {
-        if (text) bind(index, *text);
-        else sqlite3_bind_null(stmt_, index);
+        if (text)
+            bind(index, *text);
+        else
+            sqlite3_bind_null(stmt_, index);
     }
     // True while there is a row to read.
     bool step() {
@@ -62,7 +64,7 @@ public:
         return std::string(data ? data : "", static_cast<size_t>(sqlite3_column_bytes(stmt_, column)));
     }
 
-private:
+  private:
     [[noreturn]] void fail(const char* what) const {
         throw QMCollectorStore::Error(std::string("database ") + what + " failed: " + sqlite3_errmsg(db_));
     }
@@ -92,7 +94,8 @@ QMCollectorRequest requestFromRow(const Statement& row) {
     QMCollectorRequest request;
     request.id = row.integer(0);
     request.receivedMillis = row.integer(1);
-    request.endpoint = QMCollectorRequest::endpointNamed(row.text(2).value_or("")).value_or(QMCollectorEndpoint::Other);
+    request.endpoint =
+        QMCollectorRequest::endpointNamed(row.text(2).value_or("")).value_or(QMCollectorEndpoint::Other);
     request.method = row.text(3).value_or("");
     request.path = row.text(4).value_or("");
     request.headers = headersFromText(row.text(5).value_or("[]"));
@@ -134,13 +137,15 @@ void QMCollectorStore::execute(const std::string& sql) const {
     }
 }
 
-int64_t QMCollectorStore::record(QMCollectorRequest& request, const std::optional<std::string>& openedSessionId) {
+int64_t QMCollectorStore::record(QMCollectorRequest& request,
+                                 const std::optional<std::string>& openedSessionId) {
     std::lock_guard lock(mutex_);
     execute("BEGIN");
     try {
-        Statement insert(db_,
-                         "INSERT INTO requests (received_ms, endpoint, method, path, headers, body, session_id, "
-                         "answer_status, answer_body) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)");
+        Statement insert(
+            db_,
+            "INSERT INTO requests (received_ms, endpoint, method, path, headers, body, session_id, "
+            "answer_status, answer_body) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)");
         insert.bind(1, request.receivedMillis);
         insert.bind(2, QMCollectorRequest::endpointName(request.endpoint));
         insert.bind(3, request.method);
@@ -153,7 +158,8 @@ int64_t QMCollectorStore::record(QMCollectorRequest& request, const std::optiona
         insert.step();
         request.id = sqlite3_last_insert_rowid(db_);
         if (openedSessionId) {
-            Statement session(db_, "INSERT INTO sessions (session_id, created_ms, init_request_id) VALUES (?, ?, ?)");
+            Statement session(
+                db_, "INSERT INTO sessions (session_id, created_ms, init_request_id) VALUES (?, ?, ?)");
             session.bind(1, *openedSessionId);
             session.bind(2, request.receivedMillis);
             session.bind(3, request.id);
@@ -177,7 +183,8 @@ std::optional<QMCollectorStore::Session> QMCollectorStore::session(const std::st
 
 std::vector<QMCollectorStore::Session> QMCollectorStore::sessions() const {
     std::lock_guard lock(mutex_);
-    Statement query(db_, "SELECT session_id, created_ms, init_request_id FROM sessions ORDER BY init_request_id");
+    Statement query(db_,
+                    "SELECT session_id, created_ms, init_request_id FROM sessions ORDER BY init_request_id");
     std::vector<Session> result;
     while (query.step()) result.push_back(sessionFromRow(query));
     return result;
@@ -193,8 +200,8 @@ std::vector<std::string> QMCollectorStore::sessionIdsSeen() const {
     return result;
 }
 
-std::vector<QMCollectorRequest> QMCollectorStore::selectRequests(const std::string& where,
-                                                                 const std::optional<std::string>& sessionId) const {
+std::vector<QMCollectorRequest> QMCollectorStore::selectRequests(
+    const std::string& where, const std::optional<std::string>& sessionId) const {
     std::lock_guard lock(mutex_);
     Statement query(db_, kRequestColumns + where + " ORDER BY id");
     if (sessionId) query.bind(1, *sessionId);
@@ -203,7 +210,9 @@ std::vector<QMCollectorRequest> QMCollectorStore::selectRequests(const std::stri
     return result;
 }
 
-std::vector<QMCollectorRequest> QMCollectorStore::requests() const { return selectRequests("", std::nullopt); }
+std::vector<QMCollectorRequest> QMCollectorStore::requests() const {
+    return selectRequests("", std::nullopt);
+}
 
 std::vector<QMCollectorRequest> QMCollectorStore::requestsOfSession(const std::string& sessionId) const {
     return selectRequests("WHERE session_id = ?", sessionId);

@@ -13,7 +13,7 @@ struct sqlite3;
 // Every request the collector received, with its answer, and the sessions it opened, in one
 // SQLite database (a file, or ":memory:"). Thread-safe.
 class QMCollectorStore {
-public:
+  public:
     struct Session {
         std::string sessionId;
         int64_t createdMillis = 0;
@@ -21,7 +21,7 @@ public:
     };
 
     class Error : public std::runtime_error {
-    public:
+      public:
         using std::runtime_error::runtime_error;
     };
 
@@ -32,7 +32,8 @@ public:
     QMCollectorStore& operator=(const QMCollectorStore&) = delete;
 
     // Stores the request and gives it its id; `openedSessionId` is the session its answer opened.
-    int64_t record(QMCollectorRequest& request, const std::optional<std::string>& openedSessionId = std::nullopt);
+    int64_t record(QMCollectorRequest& request,
+                   const std::optional<std::string>& openedSessionId = std::nullopt);
 
     std::optional<Session> session(const std::string& sessionId) const;
     std::vector<Session> sessions() const;
@@ -44,7 +45,7 @@ public:
 
     const std::string& path() const { return path_; }
 
-private:
+  private:
     std::vector<QMCollectorRequest> selectRequests(const std::string& where,
                                                    const std::optional<std::string>& sessionId) const;
     void execute(const std::string& sql) const;

@@ -19,7 +19,9 @@ nlohmann::ordered_json QMProtocolCheck::toJSON() const {
     for (const auto& violation : violations_) {
         violations.push_back({{"requestId", violation.requestId}, {"message", violation.message}});
     }
-    return {{"name", name_}, {"description", description_}, {"status", statusName(status_)},
+    return {{"name", name_},
+            {"description", description_},
+            {"status", statusName(status_)},
             {"violations", violations}};
 }
 

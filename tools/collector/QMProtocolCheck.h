@@ -1,15 +1,14 @@
 #pragma once
 #include <cstdint>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
-
-#include <nlohmann/json.hpp>
 
 // The outcome of one protocol rule over one session: passed, failed (with the requests that
 // broke it), pending (the session is still running and the rule cannot be decided yet) or not
 // applicable.
 class QMProtocolCheck {
-public:
+  public:
     enum class Status { Passed, Failed, Pending, NotApplicable };
 
     struct Violation {
@@ -32,7 +31,7 @@ public:
     nlohmann::ordered_json toJSON() const;
     static const std::string& statusName(Status status);
 
-private:
+  private:
     std::string name_;
     std::string description_;
     Status status_ = Status::Passed;

@@ -18,7 +18,8 @@ struct Numbered {
 std::string requestRef(int64_t requestId) { return "request #" + std::to_string(requestId); }
 
 void checkHeaders(QMProtocolCheck& check, const QMCollectorRequest& request, const std::string& what) {
-    if (request.method != "POST") check.fail(request.id, what + " sent with " + request.method + ", not POST");
+    if (request.method != "POST")
+        check.fail(request.id, what + " sent with " + request.method + ", not POST");
     auto contentType = request.header("Content-Type");
     if (contentType != "application/json") {
         check.fail(request.id, what + " has Content-Type \"" + contentType.value_or("") +
@@ -45,10 +46,10 @@ void checkRun(QMProtocolCheck& check, std::vector<Numbered> entries, const std::
         } else if (entry.number != previous + 1) {
             std::string missing = std::to_string(previous + 1);
             if (entry.number > previous + 2) missing += " to " + std::to_string(entry.number - 1);
-            check.fail(entry.requestId, previous == 0
-                                            ? noun + "s start at " + std::to_string(entry.number) + " instead of 1"
-                                            : noun + " " + std::to_string(entry.number) + " follows " +
-                                                  std::to_string(previous) + ": " + missing + " missing");
+            check.fail(entry.requestId,
+                       previous == 0 ? noun + "s start at " + std::to_string(entry.number) + " instead of 1"
+                                     : noun + " " + std::to_string(entry.number) + " follows " +
+                                           std::to_string(previous) + ": " + missing + " missing");
         }
         previous = entry.number;
         previousRequest = entry.requestId;
@@ -80,18 +81,21 @@ QMProtocolCheck checkOnce(const QMSessionView& view, const std::string& type, co
     }
     if (!reports.empty()) return check;
     auto periodical = view.periodicalReports();
-    if (!view.finished()) check.setUndecided(QMProtocolCheck::Status::Pending);
-    else if (expected && !periodical.empty()) check.fail(periodical.back()->request->id, missing);
-    else check.setUndecided(QMProtocolCheck::Status::NotApplicable);
+    if (!view.finished())
+        check.setUndecided(QMProtocolCheck::Status::Pending);
+    else if (expected && !periodical.empty())
+        check.fail(periodical.back()->request->id, missing);
+    else
+        check.setUndecided(QMProtocolCheck::Status::NotApplicable);
     return check;
 }
 
 }  // namespace
 
 std::vector<QMProtocolCheck> QMProtocolChecks::all(const QMSessionView& view) {
-    return {initWellFormed(view),    knownSession(view), reportsWellFormed(view),
-            valueTypes(view),        pulseNumbers(view), periodicalNumbers(view),
-            joinTimeOnce(view),      durationOnce(view), completion(view)};
+    return {initWellFormed(view), knownSession(view), reportsWellFormed(view),
+            valueTypes(view),     pulseNumbers(view), periodicalNumbers(view),
+            joinTimeOnce(view),   durationOnce(view), completion(view)};
 }
 
 QMProtocolCheck QMProtocolChecks::initWellFormed(const QMSessionView& view) {
@@ -103,8 +107,10 @@ QMProtocolCheck QMProtocolChecks::initWellFormed(const QMSessionView& view) {
     }
     checkHeaders(check, *init, "the session start request");
     auto userAgent = init->header("User-Agent");
-    if (!userAgent) check.fail(init->id, "the session start request has no User-Agent");
-    else for (auto& problem : QMReportSchema::problemsOfUserAgent(*userAgent)) check.fail(init->id, problem);
+    if (!userAgent)
+        check.fail(init->id, "the session start request has no User-Agent");
+    else
+        for (auto& problem : QMReportSchema::problemsOfUserAgent(*userAgent)) check.fail(init->id, problem);
     auto body = init->bodyJSON();
     auto problems = QMReportSchema::problemsOfInitBody(body.value_or(Json()));
     for (auto& problem : problems) check.fail(init->id, problem);
@@ -130,7 +136,8 @@ QMProtocolCheck QMProtocolChecks::reportsWellFormed(const QMSessionView& view) {
             check.fail(request.id, "the report body is not a JSON object");
             continue;
         }
-        if (!report.type) check.fail(request.id, "the report has no string \"type\"");
+        if (!report.type)
+            check.fail(request.id, "the report has no string \"type\"");
         else if (!QMReportSchema::isKnownType(*report.type)) {
             check.fail(request.id, "unknown report type \"" + *report.type + "\"");
         }
@@ -154,7 +161,8 @@ QMProtocolCheck QMProtocolChecks::valueTypes(const QMSessionView& view) {
 }
 
 QMProtocolCheck QMProtocolChecks::pulseNumbers(const QMSessionView& view) {
-    QMProtocolCheck check("pulse.gapFree", "pulse numbers of all non-log reports run 1, 2, 3 ... without gaps");
+    QMProtocolCheck check("pulse.gapFree",
+                          "pulse numbers of all non-log reports run 1, 2, 3 ... without gaps");
     std::vector<Numbered> pulses;
     for (const auto& report : view.reports()) {
         if (report.retransmission || !report.type || !QMReportSchema::isKnownType(*report.type)) continue;
@@ -164,15 +172,19 @@ QMProtocolCheck QMProtocolChecks::pulseNumbers(const QMSessionView& view) {
             continue;
         }
         auto pulse = integerKey(report, "pulseNumber");
-        if (!pulse) check.fail(report.request->id, "a \"" + *report.type + "\" report without an integer \"pulseNumber\"");
-        else pulses.push_back({*pulse, report.request->id});
+        if (!pulse)
+            check.fail(report.request->id,
+                       "a \"" + *report.type + "\" report without an integer \"pulseNumber\"");
+        else
+            pulses.push_back({*pulse, report.request->id});
     }
     checkRun(check, pulses, "pulse number");
     return check;
 }
 
 QMProtocolCheck QMProtocolChecks::periodicalNumbers(const QMSessionView& view) {
-    QMProtocolCheck check("periodical.sequence", "periodical numbers increase by one, pulse numbers with them");
+    QMProtocolCheck check("periodical.sequence",
+                          "periodical numbers increase by one, pulse numbers with them");
     std::vector<Numbered> numbers;
     const Report* previous = nullptr;
     for (const auto* report : view.periodicalReports()) {
@@ -185,8 +197,9 @@ QMProtocolCheck QMProtocolChecks::periodicalNumbers(const QMSessionView& view) {
         auto pulse = integerKey(*report, "pulseNumber");
         auto previousPulse = previous ? integerKey(*previous, "pulseNumber") : std::nullopt;
         if (pulse && previousPulse && *pulse <= *previousPulse) {
-            check.fail(report->request->id, "periodical number " + std::to_string(*number) + " carries pulse number " +
-                                                std::to_string(*pulse) + ", not above " + std::to_string(*previousPulse) +
+            check.fail(report->request->id, "periodical number " + std::to_string(*number) +
+                                                " carries pulse number " + std::to_string(*pulse) +
+                                                ", not above " + std::to_string(*previousPulse) +
                                                 " of the one before");
         }
         previous = report;
@@ -211,21 +224,26 @@ QMProtocolCheck QMProtocolChecks::completion(const QMSessionView& view) {
     for (const auto& report : view.reports()) {
         if (report.retransmission || !report.type) continue;
         if (completing != nullptr && *report.type != "L") {
-            check.fail(report.request->id, "a \"" + *report.type + "\" report after the report that completed "
-                                           "playback (" + requestRef(completing->request->id) + ")");
+            check.fail(report.request->id, "a \"" + *report.type +
+                                               "\" report after the report that completed "
+                                               "playback (" +
+                                               requestRef(completing->request->id) + ")");
         }
-        if (completing == nullptr && *report.type == "P" && report.body->value("playbackCompleted", Json()) == true) {
+        if (completing == nullptr && *report.type == "P" &&
+            report.body->value("playbackCompleted", Json()) == true) {
             completing = &report;
         }
     }
     if (completing != nullptr) return check;
     auto periodical = view.reportsOfType("P");
     using State = QMSessionView::State;
-    if (view.state() == State::Active) check.setUndecided(QMProtocolCheck::Status::Pending);
+    if (view.state() == State::Active)
+        check.setUndecided(QMProtocolCheck::Status::Pending);
     else if (view.state() != State::Abandoned || periodical.empty()) {
         check.setUndecided(QMProtocolCheck::Status::NotApplicable);
     } else {
-        check.fail(periodical.back()->request->id, "the session ended without a report carrying \"playbackCompleted\"");
+        check.fail(periodical.back()->request->id,
+                   "the session ended without a report carrying \"playbackCompleted\"");
     }
     return check;
 }

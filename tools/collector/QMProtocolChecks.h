@@ -6,7 +6,7 @@
 
 // The protocol rules the collector holds every session to, one check each.
 class QMProtocolChecks {
-public:
+  public:
     static std::vector<QMProtocolCheck> all(const QMSessionView& view);
 
     // Headers, User-Agent, Content-Length equal to the body, keys and value types.

@@ -10,23 +10,27 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 enum class Kind {
-    DecimalText, Integer, PlayingFlag, True, Number, Text, NonBlankText, NumberArray, TextArray,
-    LogArray, Metadata, ProtocolVersion, StreamType, UniqueViewerData
+    DecimalText,
+    Integer,
+    PlayingFlag,
+    True,
+    Number,
+    Text,
+    NonBlankText,
+    NumberArray,
+    TextArray,
+    LogArray,
+    Metadata,
+    ProtocolVersion,
+    StreamType,
+    UniqueViewerData
 };
 
-struct KeySpec {
+struct KeyRule {
     std::string name;
     Kind kind;
     bool required;
 };
-
-bool isDecimalText(const Json& value) {
-    if (!value.is_string()) return false;
-    const auto& text = value.get_ref<const std::string&>();
-    size_t start = (!text.empty() && text[0] == '-') ? 1 : 0;
-    return text.size() > start && std::all_of(text.begin() + static_cast<std::ptrdiff_t>(start), text.end(),
-                                              [](char c) { return c >= '0' && c <= '9'; });
-}
 
 bool isBlank(const std::string& text) {
     return std::all_of(text.begin(), text.end(), [](unsigned char c) { return std::isspace(c) != 0; });
@@ -65,7 +69,8 @@ bool isUniqueViewerData(const Json& value) {
 std::optional<std::string> unmet(Kind kind, const Json& value) {
     switch (kind) {
         case Kind::DecimalText:
-            if (isDecimalText(value)) return std::nullopt;
+            if (value.is_string() && QMReportSchema::isDecimalText(value.get<std::string>()))
+                return std::nullopt;
             return "a string of decimal digits";
         case Kind::Integer:
             if (value.is_number_integer()) return std::nullopt;
@@ -113,8 +118,8 @@ std::optional<std::string> unmet(Kind kind, const Json& value) {
     return std::nullopt;
 }
 
-const std::map<std::string, std::vector<KeySpec>>& reportSpecs() {
-    static const std::map<std::string, std::vector<KeySpec>> specs{
+const std::map<std::string, std::vector<KeyRule>>& reportRules() {
+    static const std::map<std::string, std::vector<KeyRule>> rules{
         {"S", {}},
         {"E", {}},
         {"P",
@@ -139,36 +144,46 @@ const std::map<std::string, std::vector<KeySpec>>& reportSpecs() {
         {"J", {{"joinTime", Kind::Integer, true}}},
         {"D", {{"duration", Kind::DecimalText, true}}},
         {"B", {{"bitrates", Kind::NumberArray, true}}},
-        {"F", {{"manual", Kind::Integer, true}, {"errorCode", Kind::Text, true}, {"playerVersion", Kind::Text, true}}},
+        {"F",
+         {{"manual", Kind::Integer, true},
+          {"errorCode", Kind::Text, true},
+          {"playerVersion", Kind::Text, true}}},
         {"L", {{"logArray", Kind::LogArray, true}, {"cid", Kind::TextArray, true}}},
     };
-    return specs;
+    return rules;
 }
 
-const std::vector<KeySpec>& initSpec() {
-    static const std::vector<KeySpec> spec{
-        {"assetId", Kind::NonBlankText, true},      {"qmrCID", Kind::NonBlankText, true},
-        {"assetName", Kind::Text, false},           {"viewerId", Kind::Text, false},
-        {"protocolVersion", Kind::ProtocolVersion, true}, {"mediaUrl", Kind::Text, true},
-        {"streamType", Kind::StreamType, false},    {"assetType", Kind::Text, true},
-        {"assetMetadata", Kind::Metadata, false},   {"viewerMetadata", Kind::Metadata, false},
+const std::vector<KeyRule>& initRules() {
+    static const std::vector<KeyRule> rules{
+        {"assetId", Kind::NonBlankText, true},
+        {"qmrCID", Kind::NonBlankText, true},
+        {"assetName", Kind::Text, false},
+        {"viewerId", Kind::Text, false},
+        {"protocolVersion", Kind::ProtocolVersion, true},
+        {"mediaUrl", Kind::Text, true},
+        {"streamType", Kind::StreamType, false},
+        {"assetType", Kind::Text, true},
+        {"assetMetadata", Kind::Metadata, false},
+        {"viewerMetadata", Kind::Metadata, false},
         {"uniqueViewerData", Kind::UniqueViewerData, true},
     };
-    return spec;
+    return rules;
 }
 
-std::vector<std::string> problemsAgainst(const std::vector<KeySpec>& spec, const Json& body, const std::string& what,
-                                         const std::vector<std::string>& envelope) {
+std::vector<std::string> problemsAgainst(const std::vector<KeyRule>& rules, const Json& body,
+                                         const std::string& what, const std::vector<std::string>& envelope) {
     std::vector<std::string> problems;
-    for (const auto& key : spec) {
-        if (key.required && !body.contains(key.name)) problems.push_back(what + " without \"" + key.name + "\"");
+    for (const auto& key : rules) {
+        if (key.required && !body.contains(key.name))
+            problems.push_back(what + " without \"" + key.name + "\"");
     }
     for (const auto& [name, value] : body.items()) {
         if (std::find(envelope.begin(), envelope.end(), name) != envelope.end()) continue;
-        auto spec_it = std::find_if(spec.begin(), spec.end(), [&](const KeySpec& key) { return key.name == name; });
-        if (spec_it == spec.end()) {
+        auto rule =
+            std::find_if(rules.begin(), rules.end(), [&](const KeyRule& key) { return key.name == name; });
+        if (rule == rules.end()) {
             problems.push_back("unexpected key \"" + name + "\" in " + what);
-        } else if (auto expected = unmet(spec_it->kind, value)) {
+        } else if (auto expected = unmet(rule->kind, value)) {
             problems.push_back("\"" + name + "\" is " + value.dump() + ", expected " + *expected);
         }
     }
@@ -177,11 +192,18 @@ std::vector<std::string> problemsAgainst(const std::vector<KeySpec>& spec, const
 
 }  // namespace
 
-bool QMReportSchema::isKnownType(const std::string& type) { return reportSpecs().count(type) != 0; }
+bool QMReportSchema::isKnownType(const std::string& type) { return reportRules().count(type) != 0; }
 
-std::vector<std::string> QMReportSchema::problemsOfReport(const std::string& type, const nlohmann::ordered_json& body) {
-    auto it = reportSpecs().find(type);
-    if (it == reportSpecs().end()) return {"unknown report type \"" + type + "\""};
+bool QMReportSchema::isDecimalText(const std::string& text) {
+    size_t start = (!text.empty() && text[0] == '-') ? 1 : 0;
+    return text.size() > start && std::all_of(text.begin() + static_cast<std::ptrdiff_t>(start), text.end(),
+                                              [](char c) { return c >= '0' && c <= '9'; });
+}
+
+std::vector<std::string> QMReportSchema::problemsOfReport(const std::string& type,
+                                                          const nlohmann::ordered_json& body) {
+    auto it = reportRules().find(type);
+    if (it == reportRules().end()) return {"unknown report type \"" + type + "\""};
     std::vector<std::string> envelope{"type", "sessionId", "pulseNumber"};
     if (type == "P") envelope.push_back("periodicalNumber");
     return problemsAgainst(it->second, body, "a \"" + type + "\" report", envelope);
@@ -189,7 +211,7 @@ std::vector<std::string> QMReportSchema::problemsOfReport(const std::string& typ
 
 std::vector<std::string> QMReportSchema::problemsOfInitBody(const nlohmann::ordered_json& body) {
     if (!body.is_object()) return {"the session start body is not a JSON object"};
-    return problemsAgainst(initSpec(), body, "the session start body", {});
+    return problemsAgainst(initRules(), body, "the session start body", {});
 }
 
 std::vector<std::string> QMReportSchema::problemsOfUserAgent(const std::string& userAgent) {
@@ -197,8 +219,9 @@ std::vector<std::string> QMReportSchema::problemsOfUserAgent(const std::string& 
     const std::string suffix = " like Mac OS X)";
     bool framed = userAgent.size() > prefix.size() + suffix.size() && userAgent.starts_with(prefix) &&
                   userAgent.ends_with(suffix);
-    std::string inner = framed ? userAgent.substr(prefix.size(), userAgent.size() - prefix.size() - suffix.size())
-                               : std::string();
+    std::string inner =
+        framed ? userAgent.substr(prefix.size(), userAgent.size() - prefix.size() - suffix.size())
+               : std::string();
     size_t cpu = inner.find("; CPU ");
     size_t version = cpu == std::string::npos ? std::string::npos : inner.rfind(' ');
     bool parts = cpu != std::string::npos && cpu > 0 && version > cpu + 6 && version + 1 < inner.size();

@@ -18,6 +18,7 @@ const QMProtocolCheck* QMSessionAnalysis::check(const std::string& name) const {
 nlohmann::ordered_json QMSessionAnalysis::toJSON() const {
     nlohmann::ordered_json checkList = nlohmann::ordered_json::array();
     for (const auto& each : checks) checkList.push_back(each.toJSON());
-    return {{"sessionId", sessionId}, {"known", known},   {"state", state},  {"passed", passed()},
-            {"violations", violationCount()}, {"summary", summary}, {"checks", checkList}};
+    return {
+        {"sessionId", sessionId},         {"known", known},     {"state", state},     {"passed", passed()},
+        {"violations", violationCount()}, {"summary", summary}, {"checks", checkList}};
 }

@@ -1,15 +1,14 @@
 #pragma once
 #include <cstddef>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
-
-#include <nlohmann/json.hpp>
 
 #include "collector/QMProtocolCheck.h"
 
 // A session's summary and the results of its protocol checks.
 class QMSessionAnalysis {
-public:
+  public:
     std::string sessionId;
     bool known = false;
     std::string state;  // "active", "completed", "error", "endedByServer", "abandoned"

@@ -30,7 +30,8 @@ std::vector<QMSessionAnalysis> QMSessionAnalyzer::analyzeAll(const QMCollectorSt
                                                              bool assumeFinished) const {
     std::vector<QMSessionAnalysis> result;
     for (const auto& sessionId : store.sessionIdsSeen()) {
-        if (auto analysis = analyze(store, sessionId, nowMillis, assumeFinished)) result.push_back(std::move(*analysis));
+        if (auto analysis = analyze(store, sessionId, nowMillis, assumeFinished))
+            result.push_back(std::move(*analysis));
     }
     return result;
 }

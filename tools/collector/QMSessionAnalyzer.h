@@ -10,14 +10,15 @@
 
 // Works out a session's summary and protocol check results from its stored requests.
 class QMSessionAnalyzer {
-public:
+  public:
     // A session with no request for `idleMillis` counts as over.
     explicit QMSessionAnalyzer(int64_t idleMillis = 60000) : idleMillis_(idleMillis) {}
 
     // `requests` in arrival order; `known` = the collector opened this session. With
     // `assumeFinished` the session counts as over whatever its last request's time.
-    QMSessionAnalysis analyze(const std::string& sessionId, bool known, std::vector<QMCollectorRequest> requests,
-                              int64_t nowMillis, bool assumeFinished = false) const;
+    QMSessionAnalysis analyze(const std::string& sessionId, bool known,
+                              std::vector<QMCollectorRequest> requests, int64_t nowMillis,
+                              bool assumeFinished = false) const;
     // nullopt when no request ever named the session.
     std::optional<QMSessionAnalysis> analyze(const QMCollectorStore& store, const std::string& sessionId,
                                              int64_t nowMillis, bool assumeFinished = false) const;
@@ -27,6 +28,6 @@ public:
 
     int64_t idleMillis() const { return idleMillis_; }
 
-private:
+  private:
     int64_t idleMillis_;
 };

@@ -39,7 +39,8 @@ nlohmann::ordered_json QMSessionSummary::build(const QMSessionView& view) {
 
 nlohmann::ordered_json QMSessionSummary::overview(const QMSessionView& view) {
     const auto& requests = view.requests();
-    Json summary{{"sessionId", view.sessionId()}, {"known", view.known()},
+    Json summary{{"sessionId", view.sessionId()},
+                 {"known", view.known()},
                  {"state", QMSessionView::stateName(view.state())}};
     int64_t first = requests.empty() ? 0 : requests.front().receivedMillis;
     int64_t last = requests.empty() ? 0 : requests.back().receivedMillis;
@@ -57,7 +58,8 @@ nlohmann::ordered_json QMSessionSummary::asset(const QMSessionView& view) {
     if (view.initRequest() == nullptr) return asset;
     auto body = view.initRequest()->bodyJSON();
     if (!body || !body->is_object()) return asset;
-    for (const char* key : {"assetId", "assetName", "assetType", "qmrCID", "viewerId", "mediaUrl", "streamType"}) {
+    for (const char* key :
+         {"assetId", "assetName", "assetType", "qmrCID", "viewerId", "mediaUrl", "streamType"}) {
         if (body->contains(key)) asset[key] = (*body)[key];
     }
     return asset;
@@ -88,15 +90,17 @@ void QMSessionSummary::addTimes(const QMSessionView& view, nlohmann::ordered_jso
     summary["intervalBufferingMs"] = intervals(periodical, "currentBufferingTime");
     bool ratioKnown = buffering && playing && *buffering + *playing > 0;
     summary["rebufferingRatio"] =
-        ratioKnown ? Json(static_cast<double>(*buffering) / static_cast<double>(*buffering + *playing)) : Json();
+        ratioKnown ? Json(static_cast<double>(*buffering) / static_cast<double>(*buffering + *playing))
+                   : Json();
     summary["playingTimeMs"] = orNull(playing);
     summary["intervalPlayingMs"] = intervals(periodical, "currentPlayingTime");
     summary["viewedTimeMs"] = orNull(latest(periodical, "totalViewedTime"));
     summary["fullScreenTimeMs"] = orNull(latest(periodical, "totalFullScreenTime"));
     summary["elapsedTimeMs"] = orNull(latest(periodical, "totalElapsedTime"));
     auto durations = view.reportsOfType("D");
-    auto duration = durations.empty() ? latest(periodical, "assetDuration")
-                                      : QMSessionView::numberOf(durations.front()->body->value("duration", Json()));
+    auto duration = durations.empty()
+                        ? latest(periodical, "assetDuration")
+                        : QMSessionView::numberOf(durations.front()->body->value("duration", Json()));
     summary["durationSeconds"] = orNull(duration);
 }
 
@@ -116,7 +120,8 @@ void QMSessionSummary::addBitrates(const QMSessionView& view, nlohmann::ordered_
     summary["bitrateTimeline"] = timeline;
     summary["bitrateSwitches"] = switches;
     auto available = view.reportsOfType("B");
-    summary["availableBitrates"] = available.empty() ? Json() : available.back()->body->value("bitrates", Json());
+    summary["availableBitrates"] =
+        available.empty() ? Json() : available.back()->body->value("bitrates", Json());
 }
 
 void QMSessionSummary::addOutcome(const QMSessionView& view, nlohmann::ordered_json& summary) {

@@ -8,10 +8,10 @@
 // time, bitrate timeline and switches, duration, completion and errors. Times are milliseconds;
 // a value nothing reported is null.
 class QMSessionSummary {
-public:
+  public:
     static nlohmann::ordered_json build(const QMSessionView& view);
 
-private:
+  private:
     static nlohmann::ordered_json overview(const QMSessionView& view);
     static nlohmann::ordered_json asset(const QMSessionView& view);
     static nlohmann::ordered_json reportCounts(const QMSessionView& view);

@@ -5,17 +5,11 @@
 #include <set>
 
 #include "collector/QMCollectorPolicy.h"
+#include "collector/QMReportSchema.h"
 
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-bool isDecimalText(const std::string& text) {
-    size_t start = (!text.empty() && text[0] == '-') ? 1 : 0;
-    return text.size() > start && text.size() < 20 &&
-           std::all_of(text.begin() + static_cast<std::ptrdiff_t>(start), text.end(),
-                       [](char c) { return c >= '0' && c <= '9'; });
-}
 
 }  // namespace
 
@@ -73,7 +67,8 @@ std::vector<const QMCollectorRequest*> QMSessionView::diagnosticPosts() const {
     return result;
 }
 
-QMSessionView::State QMSessionView::computeState(int64_t nowMillis, int64_t idleMillis, bool assumeFinished) const {
+QMSessionView::State QMSessionView::computeState(int64_t nowMillis, int64_t idleMillis,
+                                                 bool assumeFinished) const {
     for (const auto* report : reportsOfType("P")) {
         if (report->body->value("playbackCompleted", Json()) == true) return State::Completed;
     }
@@ -96,12 +91,17 @@ bool QMSessionView::serverEndedSession() const {
 }
 
 const std::string& QMSessionView::stateName(State state) {
-    static const std::array<std::string, 5> names{"active", "completed", "error", "endedByServer", "abandoned"};
+    static const std::array<std::string, 5> names{"active", "completed", "error", "endedByServer",
+                                                  "abandoned"};
     return names.at(static_cast<size_t>(state));
 }
 
 std::optional<int64_t> QMSessionView::numberOf(const nlohmann::ordered_json& value) {
     if (value.is_number_integer()) return value.get<int64_t>();
-    if (value.is_string() && isDecimalText(value.get<std::string>())) return std::stoll(value.get<std::string>());
+    // Up to 18 digits, so that the conversion cannot overflow.
+    if (value.is_string() && value.get<std::string>().size() < 19 &&
+        QMReportSchema::isDecimalText(value.get<std::string>())) {
+        return std::stoll(value.get<std::string>());
+    }
     return std::nullopt;
 }

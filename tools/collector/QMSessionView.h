@@ -1,10 +1,9 @@
 #pragma once
 #include <cstdint>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
-
-#include <nlohmann/json.hpp>
 
 #include "collector/QMCollectorRequest.h"
 
@@ -12,7 +11,7 @@
 // start request, the reports (with parsed bodies, retransmissions marked), the diagnostic posts,
 // and where the session stands.
 class QMSessionView {
-public:
+  public:
     enum class State { Active, Completed, Error, EndedByServer, Abandoned };
 
     struct Report {
@@ -25,8 +24,8 @@ public:
 
     // `requests` in arrival order; a session counts as over after `idleMillis` without a request,
     // or at once with `assumeFinished`.
-    QMSessionView(std::string sessionId, bool known, std::vector<QMCollectorRequest> requests, int64_t nowMillis,
-                  int64_t idleMillis, bool assumeFinished);
+    QMSessionView(std::string sessionId, bool known, std::vector<QMCollectorRequest> requests,
+                  int64_t nowMillis, int64_t idleMillis, bool assumeFinished);
     QMSessionView(const QMSessionView&) = delete;
     QMSessionView& operator=(const QMSessionView&) = delete;
 
@@ -50,7 +49,7 @@ public:
     // metrics send them; nullopt for anything else.
     static std::optional<int64_t> numberOf(const nlohmann::ordered_json& value);
 
-private:
+  private:
     void sortRequests();
     State computeState(int64_t nowMillis, int64_t idleMillis, bool assumeFinished) const;
     bool serverEndedSession() const;

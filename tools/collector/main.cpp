@@ -29,9 +29,9 @@ int serve(const QMCollectorOptions& options) {
         });
     }
     server.start();
-    std::printf("veyrakit-collector listening on %s (diagnostics %s, %s), database %s\n", server.baseURL().c_str(),
-                server.diagnosticEventsURL().c_str(), server.sessionEventsURL().c_str(),
-                options.server.databasePath.c_str());
+    std::printf("veyrakit-collector listening on %s (diagnostics %s, %s), database %s\n",
+                server.baseURL().c_str(), server.diagnosticEventsURL().c_str(),
+                server.sessionEventsURL().c_str(), options.server.databasePath.c_str());
     std::fflush(stdout);
     int received = 0;
     sigwait(&signals, &received);

@@ -28,9 +28,10 @@ Json body(const QMCollectorResponder::Answer& answer) { return Json::parse(answe
 
 TEST(CollectorPolicy, DefaultsAndFileOverrideOnlyWhatTheyName) {
     QMCollectorPolicy defaults;
-    EXPECT_EQ(defaults.toJSON().dump(),
-              R"({"init":{"status":200,"refuse":false,"issueSessionId":true,"intervalSeconds":10000,"skipReports":0},)"
-              R"("report":{"status":200,"skipReports":0},"onDemand":{"status":200},"sessionIdleMs":60000})");
+    EXPECT_EQ(
+        defaults.toJSON().dump(),
+        R"({"init":{"status":200,"refuse":false,"issueSessionId":true,"intervalSeconds":10000,"skipReports":0},)"
+        R"("report":{"status":200,"skipReports":0},"onDemand":{"status":200},"sessionIdleMs":60000})");
 
     auto policy = QMCollectorPolicy::fromJSON(Json::parse(
         R"({"init":{"skipReports":["2",0],"offerViewerId":null,"sendLog":true,"logQueueSize":3},
@@ -54,8 +55,9 @@ TEST(CollectorPolicy, RejectsWrongTypesAndUnknownNames) {
         }
         return std::string("(no error)");
     };
-    EXPECT_EQ(error(R"({"init":{"skipReports":"two"}})"),
-              R"('init.skipReports' must be an integer or a string holding an integer (or a list of them), got "two")");
+    EXPECT_EQ(
+        error(R"({"init":{"skipReports":"two"}})"),
+        R"('init.skipReports' must be an integer or a string holding an integer (or a list of them), got "two")");
     EXPECT_EQ(error(R"({"init":{"intervalSeconds":[1000,"x"]}})"),
               R"('init.intervalSeconds' must be an integer (milliseconds) (or a list of them), got "x")");
     EXPECT_EQ(error(R"({"report":{"status":42}})"),
@@ -68,9 +70,9 @@ TEST(CollectorPolicy, RejectsWrongTypesAndUnknownNames) {
 TEST(CollectorOptions, CommandLineOverridesThePolicyFileWhateverTheOrder) {
     std::string path = ::testing::TempDir() + "collector-policy.json";
     std::ofstream(path) << R"({"init":{"intervalSeconds":5000,"sendLog":true},"report":{"skipReports":"1"}})";
-    auto options = parse({"--interval-ms", "2000", "--policy", path, "--port=0", "--diag-ports", "0,9", "--db",
-                          ":memory:", "--offer-viewer-id", "VIEWER-7", "--report-skip-reports", "absent",
-                          "--init-skip-reports", R"(["3","-1"])", "--quiet"});
+    auto options = parse({"--interval-ms", "2000", "--policy", path, "--port=0", "--diag-ports", "0,9",
+                          "--db", ":memory:", "--offer-viewer-id", "VIEWER-7", "--report-skip-reports",
+                          "absent", "--init-skip-reports", R"(["3","-1"])", "--quiet"});
     std::remove(path.c_str());
     EXPECT_EQ(options.server.port, 0);
     EXPECT_EQ(options.server.diagnosticEventsPort, 0);
@@ -104,7 +106,8 @@ TEST(CollectorResponder, SessionStartThrottleAsStringOrNumberThenSession) {
         Json::parse(R"({"init":{"skipReports":["2",3,"0",-1,0],"logQueueSize":5,"sendLog":false}})"));
     QMCollectorResponder responder(policy);
     auto throttledText = responder.answerInit();
-    EXPECT_EQ(throttledText.body, R"({"logQueueSize":5,"sendLog":false,"intervalSeconds":10000,"skipReports":"2"})");
+    EXPECT_EQ(throttledText.body,
+              R"({"logQueueSize":5,"sendLog":false,"intervalSeconds":10000,"skipReports":"2"})");
     EXPECT_EQ(throttledText.issuedSessionId, std::nullopt);
     auto throttledNumber = responder.answerInit();
     EXPECT_EQ(body(throttledNumber)["skipReports"], 3);
@@ -131,12 +134,13 @@ TEST(CollectorResponder, RefusalStatusAndMissingSessionId) {
     auto failed = responder.answerInit();
     EXPECT_EQ(failed.status, 500);
     EXPECT_EQ(failed.body, R"({"intervalSeconds":10000,"skipReports":0,"offerViewerId":"null"})");
-    EXPECT_EQ(responder.answerInit().body, R"({"intervalSeconds":10000,"skipReports":0,"offerViewerId":"null"})");
+    EXPECT_EQ(responder.answerInit().body,
+              R"({"intervalSeconds":10000,"skipReports":0,"offerViewerId":"null"})");
 }
 
 TEST(CollectorResponder, ReportSequencesAdvancePerSessionAndOnlyOnPeriodicalReports) {
-    auto policy = QMCollectorPolicy::fromJSON(
-        Json::parse(R"({"report":{"skipReports":[0,"2",-1],"status":[200,500]},"onDemand":{"status":[404,200]}})"));
+    auto policy = QMCollectorPolicy::fromJSON(Json::parse(
+        R"({"report":{"skipReports":[0,"2",-1],"status":[200,500]},"onDemand":{"status":[404,200]}})"));
     QMCollectorResponder responder(policy);
     std::optional<std::string> a = "A", b = "B";
     EXPECT_EQ(responder.answerReport(a, "P").body, R"({"skipReports":0})");

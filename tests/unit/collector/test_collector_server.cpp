@@ -39,8 +39,9 @@ HttpAnswer http(const std::string& url, const std::optional<std::string>& postBo
     return answer;
 }
 
-const char* const kInit = R"({"assetId":"A-1","qmrCID":"C-1","protocolVersion":"1.1","mediaUrl":"https://media.invalid/a.mp4",)"
-                          R"("streamType":"PDL","assetType":"VOD","uniqueViewerData":[{"key":"viewerIdInCookie","values":["false"]}]})";
+const char* const kInit =
+    R"({"assetId":"A-1","qmrCID":"C-1","protocolVersion":"1.1","mediaUrl":"https://media.invalid/a.mp4",)"
+    R"("streamType":"PDL","assetType":"VOD","uniqueViewerData":[{"key":"viewerIdInCookie","values":["false"]}]})";
 const char* const kAgent = "iosApp/5.0 (iPhone; CPU iOS 17.0 like Mac OS X)";
 
 QMCollectorServer::Options loopbackOptions(const char* policy) {
@@ -57,7 +58,8 @@ std::string afterClock(const std::string& line) { return line.substr(line.find('
 }  // namespace
 
 TEST(CollectorServer, ServesStoresAndJudgesOverRealSockets) {
-    QMCollectorServer server(loopbackOptions(R"({"init":{"skipReports":["2",0]},"report":{"skipReports":[0,-1]}})"));
+    QMCollectorServer server(
+        loopbackOptions(R"({"init":{"skipReports":["2",0]},"report":{"skipReports":[0,-1]}})"));
     std::mutex mutex;
     std::vector<std::string> lines;
     server.setObserver([&](const QMCollectorRequestEvent& event) {
@@ -77,13 +79,17 @@ TEST(CollectorServer, ServesStoresAndJudgesOverRealSockets) {
     ASSERT_EQ(sessionId.size(), 36u);
 
     auto report = [&](int number) {
-        return http(server.baseURL() + "/player/report",
-                    Json{{"type", "P"}, {"sessionId", sessionId}, {"totalPlayingTime", "0"}, {"periodicalNumber", number},
-                         {"pulseNumber", number}}.dump());
+        return http(server.baseURL() + "/player/report", Json{{"type", "P"},
+                                                              {"sessionId", sessionId},
+                                                              {"totalPlayingTime", "0"},
+                                                              {"periodicalNumber", number},
+                                                              {"pulseNumber", number}}
+                                                             .dump());
     };
     EXPECT_EQ(report(1).body, R"({"skipReports":0})");
     EXPECT_EQ(report(2).body, R"({"skipReports":-1})");
-    std::string diagnostic = Json{{"session", {{"sessionId", sessionId}}}, {"events", {{{"index", 1}}}}}.dump();
+    std::string diagnostic =
+        Json{{"session", {{"sessionId", sessionId}}}, {"events", {{{"index", 1}}}}}.dump();
     EXPECT_EQ(http(server.diagnosticEventsURL(), diagnostic).body, "{}");
     EXPECT_EQ(http(server.sessionEventsURL() + "/extra", diagnostic).status, 404);
 
@@ -110,11 +116,13 @@ TEST(CollectorServer, ServesStoresAndJudgesOverRealSockets) {
 
     std::lock_guard lock(mutex);
     ASSERT_EQ(lines.size(), 6u);
-    EXPECT_EQ(lines[0], "- init assetId=A-1 streamType=PDL -> 200 {\"intervalSeconds\":10000,\"skipReports\":\"2\"}");
+    EXPECT_EQ(lines[0],
+              "- init assetId=A-1 streamType=PDL -> 200 {\"intervalSeconds\":10000,\"skipReports\":\"2\"}");
     EXPECT_EQ(lines[1].substr(0, 2), "+0");
     EXPECT_EQ(afterClock(lines[3]), "P #2 pulse 2 totalPlayingTime=0 -> 200 {\"skipReports\":-1}");
     EXPECT_EQ(afterClock(lines[4]), "diag /veyrakit/ 1 events -> 200");
-    EXPECT_EQ(lines[5], "- POST /sessionEventsHandler/sessions/extra -> 404 {\"error\":\"no such endpoint\"}");
+    EXPECT_EQ(lines[5],
+              "- POST /sessionEventsHandler/sessions/extra -> 404 {\"error\":\"no such endpoint\"}");
 
     std::string base = server.baseURL();
     server.stop();
@@ -138,7 +146,8 @@ TEST(CollectorServer, BusyPortIsAClearErrorAndTheFileDatabaseOutlivesTheServer) 
                 try {
                     second.start();
                 } catch (const std::runtime_error& error) {
-                    EXPECT_EQ(std::string(error.what()), "cannot listen on 127.0.0.1:" + std::to_string(server.port()));
+                    EXPECT_EQ(std::string(error.what()),
+                              "cannot listen on 127.0.0.1:" + std::to_string(server.port()));
                     throw;
                 }
             },
@@ -162,12 +171,16 @@ TEST(CollectorRequestEvent, OneLinePerRequestWithTheKeyValues) {
     request.answerStatus = 200;
     request.answerBody = "{}";
     request.body = R"({"sessionId":"S","type":"J","joinTime":1200,"pulseNumber":3})";
-    EXPECT_EQ(QMCollectorRequestEvent::from(request, 1'700'000'000'000).describe(), "+12.345s J pulse 3 joinTime=1200 -> 200");
+    EXPECT_EQ(QMCollectorRequestEvent::from(request, 1'700'000'000'000).describe(),
+              "+12.345s J pulse 3 joinTime=1200 -> 200");
     request.body = R"({"sessionId":"S","type":"L","logArray":[{},{}],"cid":["C"]})";
-    EXPECT_EQ(QMCollectorRequestEvent::from(request, 1'700'000'012'000).describe(), "+0.345s L 2 log lines -> 200");
-    request.body = R"({"type":"P","sessionId":"S","totalBufferingTime":"0","playing":1,"periodicalNumber":4,"pulseNumber":6})";
+    EXPECT_EQ(QMCollectorRequestEvent::from(request, 1'700'000'012'000).describe(),
+              "+0.345s L 2 log lines -> 200");
+    request.body =
+        R"({"type":"P","sessionId":"S","totalBufferingTime":"0","playing":1,"periodicalNumber":4,"pulseNumber":6})";
     request.answerBody = R"({"skipReports":"2"})";
     auto event = QMCollectorRequestEvent::from(request, std::nullopt);
-    EXPECT_EQ(event.describe(), R"(- P #4 pulse 6 totalBufferingTime=0 playing=1 -> 200 {"skipReports":"2"})");
+    EXPECT_EQ(event.describe(),
+              R"(- P #4 pulse 6 totalBufferingTime=0 playing=1 -> 200 {"skipReports":"2"})");
     EXPECT_EQ(event.values.dump(), R"({"totalBufferingTime":"0","playing":1})");
 }

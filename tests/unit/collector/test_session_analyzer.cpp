@@ -43,31 +43,66 @@ Json periodical(int number, int pulse, Json values) {
 }
 
 class SessionAnalysis : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         add(QMCollectorEndpoint::Init, 0, initBody());
         add(QMCollectorEndpoint::Report, 1500, report("J", 1, {{"joinTime", 1200}}));
         add(QMCollectorEndpoint::Report, 1510, report("D", 2, {{"duration", "120"}}));
         add(QMCollectorEndpoint::Report, 1520, report("S", 3));
         add(QMCollectorEndpoint::Report, 1530, report("B", 4, {{"bitrates", {800000, 1500000}}}));
-        add(QMCollectorEndpoint::Report, 1600, periodical(1, 5, {{"totalBufferingTime", "0"}, {"currentBufferingTime", "0"},
-            {"totalPlayingTime", "100"}, {"currentBitRate", 800000}, {"playing", 1}, {"alive", "1"}}));
-        add(QMCollectorEndpoint::SessionEvents, 5000, {{"session", {{"sessionId", kSession}}},
-            {"events", {{{"index", 1}}, {{"index", 2}}, {{"index", 3}}}}});
-        add(QMCollectorEndpoint::Report, 11600, periodical(2, 6, {{"totalBufferingTime", "700"},
-            {"currentBufferingTime", "700"}, {"totalPlayingTime", "9400"}, {"currentBitRate", 800000}}));
-        add(QMCollectorEndpoint::Report, 13000, periodical(3, 7, {{"totalBufferingTime", "700"},
-            {"currentBufferingTime", "0"}, {"totalPlayingTime", "10800"}, {"currentBitRate", 800000}}));
-        add(QMCollectorEndpoint::Report, 23000, periodical(4, 8, {{"totalBufferingTime", "1000"},
-            {"currentBufferingTime", "300"}, {"totalPlayingTime", "20500"}, {"currentBitRate", 1500000}}));
-        add(QMCollectorEndpoint::Report, 25000, periodical(5, 9, {{"totalBufferingTime", "1000"},
-            {"currentBufferingTime", "0"}, {"totalPlayingTime", "22500"}, {"totalViewedTime", "22000"},
-            {"totalFullScreenTime", "6000"}, {"totalElapsedTime", "25000"}, {"assetDuration", "120"},
-            {"currentBitRate", 1500000}, {"playing", false}, {"playbackCompleted", true}}));
-        add(QMCollectorEndpoint::Report, 25100, report("L", 0, {{"logArray", {
-            {{"date", "2023-11-14T22:13:45.100Z"}, {"log", "playback completed. Last P"}, {"level", "I"}, {"prefix", "T"}},
-            {{"date", "2023-11-14T22:13:45.101Z"}, {"log", "Disposing all parts"}, {"level", "I"}, {"prefix", "T"}}}},
-            {"cid", {"C-1"}}}));
+        add(QMCollectorEndpoint::Report, 1600,
+            periodical(1, 5,
+                       {{"totalBufferingTime", "0"},
+                        {"currentBufferingTime", "0"},
+                        {"totalPlayingTime", "100"},
+                        {"currentBitRate", 800000},
+                        {"playing", 1},
+                        {"alive", "1"}}));
+        add(QMCollectorEndpoint::SessionEvents, 5000,
+            {{"session", {{"sessionId", kSession}}},
+             {"events", {{{"index", 1}}, {{"index", 2}}, {{"index", 3}}}}});
+        add(QMCollectorEndpoint::Report, 11600,
+            periodical(2, 6,
+                       {{"totalBufferingTime", "700"},
+                        {"currentBufferingTime", "700"},
+                        {"totalPlayingTime", "9400"},
+                        {"currentBitRate", 800000}}));
+        add(QMCollectorEndpoint::Report, 13000,
+            periodical(3, 7,
+                       {{"totalBufferingTime", "700"},
+                        {"currentBufferingTime", "0"},
+                        {"totalPlayingTime", "10800"},
+                        {"currentBitRate", 800000}}));
+        add(QMCollectorEndpoint::Report, 23000,
+            periodical(4, 8,
+                       {{"totalBufferingTime", "1000"},
+                        {"currentBufferingTime", "300"},
+                        {"totalPlayingTime", "20500"},
+                        {"currentBitRate", 1500000}}));
+        add(QMCollectorEndpoint::Report, 25000,
+            periodical(5, 9,
+                       {{"totalBufferingTime", "1000"},
+                        {"currentBufferingTime", "0"},
+                        {"totalPlayingTime", "22500"},
+                        {"totalViewedTime", "22000"},
+                        {"totalFullScreenTime", "6000"},
+                        {"totalElapsedTime", "25000"},
+                        {"assetDuration", "120"},
+                        {"currentBitRate", 1500000},
+                        {"playing", false},
+                        {"playbackCompleted", true}}));
+        add(QMCollectorEndpoint::Report, 25100,
+            report("L", 0,
+                   {{"logArray",
+                     {{{"date", "2023-11-14T22:13:45.100Z"},
+                       {"log", "playback completed. Last P"},
+                       {"level", "I"},
+                       {"prefix", "T"}},
+                      {{"date", "2023-11-14T22:13:45.101Z"},
+                       {"log", "Disposing all parts"},
+                       {"level", "I"},
+                       {"prefix", "T"}}}},
+                    {"cid", {"C-1"}}}));
     }
 
     QMCollectorRequest& add(QMCollectorEndpoint endpoint, int64_t at, const Json& body,
@@ -120,7 +155,8 @@ protected:
 TEST_F(SessionAnalysis, CompleteSessionSummaryAndEveryCheckPassing) {
     auto analysis = analyze();
     EXPECT_EQ(analysis.state, "completed");
-    for (const auto& check : analysis.checks) EXPECT_EQ(status(analysis, check.name()), "passed") << check.name();
+    for (const auto& check : analysis.checks)
+        EXPECT_EQ(status(analysis, check.name()), "passed") << check.name();
     const Json& s = analysis.summary;
     EXPECT_EQ(s["reports"].dump(), R"({"J":1,"D":1,"S":1,"B":1,"P":5,"L":1,"retransmissions":0})");
     EXPECT_EQ(s["asset"]["assetName"], "Film");
@@ -154,40 +190,54 @@ TEST_F(SessionAnalysis, ReportsArrivingOutOfOrderAndRetransmissionsAreNoViolatio
 
 TEST_F(SessionAnalysis, PulseGapRepeatAndReportsAfterCompletion) {
     requests.erase(requests.begin() + 3);  // the session start report, pulse 3, never arrived
-    add(QMCollectorEndpoint::Report, 25200, report("F", 1, {{"manual", 1}, {"errorCode", "E7"}, {"playerVersion", "2"}}));
+    add(QMCollectorEndpoint::Report, 25200,
+        report("F", 1, {{"manual", 1}, {"errorCode", "E7"}, {"playerVersion", "2"}}));
     auto analysis = analyze();
     EXPECT_EQ(violations(analysis, "pulse.gapFree"),
               (std::vector<std::string>{"#13 pulse number 1 used again (first by request #2)",
                                         "#5 pulse number 4 follows 2: 3 missing"}));
     EXPECT_EQ(violations(analysis, "completion.final"),
-              (std::vector<std::string>{"#13 a \"F\" report after the report that completed playback (request #11)"}));
+              (std::vector<std::string>{
+                  "#13 a \"F\" report after the report that completed playback (request #11)"}));
 }
 
 TEST_F(SessionAnalysis, PeriodicalNumberJumpAndFallingPulse) {
     edit(9, [](Json& b) { b["periodicalNumber"] = 4; });
     edit(10, [](Json& b) { b["periodicalNumber"] = 5; });
-    edit(11, [](Json& b) { b["periodicalNumber"] = 6; b["pulseNumber"] = 4; });
+    edit(11, [](Json& b) {
+        b["periodicalNumber"] = 6;
+        b["pulseNumber"] = 4;
+    });
     auto analysis = analyze();
     EXPECT_EQ(violations(analysis, "periodical.sequence"),
-              (std::vector<std::string>{"#11 periodical number 6 carries pulse number 4, not above 8 of the one before",
-                                        "#9 periodical number 4 follows 2: 3 missing"}));
+              (std::vector<std::string>{
+                  "#11 periodical number 6 carries pulse number 4, not above 8 of the one before",
+                  "#9 periodical number 4 follows 2: 3 missing"}));
 }
 
 TEST_F(SessionAnalysis, ValueTypesNumbersWhereStringsBelongAndStrayKeys) {
-    edit(8, [](Json& b) { b["totalPlayingTime"] = 9400; b["joinTime"] = 1200; });
+    edit(8, [](Json& b) {
+        b["totalPlayingTime"] = 9400;
+        b["joinTime"] = 1200;
+    });
     edit(2, [](Json& b) { b["joinTime"] = "1200"; });
     edit(3, [](Json& b) { b["duration"] = 120; });
     edit(12, [](Json& b) { b["pulseNumber"] = 10; });
-    edit(11, [](Json& b) { b["playbackCompleted"] = false; b["alive"] = "yes"; });
+    edit(11, [](Json& b) {
+        b["playbackCompleted"] = false;
+        b["alive"] = "yes";
+    });
     auto analysis = analyze();
-    EXPECT_EQ(violations(analysis, "values.types"),
-              (std::vector<std::string>{"#2 \"joinTime\" is \"1200\", expected an integer",
-                                        "#3 \"duration\" is 120, expected a string of decimal digits",
-                                        "#8 \"totalPlayingTime\" is 9400, expected a string of decimal digits",
-                                        "#8 unexpected key \"joinTime\" in a \"P\" report",
-                                        "#11 \"playbackCompleted\" is false, expected true",
-                                        "#11 \"alive\" is \"yes\", expected a string of decimal digits"}));
-    EXPECT_EQ(violations(analysis, "pulse.gapFree"), (std::vector<std::string>{"#12 a log report carries \"pulseNumber\""}));
+    EXPECT_EQ(
+        violations(analysis, "values.types"),
+        (std::vector<std::string>{"#2 \"joinTime\" is \"1200\", expected an integer",
+                                  "#3 \"duration\" is 120, expected a string of decimal digits",
+                                  "#8 \"totalPlayingTime\" is 9400, expected a string of decimal digits",
+                                  "#8 unexpected key \"joinTime\" in a \"P\" report",
+                                  "#11 \"playbackCompleted\" is false, expected true",
+                                  "#11 \"alive\" is \"yes\", expected a string of decimal digits"}));
+    EXPECT_EQ(violations(analysis, "pulse.gapFree"),
+              (std::vector<std::string>{"#12 a log report carries \"pulseNumber\""}));
 }
 
 TEST_F(SessionAnalysis, MissingCompletionIsPendingWhileActiveThenAViolation) {
@@ -196,9 +246,11 @@ TEST_F(SessionAnalysis, MissingCompletionIsPendingWhileActiveThenAViolation) {
     EXPECT_EQ(status(analyze(26000), "completion.final"), "pending");
     auto idle = analyze(25100 + 60001);
     EXPECT_EQ(idle.state, "abandoned");
-    EXPECT_EQ(violations(idle, "completion.final"),
-              (std::vector<std::string>{"#11 the session ended without a report carrying \"playbackCompleted\""}));
-    EXPECT_EQ(QMSessionAnalyzer(60000).analyze(kSession, true, requests, kStart + 26000, true).state, "abandoned");
+    EXPECT_EQ(
+        violations(idle, "completion.final"),
+        (std::vector<std::string>{"#11 the session ended without a report carrying \"playbackCompleted\""}));
+    EXPECT_EQ(QMSessionAnalyzer(60000).analyze(kSession, true, requests, kStart + 26000, true).state,
+              "abandoned");
 
     byId(10).answerBody = R"({"skipReports":"-2"})";  // the collector ended the session
     auto ended = analyze(25100 + 60001);
@@ -218,7 +270,8 @@ TEST_F(SessionAnalysis, JoinTimeAndDurationExactlyOnce) {
     EXPECT_EQ(status(analyze(), "duration.once"), "pending");
     auto over = analyze(25100 + 60001);
     EXPECT_EQ(violations(over, "joinTime.once"),
-              (std::vector<std::string>{"#11 the session ended without a join-time report although playing time was reported"}));
+              (std::vector<std::string>{
+                  "#11 the session ended without a join-time report although playing time was reported"}));
     EXPECT_EQ(violations(over, "duration.once"),
               (std::vector<std::string>{"#11 the session ended without a playback-duration report"}));
 }
@@ -242,7 +295,8 @@ TEST_F(SessionAnalysis, MalformedSessionStartRequest) {
         b["extra"] = true;
         b.erase("mediaUrl");
     });
-    byId(1).headers = {{"Content-Length", "12"}, {"Content-Type", "text/plain"},
+    byId(1).headers = {{"Content-Length", "12"},
+                       {"Content-Type", "text/plain"},
                        {"User-Agent", "iosApp/5.0 (iPhone; CPU iOS 17.0)"}};
     auto lines = violations(analyze(), "init.wellFormed");
     std::vector<std::string> expected{
@@ -255,9 +309,11 @@ TEST_F(SessionAnalysis, MalformedSessionStartRequest) {
         "#1 \"assetId\" is \" \\t\", expected a non-blank string",
         "#1 \"protocolVersion\" is 1.1, expected the string \"1.1\"",
         "#1 \"streamType\" is \"DASH\", expected one of \"PDL\", \"HLS\", \"MPEG_DASH\", \"UNKNOWN\"",
-        "#1 \"uniqueViewerData\" is [{\"key\":\"viewerId\",\"values\":[\"V-9\"]},{\"key\":\"viewerIdInCookie\","
+        "#1 \"uniqueViewerData\" is "
+        "[{\"key\":\"viewerId\",\"values\":[\"V-9\"]},{\"key\":\"viewerIdInCookie\","
         "\"values\":[\"true\"]}], expected [{\"key\": \"viewerIdInCookie\", \"values\": [\"false\"]}] or "
-        "[{\"key\": \"viewerId\", \"values\": <string>}, {\"key\": \"viewerIdInCookie\", \"values\": [\"true\"]}]",
+        "[{\"key\": \"viewerId\", \"values\": <string>}, {\"key\": \"viewerIdInCookie\", \"values\": "
+        "[\"true\"]}]",
         "#1 unexpected key \"extra\" in the session start body"};
     EXPECT_EQ(lines, expected);
 }
@@ -269,13 +325,13 @@ TEST_F(SessionAnalysis, ReportsThatAreNotReports) {
     byId(15).method = "PUT";
     auto analysis = analyze();
     EXPECT_EQ(violations(analysis, "report.wellFormed"),
-              (std::vector<std::string>{"#13 the report has Content-Length \"4\" for a body of 6 bytes",
-                                        "#13 the report body is not a JSON object",
-                                        "#14 unknown report type \"Z\"",
-                                        "#15 the report sent with PUT, not POST",
-                                        "#15 the report has no string \"sessionId\""}));
+              (std::vector<std::string>{
+                  "#13 the report has Content-Length \"4\" for a body of 6 bytes",
+                  "#13 the report body is not a JSON object", "#14 unknown report type \"Z\"",
+                  "#15 the report sent with PUT, not POST", "#15 the report has no string \"sessionId\""}));
     EXPECT_EQ(analysis.state, "completed");  // the stray "E" came after completion
-    EXPECT_EQ(analysis.summary["reports"].dump(), R"({"J":1,"D":1,"S":1,"B":1,"P":5,"L":1,"?":1,"Z":1,"E":1,"retransmissions":0})");
+    EXPECT_EQ(analysis.summary["reports"].dump(),
+              R"({"J":1,"D":1,"S":1,"B":1,"P":5,"L":1,"?":1,"Z":1,"E":1,"retransmissions":0})");
 }
 
 TEST(SessionStore, AnalyzesOpenedAndMerelyNamedSessionsInOrderOfAppearance) {
