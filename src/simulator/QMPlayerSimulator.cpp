@@ -119,9 +119,16 @@ void QMPlayerSimulator::fire() {
         const bool stepDue = nextStep_ < scenario_->steps().size() &&
                              startMicros_ + scenario_->steps()[nextStep_].atMillis * 1000 <= now;
         if (end && *end <= now) {
-            driver_->reachEnd();
+            guarded("end of the media", 0, [this] { driver_->reachEnd(); });
         } else if (stepDue) {
-            runStep(scenario_->steps()[nextStep_++]);
+            const QMScenarioStep& step = scenario_->steps()[nextStep_++];
+            guarded(QMScenarioStep::keyword(step.action), step.line, [this, &step] {
+                if (step.isHostStep(scenario_->playerKind())) {
+                    callHost(step);
+                } else {
+                    driver_->perform(step);
+                }
+            });
         } else {
             break;
         }
@@ -129,16 +136,13 @@ void QMPlayerSimulator::fire() {
     scheduleNext();
 }
 
-void QMPlayerSimulator::runStep(const QMScenarioStep& step) {
+void QMPlayerSimulator::guarded(const char* what, int line, const std::function<void()>& work) {
+    // An observer's exception escaping a model change must not leave the simulation without its
+    // next timer.
     try {
-        if (step.isHostStep(scenario_->playerKind())) {
-            callHost(step);
-        } else {
-            driver_->perform(step);
-        }
+        work();
     } catch (const std::exception& e) {
-        QMConsoleLog("QMPlayerSimulator: step '%@' of line %d raised: %@", QMScenarioStep::keyword(step.action),
-                     step.line, e.what());
+        QMConsoleLog("QMPlayerSimulator: %@ (line %d) raised: %@", what, line, e.what());
     }
 }
 

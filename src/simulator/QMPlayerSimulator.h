@@ -1,5 +1,6 @@
 #pragma once
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -19,8 +20,8 @@
 // steps wherever it likes.
 //
 // The models exist from construction, so that whoever monitors them can attach before start().
-// A step that raises (an observer's exception escaping a model change) is written to the console
-// and the simulation goes on with the next step.
+// A step or the end of the media that raises (an observer's exception escaping a model change) is
+// written to the console and the simulation goes on.
 class VEYRAKIT_EXPORT QMPlayerSimulator : public QMObject {
 public:
     QMPlayerSimulator(std::shared_ptr<QMScenario> scenario, std::shared_ptr<QMSimulatorHost> host);
@@ -54,7 +55,7 @@ public:
 
 private:
     void fire();
-    void runStep(const QMScenarioStep& step);
+    void guarded(const char* what, int line, const std::function<void()>& work);
     void callHost(const QMScenarioStep& step);
     std::optional<int64_t> endMicros() const;
     void scheduleNext();

@@ -1,6 +1,5 @@
 #include "simulator/QMSimulatedAVPlayer.h"
 
-#include "platform/QMDate.h"
 #include "platform/avfoundation/AVURLAsset.h"
 
 namespace {
@@ -88,13 +87,7 @@ void QMSimulatedAVPlayer::variantChanged() {
 
 void QMSimulatedAVPlayer::serverError(const QMScenarioStep& step) {
     auto event = std::make_shared<AVPlayerItemErrorLogEvent>();
-    event->setDate(QMDate::date());
-    event->setURI(stream()->variantURI());
-    event->setServerAddress(stream()->serverAddress());
-    event->setPlaybackSessionID(stream()->playbackSessionID());
-    event->setErrorStatusCode(step.code);
-    event->setErrorDomain(step.domain);
-    event->setErrorComment(step.text);
+    stream()->fillErrorLogEvent(*event, step);
     item_->addErrorLogEvent(std::move(event));
 }
 
@@ -133,22 +126,9 @@ void QMSimulatedAVPlayer::refreshAccessLogEvent() {
     }
     const QMSimulatedStream::Figures figures = stream()->figures();
     auto& event = *currentEvent_;
-    event.setNumberOfSegmentsDownloaded(figures.numberOfSegmentsDownloaded);
+    QMSimulatedStream::fillAccessLogEvent(event, figures);
     event.setNumberOfMediaRequests(figures.numberOfMediaRequests);
-    event.setPlaybackStartDate(figures.playbackStartDate);
-    event.setURI(figures.URI);
-    event.setServerAddress(figures.serverAddress);
-    event.setNumberOfServerAddressChanges(figures.numberOfServerAddressChanges);
-    event.setPlaybackSessionID(figures.playbackSessionID);
-    event.setPlaybackStartOffset(figures.playbackStartOffset);
-    event.setSegmentsDownloadedDuration(figures.segmentsDownloadedDuration);
-    event.setDurationWatched(figures.durationWatched);
-    event.setNumberOfStalls(figures.numberOfStalls);
-    event.setNumberOfBytesTransferred(figures.numberOfBytesTransferred);
     event.setTransferDuration(figures.transferDuration);
-    event.setObservedBitrate(figures.observedBitrate);
-    event.setIndicatedBitrate(figures.indicatedBitrate);
-    event.setNumberOfDroppedVideoFrames(figures.numberOfDroppedVideoFrames);
     event.setStartupTime(figures.startupTime);
     event.setDownloadOverdue(figures.downloadOverdue);
     event.setObservedMaxBitrate(figures.observedMaxBitrate);

@@ -1,7 +1,5 @@
 #include "simulator/QMSimulatedMoviePlayer.h"
 
-#include "platform/QMDate.h"
-
 QMSimulatedMoviePlayer::QMSimulatedMoviePlayer(std::shared_ptr<QMScenario> scenario,
                                                std::shared_ptr<QMSimulatedStream> stream)
     : QMSimulatedPlayer(scenario, std::move(stream)),
@@ -84,13 +82,7 @@ void QMSimulatedMoviePlayer::variantChanged() {
 
 void QMSimulatedMoviePlayer::serverError(const QMScenarioStep& step) {
     auto event = std::make_shared<MPMovieErrorLogEvent>();
-    event->setDate(QMDate::date());
-    event->setURI(stream()->variantURI());
-    event->setServerAddress(stream()->serverAddress());
-    event->setPlaybackSessionID(stream()->playbackSessionID());
-    event->setErrorStatusCode(step.code);
-    event->setErrorDomain(step.domain);
-    event->setErrorComment(step.text);
+    stream()->fillErrorLogEvent(*event, step);
     player_->addErrorLogEvent(std::move(event));
 }
 
@@ -133,23 +125,7 @@ void QMSimulatedMoviePlayer::addAccessLogEvent() {
 }
 
 void QMSimulatedMoviePlayer::refreshAccessLogEvent() {
-    if (!currentEvent_) {
-        return;
+    if (currentEvent_) {
+        QMSimulatedStream::fillAccessLogEvent(*currentEvent_, stream()->figures());
     }
-    const QMSimulatedStream::Figures figures = stream()->figures();
-    auto& event = *currentEvent_;
-    event.setNumberOfSegmentsDownloaded(figures.numberOfSegmentsDownloaded);
-    event.setPlaybackStartDate(figures.playbackStartDate);
-    event.setURI(figures.URI);
-    event.setServerAddress(figures.serverAddress);
-    event.setNumberOfServerAddressChanges(figures.numberOfServerAddressChanges);
-    event.setPlaybackSessionID(figures.playbackSessionID);
-    event.setPlaybackStartOffset(figures.playbackStartOffset);
-    event.setSegmentsDownloadedDuration(figures.segmentsDownloadedDuration);
-    event.setDurationWatched(figures.durationWatched);
-    event.setNumberOfStalls(figures.numberOfStalls);
-    event.setNumberOfBytesTransferred(figures.numberOfBytesTransferred);
-    event.setObservedBitrate(figures.observedBitrate);
-    event.setIndicatedBitrate(figures.indicatedBitrate);
-    event.setNumberOfDroppedVideoFrames(figures.numberOfDroppedVideoFrames);
 }

@@ -114,6 +114,33 @@ QMSimulatedStream::Figures QMSimulatedStream::figures() const {
     return figures;
 }
 
+void QMSimulatedStream::fillAccessLogEvent(QMMediaAccessLogEvent& event, const Figures& figures) {
+    event.setNumberOfSegmentsDownloaded(figures.numberOfSegmentsDownloaded);
+    event.setPlaybackStartDate(figures.playbackStartDate);
+    event.setURI(figures.URI);
+    event.setServerAddress(figures.serverAddress);
+    event.setNumberOfServerAddressChanges(figures.numberOfServerAddressChanges);
+    event.setPlaybackSessionID(figures.playbackSessionID);
+    event.setPlaybackStartOffset(figures.playbackStartOffset);
+    event.setSegmentsDownloadedDuration(figures.segmentsDownloadedDuration);
+    event.setDurationWatched(figures.durationWatched);
+    event.setNumberOfStalls(figures.numberOfStalls);
+    event.setNumberOfBytesTransferred(figures.numberOfBytesTransferred);
+    event.setObservedBitrate(figures.observedBitrate);
+    event.setIndicatedBitrate(figures.indicatedBitrate);
+    event.setNumberOfDroppedVideoFrames(figures.numberOfDroppedVideoFrames);
+}
+
+void QMSimulatedStream::fillErrorLogEvent(QMMediaErrorLogEvent& event, const QMScenarioStep& step) const {
+    event.setDate(QMDate::date());
+    event.setURI(variantURI());
+    event.setServerAddress(serverAddress_);
+    event.setPlaybackSessionID(playbackSessionID_);
+    event.setErrorStatusCode(step.code);
+    event.setErrorDomain(step.domain);
+    event.setErrorComment(step.text);
+}
+
 std::optional<std::string> QMSimulatedStream::variantURI() const {
     if (variant_ && variant_->URI) {
         return variant_->URI;

@@ -7,6 +7,8 @@
 #include "platform/QMDate.h"
 #include "platform/QMObject.h"
 #include "platform/avfoundation/CGSize.h"
+#include "platform/avfoundation/QMMediaAccessLogEvent.h"
+#include "platform/avfoundation/QMMediaErrorLogEvent.h"
 #include "simulator/QMScenario.h"
 
 // The stream behind a simulated player: the variant being played and the figures of the
@@ -60,6 +62,10 @@ public:
     void addWatched(double mediaSeconds);
     void countStall();
     Figures figures() const;
+    // Writes the figures that both players' access-log events have.
+    static void fillAccessLogEvent(QMMediaAccessLogEvent& event, const Figures& figures);
+    // A loading error of the scenario's server-error step, on the current variant, now.
+    void fillErrorLogEvent(QMMediaErrorLogEvent& event, const QMScenarioStep& step) const;
 
     std::optional<std::string> variantURI() const;
     // A live stream or an HLS playlist (as opposed to a file played by progressive download).

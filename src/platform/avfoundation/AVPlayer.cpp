@@ -5,6 +5,7 @@
 
 #include "platform/QMException.h"
 #include "platform/QMTimer.h"
+#include "platform/avfoundation/QMObservedValue.h"
 
 namespace {
 
@@ -40,49 +41,31 @@ std::shared_ptr<AVPlayer> AVPlayer::playerWithURL(std::shared_ptr<QMURL> URL) {
 }
 
 void AVPlayer::setRate(float rate) {
-    // NaN never equals itself: like the platform, such a rate is always announced.
-    if (rate == rate_) {
-        return;
-    }
-    if (currentItem_) {
-        currentItem_->setPlayerRate(rate);
-    }
-    willChangeValueForKey("rate");
-    rate_ = rate;
-    didChangeValueForKey("rate", rate);
+    QMSetObservedValue(*this, "rate", rate_, rate, std::equal_to<float>{}, [&] {
+        if (currentItem_) {
+            currentItem_->setPlayerRate(rate);
+        }
+    });
 }
 
 void AVPlayer::setStatus(AVPlayerStatus status) {
-    if (status == status_) {
-        return;
-    }
-    willChangeValueForKey("status");
-    status_ = status;
-    didChangeValueForKey("status", status);
+    QMSetObservedValue(*this, "status", status_, status);
 }
 
 void AVPlayer::setError(std::shared_ptr<QMError> error) {
-    if (error == error_) {
-        return;
-    }
-    willChangeValueForKey("error");
-    error_ = std::move(error);
-    didChangeValueForKey("error", error_);
+    QMSetObservedValue(*this, "error", error_, std::move(error));
 }
 
 void AVPlayer::replaceCurrentItemWithPlayerItem(std::shared_ptr<AVPlayerItem> item) {
-    if (item == currentItem_) {
-        return;
-    }
-    if (currentItem_) {
-        currentItem_->setPlayerRate(0.0f);
-    }
-    if (item) {
-        item->setPlayerRate(rate_);
-    }
-    willChangeValueForKey("currentItem");
-    currentItem_ = std::move(item);
-    didChangeValueForKey("currentItem", currentItem_);
+    // The item left behind stops moving; the new one moves at the player's rate.
+    QMSetObservedValue(*this, "currentItem", currentItem_, item, std::equal_to<std::shared_ptr<AVPlayerItem>>{}, [&] {
+        if (currentItem_) {
+            currentItem_->setPlayerRate(0.0f);
+        }
+        if (item) {
+            item->setPlayerRate(rate_);
+        }
+    });
 }
 
 void AVPlayer::seekToTime(CMTime time) {

@@ -8,6 +8,7 @@
 #include "platform/QMNotificationCenter.h"
 #include "platform/avfoundation/AVPlayerItemNotifications.h"
 #include "platform/avfoundation/AVURLAsset.h"
+#include "platform/avfoundation/QMObservedValue.h"
 
 namespace {
 
@@ -36,34 +37,21 @@ std::shared_ptr<AVPlayerItem> AVPlayerItem::playerItemWithAsset(std::shared_ptr<
 }
 
 void AVPlayerItem::setStatus(AVPlayerItemStatus status) {
-    if (status == status_) {
-        return;
-    }
-    reanchor();
-    willChangeValueForKey("status");
-    status_ = status;
-    didChangeValueForKey("status", status);
+    QMSetObservedValue(*this, "status", status_, status, std::equal_to<AVPlayerItemStatus>{}, [this] { reanchor(); });
 }
 
 void AVPlayerItem::setError(std::shared_ptr<QMError> error) {
-    if (error == error_) {
-        return;
-    }
-    willChangeValueForKey("error");
-    error_ = std::move(error);
-    didChangeValueForKey("error", error_);
+    QMSetObservedValue(*this, "error", error_, std::move(error));
 }
 
 void AVPlayerItem::setDuration(CMTime duration) {
-    const bool same = CMTimeCompare(duration, duration_) == 0 && duration.flags == duration_.flags;
-    if (durationLoaded_ && same) {
-        return;
-    }
-    reanchor();
-    willChangeValueForKey("duration");
-    duration_ = duration;
-    durationLoaded_ = true;
-    didChangeValueForKey("duration", duration);
+    const auto same = [this](const CMTime& a, const CMTime& b) {
+        return durationLoaded_ && CMTimeCompare(a, b) == 0 && a.flags == b.flags;
+    };
+    QMSetObservedValue(*this, "duration", duration_, duration, same, [this] {
+        reanchor();
+        durationLoaded_ = true;
+    });
 }
 
 CMTime AVPlayerItem::currentTime() const {
@@ -82,40 +70,20 @@ void AVPlayerItem::seekToTime(CMTime time) {
 }
 
 void AVPlayerItem::setPresentationSize(CGSize presentationSize) {
-    if (CGSizeEqualToSize(presentationSize, presentationSize_)) {
-        return;
-    }
-    willChangeValueForKey("presentationSize");
-    presentationSize_ = presentationSize;
-    didChangeValueForKey("presentationSize", presentationSize);
+    QMSetObservedValue(*this, "presentationSize", presentationSize_, presentationSize, CGSizeEqualToSize);
 }
 
 void AVPlayerItem::setPlaybackBufferEmpty(bool playbackBufferEmpty) {
-    if (playbackBufferEmpty == playbackBufferEmpty_) {
-        return;
-    }
-    reanchor();
-    willChangeValueForKey("playbackBufferEmpty");
-    playbackBufferEmpty_ = playbackBufferEmpty;
-    didChangeValueForKey("playbackBufferEmpty", playbackBufferEmpty);
+    QMSetObservedValue(*this, "playbackBufferEmpty", playbackBufferEmpty_, playbackBufferEmpty, std::equal_to<bool>{},
+                       [this] { reanchor(); });
 }
 
 void AVPlayerItem::setPlaybackLikelyToKeepUp(bool playbackLikelyToKeepUp) {
-    if (playbackLikelyToKeepUp == playbackLikelyToKeepUp_) {
-        return;
-    }
-    willChangeValueForKey("playbackLikelyToKeepUp");
-    playbackLikelyToKeepUp_ = playbackLikelyToKeepUp;
-    didChangeValueForKey("playbackLikelyToKeepUp", playbackLikelyToKeepUp);
+    QMSetObservedValue(*this, "playbackLikelyToKeepUp", playbackLikelyToKeepUp_, playbackLikelyToKeepUp);
 }
 
 void AVPlayerItem::setPlaybackBufferFull(bool playbackBufferFull) {
-    if (playbackBufferFull == playbackBufferFull_) {
-        return;
-    }
-    willChangeValueForKey("playbackBufferFull");
-    playbackBufferFull_ = playbackBufferFull;
-    didChangeValueForKey("playbackBufferFull", playbackBufferFull);
+    QMSetObservedValue(*this, "playbackBufferFull", playbackBufferFull_, playbackBufferFull);
 }
 
 std::shared_ptr<AVPlayerItemAccessLog> AVPlayerItem::accessLog() const {

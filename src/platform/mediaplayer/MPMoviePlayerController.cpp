@@ -5,37 +5,19 @@
 
 #include "platform/QMClock.h"
 #include "platform/QMNotificationCenter.h"
+#include "platform/avfoundation/QMObservedValue.h"
 #include "platform/mediaplayer/MPMoviePlayerNotifications.h"
-
-namespace {
-
-template <typename T>
-bool sameValue(const T& a, const T& b) {
-    return a == b;
-}
-
-bool sameValue(const CGSize& a, const CGSize& b) {
-    return CGSizeEqualToSize(a, b);
-}
-
-}  // namespace
 
 MPMoviePlayerController::MPMoviePlayerController(std::shared_ptr<QMURL> contentURL)
     : contentURL_(std::move(contentURL)), anchorMicros_(QMClock::currentTimeMicros()) {}
 
 MPMoviePlayerController::~MPMoviePlayerController() = default;
 
-template <typename T>
-void MPMoviePlayerController::change(const char* key, T& field, T value, const char* notification) {
-    if (sameValue(field, value)) {
-        return;
-    }
+template <typename T, typename Equal>
+void MPMoviePlayerController::change(const char* key, T& field, T value, const char* notification, Equal equal) {
     // Any property may change the playhead's speed (state, load state, rate, duration).
-    reanchor();
-    willChangeValueForKey(key);
-    field = std::move(value);
-    didChangeValueForKey(key, field);
-    if (notification) {
+    const bool changed = QMSetObservedValue(*this, key, field, std::move(value), equal, [this] { reanchor(); });
+    if (changed && notification) {
         QMNotificationCenter::defaultCenter()->postNotificationName(notification, shared_from_this());
     }
 }
@@ -72,7 +54,7 @@ void MPMoviePlayerController::setCurrentPlaybackRate(float currentPlaybackRate) 
 }
 
 void MPMoviePlayerController::setNaturalSize(CGSize naturalSize) {
-    change("naturalSize", naturalSize_, naturalSize, MPMovieNaturalSizeAvailableNotification);
+    change("naturalSize", naturalSize_, naturalSize, MPMovieNaturalSizeAvailableNotification, CGSizeEqualToSize);
 }
 
 void MPMoviePlayerController::setMovieMediaTypes(MPMovieMediaTypeMask movieMediaTypes) {

@@ -1,5 +1,6 @@
 #pragma once
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 #include "platform/QMError.h"
@@ -133,8 +134,9 @@ private:
     int64_t positionNanosAt(int64_t nowMicros) const;
     // Fixes the playhead at the present moment before anything that changes its speed.
     void reanchor();
-    template <typename T>
-    void change(const char* key, T& field, T value, const char* notification);
+    // Sets an observable property and posts its notification when it really changed.
+    template <typename T, typename Equal = std::equal_to<T>>
+    void change(const char* key, T& field, T value, const char* notification, Equal equal = Equal{});
 
     std::shared_ptr<QMURL> contentURL_;
     MPMoviePlaybackState playbackState_ = MPMoviePlaybackStateStopped;

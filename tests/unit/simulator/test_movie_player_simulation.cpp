@@ -3,10 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "QMModelRecorder.h"
-#include "simulator/QMPlayerSimulator.h"
-#include "simulator/QMScenarioParser.h"
-#include "support/QMTestEnvironment.h"
+#include "QMSimulationTest.h"
 
 namespace {
 
@@ -21,29 +18,12 @@ const std::string movieHeader =
     "variant 800000 960x540\n"
     "variant 1500000 1280x720\n";
 
-class MoviePlayerSimulation : public QMVirtualTimeTest {
-protected:
-    void play(const std::string& steps, int64_t forMillis) {
-        simulator = QMPlayerSimulator::simulatorWithScenario(QMScenarioParser::parse(movieHeader + steps), nullptr);
-        recorder = std::make_shared<QMModelRecorder>();
-        recorder->watch(simulator->moviePlayer());
-        simulator->start();
-        runFor(forMillis);
-    }
-    void TearDown() override {
-        recorder.reset();
-        simulator.reset();
-        QMVirtualTimeTest::TearDown();
-    }
-
-    std::shared_ptr<QMPlayerSimulator> simulator;
-    std::shared_ptr<QMModelRecorder> recorder;
-};
+class MoviePlayerSimulation : public QMSimulationTest {};
 
 }  // namespace
 
 TEST_F(MoviePlayerSimulation, SessionNotificationsInPlatformOrderWithLogs) {
-    play("at 0 play\nat 1 ready\nat 2 bitrate 1500000\nat 3 stall 1\nat 5 seek 2\n"
+    play(movieHeader + "at 0 play\nat 1 ready\nat 2 bitrate 1500000\nat 3 stall 1\nat 5 seek 2\n"
          "at 6 fullscreen\nat 6 airplay on\nat 6 scaling fill\nat 7 server-error 503\nat 7.5 buffer-full\n",
          20'000);
     EXPECT_EQ(recorder->lines(), (Lines{"0 MPMoviePlayerPlaybackStateDidChangeNotification 1",
@@ -87,7 +67,7 @@ TEST_F(MoviePlayerSimulation, SessionNotificationsInPlatformOrderWithLogs) {
 }
 
 TEST_F(MoviePlayerSimulation, FailureAndUserExitCarryTheirFinishReasons) {
-    play("at 0 ready\nat 0 play\nat 2 fail code=-1100 domain=NSURLErrorDomain message=\"not found\"\n", 5'000);
+    play(movieHeader + "at 0 ready\nat 0 play\nat 2 fail code=-1100 domain=NSURLErrorDomain message=\"not found\"\n", 5'000);
     EXPECT_EQ(recorder->linesStartingWith("MPMoviePlayerPlaybackDidFinishNotification"),
               (Lines{"2000 MPMoviePlayerPlaybackDidFinishNotification reason=1 error=NSURLErrorDomain/-1100/not found"}));
     EXPECT_EQ(recorder->lines().back(), "2000 MPMoviePlayerPlaybackStateDidChangeNotification 0");
@@ -95,7 +75,7 @@ TEST_F(MoviePlayerSimulation, FailureAndUserExitCarryTheirFinishReasons) {
     EXPECT_EQ(recorder->linesStartingWith("MPMoviePlayerLoadStateDidChangeNotification"),
               (Lines{"0 MPMoviePlayerLoadStateDidChangeNotification 1"}));
 
-    play("at 0 play\nat 1 ready\nat 3 pause\nat 4 stop\n", 5'000);
+    play(movieHeader + "at 0 play\nat 1 ready\nat 3 pause\nat 4 stop\n", 5'000);
     const Lines& all = recorder->lines();
     EXPECT_EQ(Lines(all.end() - 3, all.end()), (Lines{"3000 MPMoviePlayerPlaybackStateDidChangeNotification 2",
                                                       "4000 MPMoviePlayerPlaybackDidFinishNotification reason=2",

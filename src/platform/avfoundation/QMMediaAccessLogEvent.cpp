@@ -1,0 +1,5 @@
+#include "platform/avfoundation/QMMediaAccessLogEvent.h"
+
+QMMediaAccessLogEvent::QMMediaAccessLogEvent() = default;
+
+QMMediaAccessLogEvent::~QMMediaAccessLogEvent() = default;

@@ -1,0 +1,5 @@
+#include "platform/avfoundation/QMMediaErrorLogEvent.h"
+
+QMMediaErrorLogEvent::QMMediaErrorLogEvent() = default;
+
+QMMediaErrorLogEvent::~QMMediaErrorLogEvent() = default;
