@@ -7,28 +7,26 @@
 #include "platform/QMConsole.h"
 #include "platform/QMFileManager.h"
 #include "platform/QMUserDefaults.h"
+#include "support/QMTestEnvironment.h"
 
 namespace {
 
-class UserDefaultsTest : public ::testing::Test {
+// The fixture gives a private temporary directory and restores the defaults location after.
+class UserDefaultsTest : public QMVirtualTimeTest {
 protected:
-    void SetUp() override {
-        char pattern[] = "/tmp/veyrakit-defaults-XXXXXX";
-        dir = mkdtemp(pattern);
-        path = dir + "/prefs/defaults.json";
-    }
-    void TearDown() override {
-        unsetenv("VEYRAKIT_DEFAULTS_PATH");
-        QMUserDefaults::resetStandardUserDefaults();
-        std::filesystem::remove_all(dir);
-    }
     static std::string read(const std::string& p) {
         return QMFileManager::defaultManager()->contentsAtPath(p).value_or("<none>");
     }
 
     std::string dir;
     std::string path;
-    QMConsole::Capture console;
+    QMConsole::Capture capture;
+
+    void SetUp() override {
+        QMVirtualTimeTest::SetUp();
+        dir = tempDir();
+        path = dir + "/prefs/defaults.json";
+    }
 };
 
 }  // namespace
@@ -51,7 +49,7 @@ TEST_F(UserDefaultsTest, ValuesPersistAtTheConfiguredPathAndReloadAfterReset) {
     EXPECT_EQ(reloaded->stringForKey("count"), std::nullopt);  // not a string
     EXPECT_EQ(reloaded->objectForKey("count"), QMJSON(7));
     EXPECT_EQ(reloaded->objectForKey("gone"), std::nullopt);
-    EXPECT_TRUE(console.lines().empty());
+    EXPECT_TRUE(capture.lines().empty());
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir + "/prefs"), {}), 1);  // no temporaries left
 }
 
@@ -69,9 +67,9 @@ TEST_F(UserDefaultsTest, CorruptFileIsSetAsideWithAConsoleLineAndTheStoreStartsE
         QMUserDefaults defaults(path);
         EXPECT_EQ(defaults.objectForKey("viewerId"), std::nullopt);
         EXPECT_EQ(read(path + ".corrupt"), contents);
-        EXPECT_EQ(console.lines(), (std::vector<std::string>{"User defaults at " + path + " are unreadable; moved aside to " +
+        EXPECT_EQ(capture.lines(), (std::vector<std::string>{"User defaults at " + path + " are unreadable; moved aside to " +
                                                              path + ".corrupt and starting empty"}));
-        console.clear();
+        capture.clear();
         defaults.setObject("V-2", "viewerId");
         EXPECT_EQ(QMUserDefaults(path).stringForKey("viewerId"), "V-2");
     }
@@ -82,8 +80,8 @@ TEST_F(UserDefaultsTest, UnwritableLocationReportsFailureWithoutThrowing) {
     QMUserDefaults defaults(unwritable);
     EXPECT_NO_THROW(defaults.setObject("V-3", "viewerId"));
     EXPECT_EQ(defaults.stringForKey("viewerId"), "V-3");  // still served from memory
-    console.clear();
+    capture.clear();
     EXPECT_FALSE(defaults.synchronize());
-    ASSERT_EQ(console.lines().size(), 1u);
-    EXPECT_EQ(console.lines()[0].rfind("User defaults could not be written to " + unwritable + ": ", 0), 0u);
+    ASSERT_EQ(capture.lines().size(), 1u);
+    EXPECT_EQ(capture.lines()[0].rfind("User defaults could not be written to " + unwritable + ": ", 0), 0u);
 }

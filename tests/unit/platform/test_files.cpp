@@ -6,20 +6,21 @@
 #include <filesystem>
 
 #include "platform/QMFileManager.h"
+#include "support/QMTestEnvironment.h"
 
 namespace {
 
-class FilesTest : public ::testing::Test {
+class FilesTest : public QMVirtualTimeTest {
 protected:
     void SetUp() override {
-        char pattern[] = "/tmp/veyrakit-files-XXXXXX";
-        dir = mkdtemp(pattern);
+        QMVirtualTimeTest::SetUp();
+        dir = tempDir();
     }
     void TearDown() override {
         for (const auto& [name, value] : saved) {
             value ? setenv(name.c_str(), value->c_str(), 1) : unsetenv(name.c_str());
         }
-        std::filesystem::remove_all(dir);
+        QMVirtualTimeTest::TearDown();
     }
     void setEnv(const std::string& name, const std::optional<std::string>& value) {
         if (!saved.count(name)) {
