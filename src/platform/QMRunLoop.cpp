@@ -344,9 +344,9 @@ bool QMRunLoop::fireDueTimers() {
     for (auto& entry : due) {
         if (!entry.timer) {
             runGuarded(entry.task);
-        } else if (entry.timer->isValid()) {
-            // An earlier callback of this pass may have invalidated it: isValid() is checked
-            // at the moment of firing.
+        } else if (entry.timer->isValid() && entry.timer->fireDateMicros() <= now) {
+            // Checked at the moment of firing: an earlier callback of this pass may have
+            // invalidated the timer, or fired it already from a nested run of the loop.
             runGuarded([&] { entry.timer->fire(now); });
         }
     }
