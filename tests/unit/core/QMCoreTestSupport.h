@@ -9,11 +9,10 @@
 #include "core/QMVeyraPlugin.h"
 #include "events/QMEventManager.h"
 #include "metrics/QMMetricManager.h"
-#include "platform/QMConsole.h"
 #include "support/QMTestEnvironment.h"
 #include "veyrakit/VeyraKit.h"
 
-// A player plugin without a player: plain managers, and a count of the observer hooks.
+// A player plugin without a player: plain managers, and a record of the hooks it received.
 class QMTestPlugin : public QMVeyraPlugin {
 public:
     int registerCount = 0;
@@ -21,15 +20,11 @@ public:
     std::vector<std::weak_ptr<QMMetricManager>> metricManagers;
 
     std::shared_ptr<QMMetricManager> getMetricManagerInstance() override {
-        auto manager = std::make_shared<QMMetricManager>();
-        metricManagers.push_back(manager);
-        return manager;
+        return metricManagers.emplace_back(std::make_shared<QMMetricManager>()).lock();
     }
     std::shared_ptr<QMEventManager> getEventManagerInstance() override { return std::make_shared<QMEventManager>(); }
     void registerEventHandlers() override { ++registerCount; }
-    void dispose() override {
-        commands.push_back(destroyed() ? "dispose after destroy" : "dispose");
-    }
+    void dispose() override { commands.push_back(destroyed() ? "dispose after destroy" : "dispose"); }
     void sizeChangedToFullScreen() override { commands.push_back("fullScreen"); }
     void sizeChangedToWindow() override { commands.push_back("window"); }
     void stopPlayback() override { commands.push_back("stop"); }
@@ -39,15 +34,10 @@ public:
 
 struct QMTestPluginParams {
     std::shared_ptr<QMURL> url = QMURL::URLWithString("https://cdn.example/v/index.m3u8");
-    std::optional<std::string> streamType = "HLS";
-    std::optional<std::string> assetId = "A-1";
-    std::optional<std::string> serverHost = std::nullopt;
-    std::optional<std::string> qmrCID = "C-1";
-    std::optional<std::string> assetType = std::nullopt;
-    std::optional<std::string> assetName = "Name";
-    std::optional<std::string> viewerId = "V-1";
-    std::optional<QMJSON> assetMetadata = QMJSON::parse(R"([{"key":"genre","values":["a","b"]}])");
-    std::optional<QMJSON> viewerMetadata = std::nullopt;
+    std::optional<std::string> streamType = "HLS", assetId = "A-1", serverHost = std::nullopt, qmrCID = "C-1",
+                               assetType = std::nullopt, assetName = "Name", viewerId = "V-1";
+    std::optional<QMJSON> assetMetadata = QMJSON::parse(R"([{"key":"genre","values":["a","b"]}])"),
+                          viewerMetadata = std::nullopt;
     std::optional<QMPluginMetadata> pluginMetadata = QMPluginMetadata{{"pluginName", "iOS-AVPlayer"}};
 };
 
@@ -58,13 +48,12 @@ inline std::shared_ptr<QMTestPlugin> makeTestPlugin(const QMTestPluginParams& p 
     return plugin;
 }
 
-// Logger lines "<level> <prefix>\t{<message>}{<date>}" as "<level> <prefix> <message>" (date
-// dropped); other console lines as they are.
+// Logger lines "<level> <prefix>\t{<message>}{<date>}" as "<level> <prefix> <message>"; other
+// console lines as they are.
 inline std::vector<std::string> loggedLines(const QMConsole::Capture& console) {
     std::vector<std::string> out;
     for (const auto& line : console.lines()) {
-        const auto tab = line.find("\t{");
-        const auto end = line.rfind("}{");
+        const auto tab = line.find("\t{"), end = line.rfind("}{");
         out.push_back(tab == std::string::npos || end == std::string::npos || end < tab
                           ? line
                           : line.substr(0, tab) + " " + line.substr(tab + 2, end - tab - 2));
@@ -82,20 +71,19 @@ protected:
         INTERVAL_LENGTH = 10;  // process-wide: the next test starts from the initial value
         QMVirtualTimeTest::TearDown();
     }
-
-    int answer(const std::string& suffix, const std::string& body, long status = 200, int times = 1) {
-        return stubs().addStub(QMURLStubRegistry::urlEndsWith(suffix), QMStubResponse::json(body, status), times);
+    void answer(const std::string& suffix, const std::string& body, long status = 200, int times = 1) {
+        stubs().addStub(QMURLStubRegistry::urlEndsWith(suffix), QMStubResponse::json(body, status), times);
     }
-    std::vector<std::string> bodies(const std::string& suffix) const {
+    std::vector<std::string> bodies(const std::string& suffix) {
         std::vector<std::string> out;
-        for (const auto& r : QMURLStubRegistry::shared().requestsTo(suffix)) {
+        for (const auto& r : stubs().requestsTo(suffix)) {
             out.push_back(r.body.value_or("<none>"));
         }
         return out;
     }
-    std::vector<int64_t> times(const std::string& suffix) const {
+    std::vector<int64_t> times(const std::string& suffix) {
         std::vector<int64_t> out;
-        for (const auto& r : QMURLStubRegistry::shared().requestsTo(suffix)) {
+        for (const auto& r : stubs().requestsTo(suffix)) {
             out.push_back(r.timeMillis - startMillis);
         }
         return out;
