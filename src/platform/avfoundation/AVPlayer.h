@@ -48,10 +48,12 @@ public:
     // The current item's time, or kCMTimeZero without an item.
     CMTime currentTime() const;
 
-    // Calls `usingBlock` with the current time every `interval` on `queue` (the main run loop
-    // when null), starting one interval from now, until the returned token is passed to
-    // removeTimeObserver. The block and what it captures are held until then. A non-positive
-    // or non-numeric interval throws QMInvalidArgumentException.
+    // Calls `usingBlock` with the current time every `interval` of the run loop's clock on
+    // `queue` (the main run loop when null), starting one interval from now, until the returned
+    // token is passed to removeTimeObserver. It ticks while paused or stalled too (with the same
+    // time), which keeps the ticks on a steady grid; observers compare positions themselves. The
+    // block and what it captures are held until removal (or until the player goes away). A
+    // non-positive or non-numeric interval throws QMInvalidArgumentException.
     std::shared_ptr<QMObject> addPeriodicTimeObserverForInterval(CMTime interval, std::shared_ptr<QMRunLoop> queue,
                                                                   TimeObserverBlock usingBlock);
     // Stops and releases the observer. A token that this player did not hand out throws
