@@ -2,9 +2,7 @@
 
 #include "platform/QMClock.h"
 
-int64_t QMDateQuamira::currentTimeMillis() {
-    return QMClock::currentTimeMillis();
-}
+int64_t QMDateQuamira::currentTimeMillis() { return QMClock::currentTimeMillis(); }
 
 std::string QMDateQuamira::toString(const QMDate& date) {
     return date.formatUTC("yyyy-MM-dd'T'HH:mm:ss.SSS'Z'");

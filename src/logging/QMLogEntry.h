@@ -8,7 +8,7 @@
 
 // One record of the remote log queue.
 class VEYRAKIT_EXPORT QMLogEntry : public QMObject {
-public:
+  public:
     QMLogEntry() = default;
     // Stamps the entry with the current date (yyyy-MM-dd'T'HH:mm:ss.SSS'Z', UTC).
     static std::shared_ptr<QMLogEntry> entryWithLog(const std::string& log, const std::string& level,
@@ -26,7 +26,7 @@ public:
     // {"date", "log", "level", "prefix"}; an absent prefix leaves its key out.
     QMJSON toJSON() const;
 
-private:
+  private:
     std::string date_;
     std::string log_;
     std::string level_;

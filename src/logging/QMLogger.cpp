@@ -71,7 +71,8 @@ void QMLogger::error(const std::string& message, const std::optional<std::string
     log(ERROR_LEVEL(), message, prefix);
 }
 
-void QMLogger::log(const std::string& level, const std::string& message, const std::optional<std::string>& prefix) {
+void QMLogger::log(const std::string& level, const std::string& message,
+                   const std::optional<std::string>& prefix) {
     QMConsoleLog("%@ %@", level, process(message, prefix));
     storeLog(level, message, prefix);
 }
@@ -80,7 +81,8 @@ std::string QMLogger::process(const std::string& message, const std::optional<st
     return prefix.value_or(" ") + "\t{" + message + "}{" + QMDateQuamira::toString(*QMDate::date()) + "}";
 }
 
-void QMLogger::storeLog(const std::string& level, const std::string& log, const std::optional<std::string>& prefix) {
+void QMLogger::storeLog(const std::string& level, const std::string& log,
+                        const std::optional<std::string>& prefix) {
     auto plugin = currentPlugin();
     if (!plugin || !plugin->sessionId()) {
         heldBackLogs().push_back(QMLogEntry::entryWithLog(log, level, prefix));
@@ -103,9 +105,7 @@ void QMLogger::storeLog(const std::string& level, const std::string& log, const 
     }
 }
 
-void QMLogger::start() {
-    storedArrayLog() = QMLogEntryList();
-}
+void QMLogger::start() { storedArrayLog() = QMLogEntryList(); }
 
 void QMLogger::sendLogs(const QMLogEntryList& logs) {
     if (logs.empty()) {
@@ -144,22 +144,12 @@ void QMLogger::flushLogs() {
     sendLogs(taken);
 }
 
-void QMLogger::updateStoredLogs(QMLogEntryList logs) {
-    storedArrayLog() = std::move(logs);
-}
+void QMLogger::updateStoredLogs(QMLogEntryList logs) { storedArrayLog() = std::move(logs); }
 
-QMLogEntryList QMLogger::getStoredLogs() {
-    return storedArrayLog();
-}
+QMLogEntryList QMLogger::getStoredLogs() { return storedArrayLog(); }
 
-void QMLogger::clearLog() {
-    storedArrayLog() = QMLogEntryList();
-}
+void QMLogger::clearLog() { storedArrayLog() = QMLogEntryList(); }
 
-QMLogEntryList QMLogger::logsBeforeSessionInitiated() {
-    return heldBackLogs();
-}
+QMLogEntryList QMLogger::logsBeforeSessionInitiated() { return heldBackLogs(); }
 
-void QMLogger::setLogsBeforeSessionInitiated(QMLogEntryList logs) {
-    heldBackLogs() = std::move(logs);
-}
+void QMLogger::setLogsBeforeSessionInitiated(QMLogEntryList logs) { heldBackLogs() = std::move(logs); }

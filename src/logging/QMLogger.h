@@ -15,7 +15,7 @@ using QMLogEntryList = std::vector<std::shared_ptr<QMLogEntry>>;
 // on-demand reports. Messages logged before the session id is known are held back and either
 // prepended to the queue or discarded once it is. Main thread only.
 class VEYRAKIT_EXPORT QMLogger : public QMObject {
-public:
+  public:
     static const std::string& TRACE_LEVEL();  // "T"
     static const std::string& DEBUG_LEVEL();  // "D"
     static const std::string& INFO_LEVEL();   // "I"
@@ -28,7 +28,8 @@ public:
 
     // "<prefix or one space>\t{<message>}{<now>}"
     static std::string process(const std::string& message, const std::optional<std::string>& prefix);
-    static void storeLog(const std::string& level, const std::string& log, const std::optional<std::string>& prefix);
+    static void storeLog(const std::string& level, const std::string& log,
+                         const std::optional<std::string>& prefix);
 
     static void start();
     static void sendLogs(const QMLogEntryList& logs);
@@ -42,6 +43,7 @@ public:
     static QMLogEntryList logsBeforeSessionInitiated();
     static void setLogsBeforeSessionInitiated(QMLogEntryList logs);
 
-private:
-    static void log(const std::string& level, const std::string& message, const std::optional<std::string>& prefix);
+  private:
+    static void log(const std::string& level, const std::string& message,
+                    const std::optional<std::string>& prefix);
 };

@@ -15,7 +15,8 @@ namespace {
 
 bool isLogReport(const QMJSON& report) {
     auto type = report.find("type");
-    return type != report.end() && type->is_string() && type->get<std::string>() == QMReportType::LOG_REPORT();
+    return type != report.end() && type->is_string() &&
+           type->get<std::string>() == QMReportType::LOG_REPORT();
 }
 
 std::optional<std::string> typePrefix(const QMJSON& report) {
@@ -58,10 +59,11 @@ std::string echoLine(const QMJSON& report) {
 void QMOnDemandReporter::sendOnDemandReport(QMJSON report, CompleteCallback onCompleteCallback,
                                             FailedCallback onFailedCallback) {
     auto plugin = QMObjectRepository::getRepositoryInstance()->plugin();
-    const std::optional<std::string> serverHost = plugin ? std::optional<std::string>(plugin->serverHost()) : std::nullopt;
-    auto loader = QMRestLoader::initWithContentType(QMRestLoader::CONTENT_TYPE_JSON(),
-                                                    QMURL::URLWithString(QMFormat("%@/player/report", serverHost)),
-                                                    QMRestLoader::HTTP_METHOD_POST());
+    const std::optional<std::string> serverHost =
+        plugin ? std::optional<std::string>(plugin->serverHost()) : std::nullopt;
+    auto loader = QMRestLoader::initWithContentType(
+        QMRestLoader::CONTENT_TYPE_JSON(), QMURL::URLWithString(QMFormat("%@/player/report", serverHost)),
+        QMRestLoader::HTTP_METHOD_POST());
     QMJSON envelope = QMJSON::object();
     if (plugin && plugin->sessionId()) {
         envelope["sessionId"] = *plugin->sessionId();

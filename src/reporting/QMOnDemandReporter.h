@@ -11,12 +11,13 @@
 // session id, the report's own keys, and, except for log reports, the next pulse number from
 // the counter shared with the periodical reporter.
 class VEYRAKIT_EXPORT QMOnDemandReporter : public QMObject {
-public:
+  public:
     using CompleteCallback = QMRestLoader::CompleteCallback;
     using FailedCallback = QMRestLoader::FailedCallback;
 
     QMOnDemandReporter() = default;
 
     // Either callback may be empty; outcomes reach only the callbacks.
-    void sendOnDemandReport(QMJSON report, CompleteCallback onCompleteCallback, FailedCallback onFailedCallback);
+    void sendOnDemandReport(QMJSON report, CompleteCallback onCompleteCallback,
+                            FailedCallback onFailedCallback);
 };

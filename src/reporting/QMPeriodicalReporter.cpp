@@ -56,7 +56,8 @@ int32_t skipReportsOf(const std::optional<QMJSON>& answer) {
         return 0;
     }
     if (value->is_number_integer() || value->is_boolean()) {
-        return static_cast<int32_t>(value->is_boolean() ? (value->get<bool>() ? 1 : 0) : value->get<int64_t>());
+        return static_cast<int32_t>(value->is_boolean() ? (value->get<bool>() ? 1 : 0)
+                                                        : value->get<int64_t>());
     }
     if (value->is_number_float()) {
         const double number = value->get<double>();
@@ -70,9 +71,7 @@ int32_t skipReportsOf(const std::optional<QMJSON>& answer) {
 
 }  // namespace
 
-void QMPeriodicalReporter::start() {
-    initializeReportTimer();
-}
+void QMPeriodicalReporter::start() { initializeReportTimer(); }
 
 void QMPeriodicalReporter::initializeReportTimer() {
     auto self = selfAs<QMPeriodicalReporter>();
@@ -87,9 +86,7 @@ void QMPeriodicalReporter::initializeReportTimer() {
         static_cast<double>(INTERVAL_LENGTH), [self](QMTimer&) { self->sendPeriodicalReport(); }, true);
 }
 
-void QMPeriodicalReporter::sendPeriodicalReport() {
-    sendPeriodicalReport(false);
-}
+void QMPeriodicalReporter::sendPeriodicalReport() { sendPeriodicalReport(false); }
 
 void QMPeriodicalReporter::sendPeriodicalReport(bool unscheduled) {
     if (skippedReportsCount_ >= 1) {
@@ -98,7 +95,8 @@ void QMPeriodicalReporter::sendPeriodicalReport(bool unscheduled) {
         return;
     }
     auto plugin = currentPlugin();
-    const std::optional<std::string> serverHost = plugin ? std::optional<std::string>(plugin->serverHost()) : std::nullopt;
+    const std::optional<std::string> serverHost =
+        plugin ? std::optional<std::string>(plugin->serverHost()) : std::nullopt;
     request_ = QMURLRequest::requestWithURL(QMURL::URLWithString(QMFormat("%@/player/report", serverHost)));
     request_->setValue("application/json", "Content-Type");
     request_->setHTTPMethod("POST");
@@ -170,7 +168,8 @@ void QMPeriodicalReporter::dispose() {
     QMLogger::info("P timer disposed", "T");
 }
 
-void QMPeriodicalReporter::connection(QMURLConnection&, const std::shared_ptr<QMHTTPURLResponse>& didReceiveResponse) {
+void QMPeriodicalReporter::connection(QMURLConnection&,
+                                      const std::shared_ptr<QMHTTPURLResponse>& didReceiveResponse) {
     if (!didReceiveResponse || didReceiveResponse->statusCode() != 200) {
         QMLogger::info("Periodical received non-200 response", "PR");
     }
@@ -188,7 +187,8 @@ void QMPeriodicalReporter::connectionDidFinishLoading(QMURLConnection&) {
     if (disposed_) {
         return;
     }
-    const auto answer = connectionData_ ? QMJSONSerialization::JSONObjectWithData(*connectionData_) : std::nullopt;
+    const auto answer =
+        connectionData_ ? QMJSONSerialization::JSONObjectWithData(*connectionData_) : std::nullopt;
     const int32_t skipReports = skipReportsOf(answer);
     QMLogger::info(QMFormat("SkipReports: %d", skipReports), "PR");
     auto plugin = currentPlugin();

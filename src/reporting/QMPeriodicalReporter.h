@@ -16,7 +16,7 @@
 // and tells the metric manager whether each report got through. One request and one response
 // buffer: a report posted before the previous answer arrived shares them.
 class VEYRAKIT_EXPORT QMPeriodicalReporter : public QMObject, public QMURLConnectionDelegate {
-public:
+  public:
     QMPeriodicalReporter() = default;
 
     void start();
@@ -37,12 +37,13 @@ public:
     const std::shared_ptr<QMTimer>& timer() const { return timer_; }
     const std::shared_ptr<QMURLRequest>& request() const { return request_; }
 
-    void connection(QMURLConnection& connection, const std::shared_ptr<QMHTTPURLResponse>& didReceiveResponse) override;
+    void connection(QMURLConnection& connection,
+                    const std::shared_ptr<QMHTTPURLResponse>& didReceiveResponse) override;
     void connection(QMURLConnection& connection, const std::string& didReceiveData) override;
     void connectionDidFinishLoading(QMURLConnection& connection) override;
     void connection(QMURLConnection& connection, const std::shared_ptr<QMError>& didFailWithError) override;
 
-private:
+  private:
     void startConnection();
     std::string logLine(const QMJSON& body) const;
 

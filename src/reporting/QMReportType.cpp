@@ -1,9 +1,9 @@
 #include "reporting/QMReportType.h"
 
-#define QM_REPORT_TYPE(name, value)              \
-    const std::string& QMReportType::name() {    \
+#define QM_REPORT_TYPE(name, value)                \
+    const std::string& QMReportType::name() {      \
         static const std::string constant = value; \
-        return constant;                         \
+        return constant;                           \
     }
 
 QM_REPORT_TYPE(SESSION_START, "S")

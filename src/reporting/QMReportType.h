@@ -5,7 +5,7 @@
 
 // The "type" value of every report.
 class VEYRAKIT_EXPORT QMReportType : public QMObject {
-public:
+  public:
     static const std::string& SESSION_START();       // "S"
     static const std::string& PERIODICAL();          // "P"
     static const std::string& PLAYBACK_ERROR();      // "E"

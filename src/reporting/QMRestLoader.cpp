@@ -32,7 +32,8 @@ std::shared_ptr<QMRestLoader> QMRestLoader::initWithContentType(const std::strin
     return std::make_shared<QMRestLoader>(cType, std::move(withURL), httpMethod);
 }
 
-QMRestLoader::QMRestLoader(const std::string& cType, std::shared_ptr<QMURL> withURL, const std::string& httpMethod)
+QMRestLoader::QMRestLoader(const std::string& cType, std::shared_ptr<QMURL> withURL,
+                           const std::string& httpMethod)
     : cType_(cType), loadingUrl_(std::move(withURL)) {
     request_ = QMURLRequest::requestWithURL(loadingUrl_);
     request_->setValue(cType_, "Content-Type");
@@ -62,7 +63,8 @@ void QMRestLoader::startConnection() {
     QMURLConnection::connectionWithRequest(request_, selfAs<QMRestLoader>(), true);
 }
 
-void QMRestLoader::connection(QMURLConnection&, const std::shared_ptr<QMHTTPURLResponse>& didReceiveResponse) {
+void QMRestLoader::connection(QMURLConnection&,
+                              const std::shared_ptr<QMHTTPURLResponse>& didReceiveResponse) {
     const long status = didReceiveResponse ? didReceiveResponse->statusCode() : 0;
     if (status < 300) {
         return;

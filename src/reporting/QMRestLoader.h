@@ -15,7 +15,7 @@
 // A failed connection is tried again up to three times, at once. The running connection holds
 // the loader, so its creator may drop it right after loadWithData.
 class VEYRAKIT_EXPORT QMRestLoader : public QMObject, public QMURLConnectionDelegate {
-public:
+  public:
     using CompleteCallback = std::function<void(const std::optional<QMJSON>&)>;
     using FailedCallback = std::function<void(int32_t)>;
 
@@ -37,12 +37,13 @@ public:
     const std::shared_ptr<QMURLRequest>& request() const { return request_; }
     int32_t retryCount() const { return retryCount_; }
 
-    void connection(QMURLConnection& connection, const std::shared_ptr<QMHTTPURLResponse>& didReceiveResponse) override;
+    void connection(QMURLConnection& connection,
+                    const std::shared_ptr<QMHTTPURLResponse>& didReceiveResponse) override;
     void connection(QMURLConnection& connection, const std::string& didReceiveData) override;
     void connectionDidFinishLoading(QMURLConnection& connection) override;
     void connection(QMURLConnection& connection, const std::shared_ptr<QMError>& didFailWithError) override;
 
-private:
+  private:
     void startConnection();
 
     std::string cType_;

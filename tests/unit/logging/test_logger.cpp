@@ -6,7 +6,7 @@
 namespace {
 
 class QMLoggerTest : public QMReportingTest {
-protected:
+  protected:
     // Logs while no plugin is registered, so the entries are held back.
     void logWithoutPlugin(const std::vector<std::string>& messages) {
         auto repository = QMObjectRepository::getRepositoryInstance();
@@ -40,10 +40,10 @@ TEST_F(QMLoggerTest, ConsoleLineCarriesLevelPrefixMessageAndUtcDate) {
     QMLogger::trace("t", "T");
     QMLogger::error("e", "X");
 
-    EXPECT_EQ(console.lines(), (std::vector<std::string>{"I SR\t{hello}{2023-11-14T22:13:20.000Z}",
-                                                         "D  \t{no prefix}{2023-11-14T22:13:21.234Z}",
-                                                         "T T\t{t}{2023-11-14T22:13:21.234Z}",
-                                                         "E X\t{e}{2023-11-14T22:13:21.234Z}"}));
+    EXPECT_EQ(console.lines(),
+              (std::vector<std::string>{
+                  "I SR\t{hello}{2023-11-14T22:13:20.000Z}", "D  \t{no prefix}{2023-11-14T22:13:21.234Z}",
+                  "T T\t{t}{2023-11-14T22:13:21.234Z}", "E X\t{e}{2023-11-14T22:13:21.234Z}"}));
     EXPECT_EQ(QMLogger::process("m", std::nullopt), " \t{m}{2023-11-14T22:13:21.234Z}");
 }
 
@@ -78,11 +78,13 @@ TEST_F(QMLoggerTest, HeldBackEntriesLeadTheFirstLogReportWhenTheQueueFills) {
     runFor(0);
 
     ASSERT_EQ(reports().size(), 1u);
-    QMJSON expected = {{"sessionId", "S-1"},
-                       {"type", "L"},
-                       {"logArray", {entry("before", "I", "T"), entry("one", "I", "SV"), entry("two", "E", "X")}},
-                       {"cid", {"cid-1"}}};
-    EXPECT_EQ(reports()[0].body, std::optional<std::string>(QMJSONSerialization::dataWithJSONObject(expected)));
+    QMJSON expected = {
+        {"sessionId", "S-1"},
+        {"type", "L"},
+        {"logArray", {entry("before", "I", "T"), entry("one", "I", "SV"), entry("two", "E", "X")}},
+        {"cid", {"cid-1"}}};
+    EXPECT_EQ(reports()[0].body,
+              std::optional<std::string>(QMJSONSerialization::dataWithJSONObject(expected)));
     EXPECT_TRUE(QMLogger::getStoredLogs().empty());
     EXPECT_TRUE(QMLogger::logsBeforeSessionInitiated().empty());
 

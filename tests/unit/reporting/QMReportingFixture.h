@@ -24,7 +24,7 @@
 #include "veyrakit/VeyraKit.h"
 
 class QMFakeMetric : public QMMetric {
-public:
+  public:
     bool canCollectMetric() override { return collectable; }
     std::optional<QMJSON> calculateMetric() override {
         ++calculated;
@@ -39,13 +39,13 @@ public:
 };
 
 class QMFakeMetricManager : public QMMetricManager {
-public:
+  public:
     QMFakeMetricManager() { insertMetric(BITRATE_METRIC_KEY, metric); }
     std::shared_ptr<QMFakeMetric> metric = std::make_shared<QMFakeMetric>();
 };
 
 class QMReportingTest : public QMVirtualTimeTest {
-protected:
+  protected:
     static constexpr const char* kServerHost = "http://collector.test";
 
     void SetUp() override {
@@ -80,9 +80,9 @@ protected:
         stubs().addStub(QMURLStubRegistry::urlEndsWith("/player/init"),
                         QMStubResponse::json(QMJSONSerialization::dataWithJSONObject(answer)), 1);
         plugin = std::make_shared<QMVeyraPlugin>();
-        plugin->initWithParams(QMURL::URLWithString("http://media.test/movie.m3u8"), "HLS", "asset-1", kServerHost,
-                               "cid-1", std::nullopt, "Movie", "viewer-1", std::nullopt, std::nullopt,
-                               QMPluginMetadata{{"pluginName", "test"}});
+        plugin->initWithParams(QMURL::URLWithString("http://media.test/movie.m3u8"), "HLS", "asset-1",
+                               kServerHost, "cid-1", std::nullopt, "Movie", "viewer-1", std::nullopt,
+                               std::nullopt, QMPluginMetadata{{"pluginName", "test"}});
         runFor(0);
         ASSERT_EQ(plugin->sessionId(), std::optional<std::string>("S-1"));
         metricManager = std::make_shared<QMFakeMetricManager>();
@@ -93,7 +93,9 @@ protected:
         stubs().clearRequests();
     }
 
-    std::vector<QMRecordedRequest> reports() const { return QMURLStubRegistry::shared().requestsTo("/player/report"); }
+    std::vector<QMRecordedRequest> reports() const {
+        return QMURLStubRegistry::shared().requestsTo("/player/report");
+    }
     static QMJSON bodyOf(const QMRecordedRequest& request) {
         return QMJSONSerialization::JSONObjectWithData(request.body.value_or("")).value_or(QMJSON());
     }

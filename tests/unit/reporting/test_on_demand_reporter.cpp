@@ -6,7 +6,7 @@
 namespace {
 
 class QMOnDemandReporterTest : public QMReportingTest {
-protected:
+  protected:
     void SetUp() override {
         QMReportingTest::SetUp();
         startSession();
@@ -28,7 +28,8 @@ protected:
 
 TEST_F(QMOnDemandReporterTest, PulseNumbersAreSharedWithThePeriodicalReports) {
     send({{"type", "J"}, {"joinTime", 1200}});
-    EXPECT_EQ(lastBody(), std::optional<std::string>(R"({"sessionId":"S-1","type":"J","joinTime":1200,"pulseNumber":1})"));
+    EXPECT_EQ(lastBody(), std::optional<std::string>(
+                              R"({"sessionId":"S-1","type":"J","joinTime":1200,"pulseNumber":1})"));
     EXPECT_EQ(reports().back().url, "http://collector.test/player/report");
     EXPECT_EQ(reports().back().header("Content-Length"), std::optional<std::string>("62"));
     EXPECT_EQ(console.lines(), std::vector<std::string>{line("I", "J", "JT:'1200', ")});
@@ -47,7 +48,8 @@ TEST_F(QMOnDemandReporterTest, PulseNumbersAreSharedWithThePeriodicalReports) {
 TEST_F(QMOnDemandReporterTest, LogReportsTakeNoPulseAndAreNotEchoed) {
     send({{"type", "L"}, {"logArray", QMJSON::array()}, {"cid", {"cid-1"}}});
 
-    EXPECT_EQ(lastBody(), std::optional<std::string>(R"({"sessionId":"S-1","type":"L","logArray":[],"cid":["cid-1"]})"));
+    EXPECT_EQ(lastBody(),
+              std::optional<std::string>(R"({"sessionId":"S-1","type":"L","logArray":[],"cid":["cid-1"]})"));
     EXPECT_EQ(plugin->periodicalReporter()->pulseCounter(), 0);
     EXPECT_TRUE(console.lines().empty());
 }
@@ -56,7 +58,8 @@ TEST_F(QMOnDemandReporterTest, ArraysAreEchoedElementByElementAndReportSessionId
     send({{"type", "B"}, {"bitrates", {100, 200, 300}}, {"sessionId", "other"}});
 
     EXPECT_EQ(lastBody(),
-              std::optional<std::string>(R"({"sessionId":"other","type":"B","bitrates":[100,200,300],"pulseNumber":1})"));
+              std::optional<std::string>(
+                  R"({"sessionId":"other","type":"B","bitrates":[100,200,300],"pulseNumber":1})"));
     EXPECT_EQ(console.lines(), std::vector<std::string>{line("I", "B", "BRs:'[100, 200, 300, ]', ")});
 }
 
@@ -77,7 +80,9 @@ TEST_F(QMOnDemandReporterTest, OutcomesReachOnlyTheCallbacks) {
     std::vector<std::string> outcomes;
     reporter->sendOnDemandReport(
         {{"type", "E"}},
-        [&](const std::optional<QMJSON>& answer) { outcomes.push_back("complete " + answer.value_or(QMJSON()).dump()); },
+        [&](const std::optional<QMJSON>& answer) {
+            outcomes.push_back("complete " + answer.value_or(QMJSON()).dump());
+        },
         [&](int32_t code) { outcomes.push_back("failed " + std::to_string(code)); });
     runFor(0);
 

@@ -6,7 +6,7 @@
 namespace {
 
 class QMPeriodicalReporterTest : public QMReportingTest {
-protected:
+  protected:
     void SetUp() override {
         QMReportingTest::SetUp();
         startSession();
@@ -17,7 +17,9 @@ protected:
         reporter.reset();
         QMReportingTest::TearDown();
     }
-    int32_t periodicalNumberOf(std::size_t index) const { return bodyOf(reports().at(index))["periodicalNumber"]; }
+    int32_t periodicalNumberOf(std::size_t index) const {
+        return bodyOf(reports().at(index))["periodicalNumber"];
+    }
 
     std::shared_ptr<QMPeriodicalReporter> reporter;
 };
@@ -35,9 +37,10 @@ TEST_F(QMPeriodicalReporterTest, FirstReportAtStartThenOnePerInterval) {
     EXPECT_EQ(first.body, std::optional<std::string>(body));
     EXPECT_EQ(first.header("Content-Type"), std::optional<std::string>("application/json"));
     EXPECT_EQ(first.header("Content-Length"), std::optional<std::string>(std::to_string(body.size())));
-    EXPECT_EQ(console.lines(), (std::vector<std::string>{line("I", "P", "CBR:'1500', PRD:'1', PLS:'1', "),
-                                                         line("I", "SV", "Start peroidical timer, interval:  10"),
-                                                         line("I", "PR", "SkipReports: 0")}));
+    EXPECT_EQ(console.lines(),
+              (std::vector<std::string>{line("I", "P", "CBR:'1500', PRD:'1', PLS:'1', "),
+                                        line("I", "SV", "Start peroidical timer, interval:  10"),
+                                        line("I", "PR", "SkipReports: 0")}));
     EXPECT_EQ(metricManager->metric->resets, 1);
     EXPECT_TRUE(metricManager->metric->isSentSuccessfully());
 
@@ -56,7 +59,9 @@ TEST_F(QMPeriodicalReporterTest, CountersOverwriteMetricValuesOfTheSameName) {
     reporter->start();
     runFor(0);
 
-    EXPECT_EQ(reports()[0].body, std::optional<std::string>(R"({"type":"P","sessionId":"S-1","pulseNumber":1,"periodicalNumber":1})"));
+    EXPECT_EQ(
+        reports()[0].body,
+        std::optional<std::string>(R"({"type":"P","sessionId":"S-1","pulseNumber":1,"periodicalNumber":1})"));
 }
 
 TEST_F(QMPeriodicalReporterTest, ZeroIntervalIsCorrectedToTenWithAnErrorLine) {
@@ -66,7 +71,8 @@ TEST_F(QMPeriodicalReporterTest, ZeroIntervalIsCorrectedToTenWithAnErrorLine) {
 
     EXPECT_EQ(linesStartingWith("I SV\t").size(), 1u);
     EXPECT_TRUE(console.contains(line("I", "SV", "Start peroidical timer, interval:  0")));
-    EXPECT_EQ(linesStartingWith("E SV\t"), std::vector<std::string>{line("E", "SV", "Timer Interval length is 0 and set to 10")});
+    EXPECT_EQ(linesStartingWith("E SV\t"),
+              std::vector<std::string>{line("E", "SV", "Timer Interval length is 0 and set to 10")});
     EXPECT_EQ(INTERVAL_LENGTH, 10);
     ASSERT_NE(reporter->timer(), nullptr);
     EXPECT_EQ(reporter->timer()->timeInterval(), 10.0);
@@ -148,8 +154,9 @@ TEST_F(QMPeriodicalReporterTest, NonOkStatusIsOnlyLoggedAndTheAnswerStillCounts)
     reportAnswers.push_back(QMStubResponse::json(R"({"skipReports":"1"})", 201));
     reporter->start();
     runFor(0);
-    EXPECT_EQ(linesStartingWith("I PR\t"), (std::vector<std::string>{line("I", "PR", "Periodical received non-200 response"),
-                                                                     line("I", "PR", "SkipReports: 0")}));
+    EXPECT_EQ(linesStartingWith("I PR\t"),
+              (std::vector<std::string>{line("I", "PR", "Periodical received non-200 response"),
+                                        line("I", "PR", "SkipReports: 0")}));
     EXPECT_TRUE(metricManager->metric->isSentSuccessfully());
 
     reporter->sendUnscheduledPeriodical(false);
@@ -175,11 +182,13 @@ TEST_F(QMPeriodicalReporterTest, AnswerAfterDisposeIsIgnored) {
 }
 
 struct EndOfSession {
+    const char* name;
     const char* answer;
     bool destroys;
 };
 
-class QMPeriodicalReporterEndTest : public QMPeriodicalReporterTest, public ::testing::WithParamInterface<EndOfSession> {};
+class QMPeriodicalReporterEndTest : public QMPeriodicalReporterTest,
+                                    public ::testing::WithParamInterface<EndOfSession> {};
 
 TEST_P(QMPeriodicalReporterEndTest, MinusOneAndMinusTwoEndTheSession) {
     reportAnswers.push_back(QMStubResponse::json(GetParam().answer));
@@ -194,9 +203,10 @@ TEST_P(QMPeriodicalReporterEndTest, MinusOneAndMinusTwoEndTheSession) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Answers, QMPeriodicalReporterEndTest,
-                         ::testing::Values(EndOfSession{R"({"skipReports":-1})", true},
-                                           EndOfSession{R"({"skipReports":-2})", true},
-                                           EndOfSession{R"({"skipReports":"-2"})", true},
-                                           EndOfSession{R"({"skipReports":-3})", false}));
+                         ::testing::Values(EndOfSession{"MinusOne", R"({"skipReports":-1})", true},
+                                           EndOfSession{"MinusTwo", R"({"skipReports":-2})", true},
+                                           EndOfSession{"MinusTwoAsText", R"({"skipReports":"-2"})", true},
+                                           EndOfSession{"MinusThree", R"({"skipReports":-3})", false}),
+                         [](const auto& endCase) { return std::string(endCase.param.name); });
 
 }  // namespace

@@ -12,11 +12,11 @@ namespace {
 using Outcome = std::variant<int32_t, std::optional<QMJSON>>;
 
 class QMRestLoaderTest : public QMReportingTest {
-protected:
+  protected:
     void load(const std::optional<QMJSON>& data, const std::string& contentType = "application/json",
               const std::string& method = "POST") {
-        auto loader = QMRestLoader::initWithContentType(contentType, QMURL::URLWithString("http://collector.test/api"),
-                                                        method);
+        auto loader = QMRestLoader::initWithContentType(
+            contentType, QMURL::URLWithString("http://collector.test/api"), method);
         loader->loadWithData(
             data, [this](const std::optional<QMJSON>& answer) { outcomes.emplace_back(answer); },
             [this](int32_t code) { outcomes.emplace_back(code); });
@@ -91,25 +91,28 @@ TEST_F(QMRestLoaderTest, FourNetworkFailuresRetryThreeTimesAtOnceThenFailWithZer
         EXPECT_EQ(request.timeMillis, startMillis);
     }
     EXPECT_EQ(linesStartingWith("I IR\t"),
-              (std::vector<std::string>{line("I", "IR", "Reporter retry :  0"), line("I", "IR", "Reporter retry :  1"),
+              (std::vector<std::string>{line("I", "IR", "Reporter retry :  0"),
+                                        line("I", "IR", "Reporter retry :  1"),
                                         line("I", "IR", "Reporter retry :  2")}));
-    EXPECT_EQ(linesStartingWith("I X\t{Reporter failed with error:Error Domain=NSURLErrorDomain Code=-1004").size(),
-              4u);
+    EXPECT_EQ(
+        linesStartingWith("I X\t{Reporter failed with error:Error Domain=NSURLErrorDomain Code=-1004").size(),
+        4u);
     ASSERT_EQ(outcomes.size(), 1u);
     EXPECT_EQ(std::get<int32_t>(outcomes[0]), 0);
 }
 
 TEST_F(QMRestLoaderTest, ExceptionInCompletionIsWrittenToTheConsoleOnly) {
     stubs().addStub(QMURLStubRegistry::urlEndsWith("/api"), QMStubResponse::json(R"({"a":1})"));
-    auto loader = QMRestLoader::initWithContentType("application/json", QMURL::URLWithString("http://collector.test/api"),
-                                                    "POST");
+    auto loader = QMRestLoader::initWithContentType(
+        "application/json", QMURL::URLWithString("http://collector.test/api"), "POST");
     loader->loadWithData(
-        QMJSON::object(), [](const std::optional<QMJSON>&) { throw QMIllegalStateException("bad answer"); }, nullptr);
+        QMJSON::object(), [](const std::optional<QMJSON>&) { throw QMIllegalStateException("bad answer"); },
+        nullptr);
     runFor(0);
 
     EXPECT_EQ(console.lines(),
               (std::vector<std::string>{"Exception: bad answer", "connection finish load error, response: " +
-                                                                   QMDescription(QMJSON{{"a", 1}})}));
+                                                                     QMDescription(QMJSON{{"a", 1}})}));
 }
 
 }  // namespace
