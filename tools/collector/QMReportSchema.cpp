@@ -48,7 +48,8 @@ bool isLogEntry(const Json& entry) {
     for (const char* key : {"date", "log", "level"}) {
         if (!entry.contains(key) || !entry[key].is_string()) return false;
     }
-    return !entry.contains("prefix") || entry["prefix"].is_string();
+    // A message logged without a prefix has none to send.
+    return !entry.contains("prefix") || entry["prefix"].is_string() || entry["prefix"].is_null();
 }
 
 bool isMetadataItem(const Json& item) {
@@ -98,7 +99,7 @@ std::optional<std::string> unmet(Kind kind, const Json& value) {
             return "an array of strings";
         case Kind::LogArray:
             if (allOf(value, isLogEntry)) return std::nullopt;
-            return "an array of log entries with string \"date\", \"log\", \"level\" and \"prefix\"";
+            return "an array of log entries with string \"date\", \"log\", \"level\" and \"prefix\" (or no prefix)";
         case Kind::Metadata:
             if (allOf(value, isMetadataItem)) return std::nullopt;
             return "an array of {\"key\": string, \"values\": array of strings}";
