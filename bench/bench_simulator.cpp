@@ -40,8 +40,8 @@ void BM_SimulateTwoHourSession(benchmark::State& state) {
         QMRunLoop::setMainRunLoop(loop);
         auto simulator = QMPlayerSimulator::simulatorWithScenario(scenario, nullptr);
         auto player = simulator->player();
-        auto observer = player->addPeriodicTimeObserverForInterval(CMTimeMakeWithSeconds(0.25, 1000000000), nullptr,
-                                                                   [&ticks](CMTime) { ++ticks; });
+        auto observer = player->addPeriodicTimeObserverForInterval(CMTimeMakeWithSeconds(0.25, 1000000000),
+                                                                   nullptr, [&ticks](CMTime) { ++ticks; });
         simulator->start();
         loop->runUntil([&] { return simulator->isFinished(); }, 3 * 3600 * 1000);
         if (!simulator->isPlaybackOver()) {
@@ -51,7 +51,8 @@ void BM_SimulateTwoHourSession(benchmark::State& state) {
         simulator.reset();
         QMRunLoop::setMainRunLoop(nullptr);
     }
-    state.counters["ticks"] = benchmark::Counter(static_cast<double>(ticks), benchmark::Counter::kAvgIterations);
+    state.counters["ticks"] =
+        benchmark::Counter(static_cast<double>(ticks), benchmark::Counter::kAvgIterations);
 }
 
 }  // namespace

@@ -8,7 +8,8 @@
 #include "simulator/QMSimulatedAVPlayer.h"
 #include "simulator/QMSimulatedMoviePlayer.h"
 
-QMPlayerSimulator::QMPlayerSimulator(std::shared_ptr<QMScenario> scenario, std::shared_ptr<QMSimulatorHost> host)
+QMPlayerSimulator::QMPlayerSimulator(std::shared_ptr<QMScenario> scenario,
+                                     std::shared_ptr<QMSimulatorHost> host)
     : scenario_(std::move(scenario)),
       host_(std::move(host)),
       stream_(std::make_shared<QMSimulatedStream>(scenario_)) {
@@ -25,8 +26,8 @@ QMPlayerSimulator::~QMPlayerSimulator() {
     }
 }
 
-std::shared_ptr<QMPlayerSimulator> QMPlayerSimulator::simulatorWithScenario(std::shared_ptr<QMScenario> scenario,
-                                                                            std::shared_ptr<QMSimulatorHost> host) {
+std::shared_ptr<QMPlayerSimulator> QMPlayerSimulator::simulatorWithScenario(
+    std::shared_ptr<QMScenario> scenario, std::shared_ptr<QMSimulatorHost> host) {
     return std::make_shared<QMPlayerSimulator>(std::move(scenario), std::move(host));
 }
 
@@ -65,13 +66,9 @@ void QMPlayerSimulator::stop() {
     host_.reset();
 }
 
-bool QMPlayerSimulator::isPlaybackOver() const {
-    return driver_->isOver();
-}
+bool QMPlayerSimulator::isPlaybackOver() const { return driver_->isOver(); }
 
-double QMPlayerSimulator::position() const {
-    return driver_->position();
-}
+double QMPlayerSimulator::position() const { return driver_->position(); }
 
 std::optional<int64_t> QMPlayerSimulator::endMicros() const {
     const auto seconds = driver_->secondsToEnd();

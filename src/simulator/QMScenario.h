@@ -10,9 +10,9 @@
 
 // One rung of the variant ladder of an adaptive stream.
 struct VEYRAKIT_EXPORT QMScenarioVariant {
-    int64_t bitrate = 0;                // bits per second
-    std::optional<CGSize> resolution;   // when the ladder gives one
-    std::optional<std::string> URI;     // the variant playlist; derived from the URL when absent
+    int64_t bitrate = 0;               // bits per second
+    std::optional<CGSize> resolution;  // when the ladder gives one
+    std::optional<std::string> URI;    // the variant playlist; derived from the URL when absent
 };
 
 // A parsed scenario (see docs/scenarios.md): what is played, and the steps, sorted by time, that
@@ -43,7 +43,9 @@ public:
 
     // The server address the logs report; the URL's host when not given.
     const std::optional<std::string>& serverAddress() const { return serverAddress_; }
-    void setServerAddress(std::optional<std::string> serverAddress) { serverAddress_ = std::move(serverAddress); }
+    void setServerAddress(std::optional<std::string> serverAddress) {
+        serverAddress_ = std::move(serverAddress);
+    }
     // The playback session id the logs report; made from the start time when not given.
     const std::optional<std::string>& playbackSessionID() const { return playbackSessionID_; }
     void setPlaybackSessionID(std::optional<std::string> playbackSessionID) {

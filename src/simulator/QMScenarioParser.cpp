@@ -27,9 +27,7 @@ const std::map<std::string, QMScenarioAction>& actionsByKeyword() {
     return actions;
 }
 
-std::string quoted(const std::string& text) {
-    return "'" + text + "'";
-}
+std::string quoted(const std::string& text) { return "'" + text + "'"; }
 
 std::string timeText(int64_t millis) {
     char buffer[64];
@@ -95,7 +93,8 @@ std::optional<int64_t> QMScenarioParser::parseTime(const std::string& text) {
     if (const auto dot = last.find('.'); dot != std::string::npos) {
         const std::string fraction = last.substr(dot + 1);
         if (fraction.empty() || fraction.size() > 3 ||
-            !std::all_of(fraction.begin(), fraction.end(), [](char c) { return std::isdigit(static_cast<unsigned char>(c)); })) {
+            !std::all_of(fraction.begin(), fraction.end(),
+                         [](char c) { return std::isdigit(static_cast<unsigned char>(c)); })) {
             return std::nullopt;
         }
         fractionMillis = *wholeNumber(fraction);
@@ -107,7 +106,9 @@ std::optional<int64_t> QMScenarioParser::parseTime(const std::string& text) {
     int64_t totalSeconds = 0;
     for (std::size_t i = 0; i < parts.size(); ++i) {
         const auto& part = parts[i];
-        if (part.empty() || !std::all_of(part.begin(), part.end(), [](char c) { return std::isdigit(static_cast<unsigned char>(c)); })) {
+        if (part.empty() || !std::all_of(part.begin(), part.end(), [](char c) {
+                return std::isdigit(static_cast<unsigned char>(c));
+            })) {
             return std::nullopt;
         }
         const auto value = wholeNumber(part);
@@ -189,8 +190,8 @@ std::vector<QMScenarioParser::Token> QMScenarioParser::tokenize(const std::strin
 
 void QMScenarioParser::directive(const std::vector<Token>& tokens) {
     const std::string name = tokens[0].key ? *tokens[0].key + "=" : tokens[0].text;
-    static const char* const known[] = {"player", "url", "asset", "duration", "server",
-                                        "session-id", "variant", "size", "segment"};
+    static const char* const known[] = {"player",     "url",     "asset", "duration", "server",
+                                        "session-id", "variant", "size",  "segment"};
     if (std::find(std::begin(known), std::end(known), name) == std::end(known)) {
         fail("unknown directive " + quoted(name));
     }
@@ -356,13 +357,14 @@ void QMScenarioParser::readArguments(QMScenarioStep& step, const std::vector<Tok
             break;
         }
         case QMScenarioAction::Fail: {
-            const Arguments args = arguments(tokens, 3, keyword, 0, movie ? 0 : 1, {"code", "domain", "message"});
+            const Arguments args =
+                arguments(tokens, 3, keyword, 0, movie ? 0 : 1, {"code", "domain", "message"});
             if (!args.positional.empty()) {
                 if (args.positional[0] != "item" && args.positional[0] != "player") {
                     fail("'fail' takes item or player, not " + quoted(args.positional[0]));
                 }
-                step.failTarget =
-                    args.positional[0] == "player" ? QMScenarioFailTarget::Player : QMScenarioFailTarget::Item;
+                step.failTarget = args.positional[0] == "player" ? QMScenarioFailTarget::Player
+                                                                 : QMScenarioFailTarget::Item;
             }
             const auto code = optional(args, "code");
             step.code = code ? static_cast<long>(integer(*code, "an error code")) : AVErrorUnknown;
@@ -491,10 +493,9 @@ void QMScenarioParser::finish() {
     scenario_->setSteps(std::move(steps));
 }
 
-QMScenarioParser::Arguments QMScenarioParser::arguments(const std::vector<Token>& tokens, std::size_t from,
-                                                        const std::string& keyword, std::size_t minimum,
-                                                        std::size_t maximum,
-                                                        std::initializer_list<const char*> optionNames) const {
+QMScenarioParser::Arguments QMScenarioParser::arguments(
+    const std::vector<Token>& tokens, std::size_t from, const std::string& keyword, std::size_t minimum,
+    std::size_t maximum, std::initializer_list<const char*> optionNames) const {
     Arguments args;
     for (std::size_t i = from; i < tokens.size(); ++i) {
         const Token& token = tokens[i];

@@ -14,7 +14,8 @@
 // QMScenarioException naming the line and what is wrong; a scenario that parses is playable.
 class VEYRAKIT_EXPORT QMScenarioParser : public QMObject {
 public:
-    static std::shared_ptr<QMScenario> parse(const std::string& text, const std::string& sourceName = "scenario");
+    static std::shared_ptr<QMScenario> parse(const std::string& text,
+                                             const std::string& sourceName = "scenario");
     // The source name is the path as given.
     static std::shared_ptr<QMScenario> parseFile(const std::string& path);
 
@@ -66,7 +67,7 @@ private:
     // Sequence checks.
     int64_t lastAt_ = 0;
     int readyLine_ = 0;
-    int stallLine_ = 0;                    // an open stall, 0 when none
-    std::optional<int64_t> stallEndsAt_;   // a timed stall's recovery time
-    int overLine_ = 0;                     // the step after which playback is over
+    int stallLine_ = 0;                   // an open stall, 0 when none
+    std::optional<int64_t> stallEndsAt_;  // a timed stall's recovery time
+    int overLine_ = 0;                    // the step after which playback is over
 };

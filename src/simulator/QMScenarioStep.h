@@ -38,21 +38,21 @@ enum class QMScenarioPlayerKind { AVPlayer, MPMoviePlayer };
 // One step: when it runs (milliseconds after the start of the simulation), what it does and
 // the arguments its action takes. Fields that an action does not use keep their defaults.
 struct VEYRAKIT_EXPORT QMScenarioStep {
-    int line = 0;                         // where it was written (a timed stall's recovery: the stall's line)
+    int line = 0;  // where it was written (a timed stall's recovery: the stall's line)
     int64_t atMillis = 0;
     QMScenarioAction action = QMScenarioAction::Play;
-    double rate = 0.0;                    // rate
-    int64_t millis = 0;                   // seek: media position; stall: how long it lasts (0: until recover)
-    int64_t bitrate = 0;                  // bitrate
+    double rate = 0.0;    // rate
+    int64_t millis = 0;   // seek: media position; stall: how long it lasts (0: until recover)
+    int64_t bitrate = 0;  // bitrate
     std::optional<double> observedBitrate;  // bitrate
-    long code = 0;                        // server-error: status code; fail: error code
-    std::optional<std::string> domain;    // server-error, fail
-    std::optional<std::string> text;      // server-error: comment; fail: localized description
+    long code = 0;                          // server-error: status code; fail: error code
+    std::optional<std::string> domain;      // server-error, fail
+    std::optional<std::string> text;        // server-error: comment; fail: localized description
     QMScenarioFailTarget failTarget = QMScenarioFailTarget::Item;
-    bool on = false;                      // airplay
-    long mode = 0;                        // scaling: an MPMovieScalingMode value
-    std::string errorCode;                // fault-report
-    std::string playerVersion;            // fault-report
+    bool on = false;            // airplay
+    long mode = 0;              // scaling: an MPMovieScalingMode value
+    std::string errorCode;      // fault-report
+    std::string playerVersion;  // fault-report
 
     // Whether the step calls the host rather than changing the player. Host steps still run
     // after the playback is over.

@@ -13,53 +13,41 @@ std::shared_ptr<AVAsset> assetFor(const QMScenario& scenario) {
 
 }  // namespace
 
-QMSimulatedAVPlayer::QMSimulatedAVPlayer(std::shared_ptr<QMScenario> scenario, std::shared_ptr<QMSimulatedStream> stream)
+QMSimulatedAVPlayer::QMSimulatedAVPlayer(std::shared_ptr<QMScenario> scenario,
+                                         std::shared_ptr<QMSimulatedStream> stream)
     : QMSimulatedPlayer(scenario, std::move(stream)),
       player_(AVPlayer::playerWithPlayerItem(AVPlayerItem::playerItemWithAsset(assetFor(*scenario)))),
       item_(player_->currentItem()) {}
 
 QMSimulatedAVPlayer::~QMSimulatedAVPlayer() = default;
 
-double QMSimulatedAVPlayer::position() const {
-    return CMTimeGetSeconds(item_->currentTime());
-}
+double QMSimulatedAVPlayer::position() const { return CMTimeGetSeconds(item_->currentTime()); }
 
 bool QMSimulatedAVPlayer::isAdvancing() const {
     return player_->currentItem() == item_ && item_->isPlayheadMoving();
 }
 
-double QMSimulatedAVPlayer::playheadRate() const {
-    return player_->rate();
-}
+double QMSimulatedAVPlayer::playheadRate() const { return player_->rate(); }
 
-void QMSimulatedAVPlayer::play() {
-    player_->setRate(1.0f);
-}
+void QMSimulatedAVPlayer::play() { player_->setRate(1.0f); }
 
-void QMSimulatedAVPlayer::pause() {
-    player_->setRate(0.0f);
-}
+void QMSimulatedAVPlayer::pause() { player_->setRate(0.0f); }
 
-void QMSimulatedAVPlayer::changeRate(double rate) {
-    player_->setRate(static_cast<float>(rate));
-}
+void QMSimulatedAVPlayer::changeRate(double rate) { player_->setRate(static_cast<float>(rate)); }
 
 void QMSimulatedAVPlayer::becomeReady() {
     player_->setStatus(AVPlayerStatusReadyToPlay);
     item_->setStatus(AVPlayerItemStatusReadyToPlay);
-    item_->setDuration(scenario()->isLive() ? kCMTimeIndefinite : CMTimeMake(scenario()->durationMillis(), 1000));
+    item_->setDuration(scenario()->isLive() ? kCMTimeIndefinite
+                                            : CMTimeMake(scenario()->durationMillis(), 1000));
     item_->setPresentationSize(stream()->presentationSize());
     item_->setPlaybackBufferEmpty(false);
     item_->setPlaybackLikelyToKeepUp(true);
 }
 
-void QMSimulatedAVPlayer::fillBuffer() {
-    item_->setPlaybackBufferFull(true);
-}
+void QMSimulatedAVPlayer::fillBuffer() { item_->setPlaybackBufferFull(true); }
 
-void QMSimulatedAVPlayer::seek(int64_t millis) {
-    item_->seekToTime(CMTimeMake(millis, 1000));
-}
+void QMSimulatedAVPlayer::seek(int64_t millis) { item_->seekToTime(CMTimeMake(millis, 1000)); }
 
 void QMSimulatedAVPlayer::stall() {
     // The rate drops before the buffer reports empty, as on the platform.
@@ -105,9 +93,7 @@ void QMSimulatedAVPlayer::fail(const QMScenarioStep& step, const std::shared_ptr
     player_->setRate(0.0f);
 }
 
-void QMSimulatedAVPlayer::stop() {
-    player_->setRate(0.0f);
-}
+void QMSimulatedAVPlayer::stop() { player_->setRate(0.0f); }
 
 void QMSimulatedAVPlayer::endOfMedia() {
     item_->postDidPlayToEndTime();

@@ -3,21 +3,16 @@
 QMSimulatedMoviePlayer::QMSimulatedMoviePlayer(std::shared_ptr<QMScenario> scenario,
                                                std::shared_ptr<QMSimulatedStream> stream)
     : QMSimulatedPlayer(scenario, std::move(stream)),
-      player_(std::make_shared<MPMoviePlayerController>(QMURL::URLWithString(scenario->url().value_or("")))) {}
+      player_(std::make_shared<MPMoviePlayerController>(QMURL::URLWithString(scenario->url().value_or("")))) {
+}
 
 QMSimulatedMoviePlayer::~QMSimulatedMoviePlayer() = default;
 
-double QMSimulatedMoviePlayer::position() const {
-    return player_->currentPlaybackTime();
-}
+double QMSimulatedMoviePlayer::position() const { return player_->currentPlaybackTime(); }
 
-bool QMSimulatedMoviePlayer::isAdvancing() const {
-    return player_->isPlayheadMoving();
-}
+bool QMSimulatedMoviePlayer::isAdvancing() const { return player_->isPlayheadMoving(); }
 
-double QMSimulatedMoviePlayer::playheadRate() const {
-    return player_->currentPlaybackRate();
-}
+double QMSimulatedMoviePlayer::playheadRate() const { return player_->currentPlaybackRate(); }
 
 void QMSimulatedMoviePlayer::play() {
     player_->setPlaybackState(MPMoviePlaybackStatePlaying);
@@ -27,9 +22,7 @@ void QMSimulatedMoviePlayer::play() {
     }
 }
 
-void QMSimulatedMoviePlayer::pause() {
-    player_->setPlaybackState(MPMoviePlaybackStatePaused);
-}
+void QMSimulatedMoviePlayer::pause() { player_->setPlaybackState(MPMoviePlaybackStatePaused); }
 
 void QMSimulatedMoviePlayer::changeRate(double rate) {
     if (rate == 0.0) {
@@ -42,7 +35,8 @@ void QMSimulatedMoviePlayer::changeRate(double rate) {
 
 void QMSimulatedMoviePlayer::becomeReady() {
     player_->setMovieSourceType(stream()->isStreaming() ? MPMovieSourceTypeStreaming : MPMovieSourceTypeFile);
-    player_->setMovieMediaTypes(static_cast<MPMovieMediaTypeMask>(MPMovieMediaTypeMaskVideo | MPMovieMediaTypeMaskAudio));
+    player_->setMovieMediaTypes(
+        static_cast<MPMovieMediaTypeMask>(MPMovieMediaTypeMaskVideo | MPMovieMediaTypeMaskAudio));
     if (!scenario()->isLive()) {
         player_->setDuration(static_cast<double>(scenario()->durationMillis()) / 1000.0);
     }
@@ -53,7 +47,8 @@ void QMSimulatedMoviePlayer::becomeReady() {
 
 void QMSimulatedMoviePlayer::fillBuffer() {
     if (!isStalled()) {
-        player_->setLoadState(static_cast<MPMovieLoadState>(MPMovieLoadStatePlayable | MPMovieLoadStatePlaythroughOK));
+        player_->setLoadState(
+            static_cast<MPMovieLoadState>(MPMovieLoadStatePlayable | MPMovieLoadStatePlaythroughOK));
     }
 }
 
@@ -66,13 +61,9 @@ void QMSimulatedMoviePlayer::seek(int64_t millis) {
     player_->setPlaybackState(before);
 }
 
-void QMSimulatedMoviePlayer::stall() {
-    player_->setLoadState(MPMovieLoadStateStalled);
-}
+void QMSimulatedMoviePlayer::stall() { player_->setLoadState(MPMovieLoadStateStalled); }
 
-void QMSimulatedMoviePlayer::recover() {
-    player_->setLoadState(MPMovieLoadStatePlayable);
-}
+void QMSimulatedMoviePlayer::recover() { player_->setLoadState(MPMovieLoadStatePlayable); }
 
 void QMSimulatedMoviePlayer::variantChanged() {
     if (isReady()) {

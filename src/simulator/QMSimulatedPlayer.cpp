@@ -2,7 +2,8 @@
 
 #include <algorithm>
 
-QMSimulatedPlayer::QMSimulatedPlayer(std::shared_ptr<QMScenario> scenario, std::shared_ptr<QMSimulatedStream> stream)
+QMSimulatedPlayer::QMSimulatedPlayer(std::shared_ptr<QMScenario> scenario,
+                                     std::shared_ptr<QMSimulatedStream> stream)
     : scenario_(std::move(scenario)), stream_(std::move(stream)) {}
 
 QMSimulatedPlayer::~QMSimulatedPlayer() = default;

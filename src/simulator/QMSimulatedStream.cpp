@@ -60,9 +60,7 @@ CGSize QMSimulatedStream::presentationSize() const {
     return scenario_->size();
 }
 
-void QMSimulatedStream::markReady() {
-    readyMicros_ = QMClock::currentTimeMicros();
-}
+void QMSimulatedStream::markReady() { readyMicros_ = QMClock::currentTimeMicros(); }
 
 void QMSimulatedStream::openEvent(double position) {
     const bool first = eventCount_ == 0;
@@ -95,9 +93,7 @@ void QMSimulatedStream::addWatched(double mediaSeconds) {
     }
 }
 
-void QMSimulatedStream::countStall() {
-    ++event_.numberOfStalls;
-}
+void QMSimulatedStream::countStall() { ++event_.numberOfStalls; }
 
 QMSimulatedStream::Figures QMSimulatedStream::figures() const {
     Figures figures = event_;
@@ -108,9 +104,10 @@ QMSimulatedStream::Figures QMSimulatedStream::figures() const {
     figures.segmentsDownloadedDuration = static_cast<double>(figures.numberOfSegmentsDownloaded) * segment;
     const double bitrate = std::max(figures.indicatedBitrate, 0.0);
     figures.numberOfBytesTransferred = std::llround(bitrate / 8.0 * figures.segmentsDownloadedDuration);
-    figures.transferDuration = figures.observedBitrate > 0.0
-                                   ? static_cast<double>(figures.numberOfBytesTransferred) * 8.0 / figures.observedBitrate
-                                   : 0.0;
+    figures.transferDuration =
+        figures.observedBitrate > 0.0
+            ? static_cast<double>(figures.numberOfBytesTransferred) * 8.0 / figures.observedBitrate
+            : 0.0;
     return figures;
 }
 
@@ -155,9 +152,10 @@ std::optional<std::string> QMSimulatedStream::variantURI() const {
     // A sibling of the master playlist: .../master.m3u8 -> .../<bitrate>/index.m3u8
     const auto scheme = url.find("://");
     const auto slash = url.rfind('/');
-    const std::string base = (slash == std::string::npos || (scheme != std::string::npos && slash < scheme + 3))
-                                 ? url
-                                 : url.substr(0, slash);
+    const std::string base =
+        (slash == std::string::npos || (scheme != std::string::npos && slash < scheme + 3))
+            ? url
+            : url.substr(0, slash);
     return base + "/" + std::to_string(variant_->bitrate) + "/index.m3u8";
 }
 

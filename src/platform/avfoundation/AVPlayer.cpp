@@ -48,9 +48,7 @@ void AVPlayer::setRate(float rate) {
     });
 }
 
-void AVPlayer::setStatus(AVPlayerStatus status) {
-    QMSetObservedValue(*this, "status", status_, status);
-}
+void AVPlayer::setStatus(AVPlayerStatus status) { QMSetObservedValue(*this, "status", status_, status); }
 
 void AVPlayer::setError(std::shared_ptr<QMError> error) {
     QMSetObservedValue(*this, "error", error_, std::move(error));
@@ -58,14 +56,15 @@ void AVPlayer::setError(std::shared_ptr<QMError> error) {
 
 void AVPlayer::replaceCurrentItemWithPlayerItem(std::shared_ptr<AVPlayerItem> item) {
     // The item left behind stops moving; the new one moves at the player's rate.
-    QMSetObservedValue(*this, "currentItem", currentItem_, item, std::equal_to<std::shared_ptr<AVPlayerItem>>{}, [&] {
-        if (currentItem_) {
-            currentItem_->setPlayerRate(0.0f);
-        }
-        if (item) {
-            item->setPlayerRate(rate_);
-        }
-    });
+    QMSetObservedValue(*this, "currentItem", currentItem_, item,
+                       std::equal_to<std::shared_ptr<AVPlayerItem>>{}, [&] {
+                           if (currentItem_) {
+                               currentItem_->setPlayerRate(0.0f);
+                           }
+                           if (item) {
+                               item->setPlayerRate(rate_);
+                           }
+                       });
 }
 
 void AVPlayer::seekToTime(CMTime time) {
@@ -74,9 +73,7 @@ void AVPlayer::seekToTime(CMTime time) {
     }
 }
 
-CMTime AVPlayer::currentTime() const {
-    return currentItem_ ? currentItem_->currentTime() : kCMTimeZero;
-}
+CMTime AVPlayer::currentTime() const { return currentItem_ ? currentItem_->currentTime() : kCMTimeZero; }
 
 std::shared_ptr<QMObject> AVPlayer::addPeriodicTimeObserverForInterval(CMTime interval,
                                                                        std::shared_ptr<QMRunLoop> queue,

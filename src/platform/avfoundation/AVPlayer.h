@@ -54,8 +54,9 @@ public:
     // time), which keeps the ticks on a steady grid; observers compare positions themselves. The
     // block and what it captures are held until removal (or until the player goes away). A
     // non-positive or non-numeric interval throws QMInvalidArgumentException.
-    std::shared_ptr<QMObject> addPeriodicTimeObserverForInterval(CMTime interval, std::shared_ptr<QMRunLoop> queue,
-                                                                  TimeObserverBlock usingBlock);
+    std::shared_ptr<QMObject> addPeriodicTimeObserverForInterval(CMTime interval,
+                                                                 std::shared_ptr<QMRunLoop> queue,
+                                                                 TimeObserverBlock usingBlock);
     // Stops and releases the observer. A token that this player did not hand out throws
     // QMInvalidArgumentException; nothing (nullptr) does nothing.
     void removeTimeObserver(const std::shared_ptr<QMObject>& observer);

@@ -37,7 +37,8 @@ std::shared_ptr<AVPlayerItem> AVPlayerItem::playerItemWithAsset(std::shared_ptr<
 }
 
 void AVPlayerItem::setStatus(AVPlayerItemStatus status) {
-    QMSetObservedValue(*this, "status", status_, status, std::equal_to<AVPlayerItemStatus>{}, [this] { reanchor(); });
+    QMSetObservedValue(*this, "status", status_, status, std::equal_to<AVPlayerItemStatus>{},
+                       [this] { reanchor(); });
 }
 
 void AVPlayerItem::setError(std::shared_ptr<QMError> error) {
@@ -74,8 +75,8 @@ void AVPlayerItem::setPresentationSize(CGSize presentationSize) {
 }
 
 void AVPlayerItem::setPlaybackBufferEmpty(bool playbackBufferEmpty) {
-    QMSetObservedValue(*this, "playbackBufferEmpty", playbackBufferEmpty_, playbackBufferEmpty, std::equal_to<bool>{},
-                       [this] { reanchor(); });
+    QMSetObservedValue(*this, "playbackBufferEmpty", playbackBufferEmpty_, playbackBufferEmpty,
+                       std::equal_to<bool>{}, [this] { reanchor(); });
 }
 
 void AVPlayerItem::setPlaybackLikelyToKeepUp(bool playbackLikelyToKeepUp) {
@@ -86,13 +87,9 @@ void AVPlayerItem::setPlaybackBufferFull(bool playbackBufferFull) {
     QMSetObservedValue(*this, "playbackBufferFull", playbackBufferFull_, playbackBufferFull);
 }
 
-std::shared_ptr<AVPlayerItemAccessLog> AVPlayerItem::accessLog() const {
-    return accessLog_;
-}
+std::shared_ptr<AVPlayerItemAccessLog> AVPlayerItem::accessLog() const { return accessLog_; }
 
-std::shared_ptr<AVPlayerItemErrorLog> AVPlayerItem::errorLog() const {
-    return errorLog_;
-}
+std::shared_ptr<AVPlayerItemErrorLog> AVPlayerItem::errorLog() const { return errorLog_; }
 
 void AVPlayerItem::addAccessLogEvent(std::shared_ptr<AVPlayerItemAccessLogEvent> event) {
     if (!accessLog_) {
@@ -110,13 +107,9 @@ void AVPlayerItem::addErrorLogEvent(std::shared_ptr<AVPlayerItemErrorLogEvent> e
     post(AVPlayerItemNewErrorLogEntryNotification);
 }
 
-void AVPlayerItem::postDidPlayToEndTime() {
-    post(AVPlayerItemDidPlayToEndTimeNotification);
-}
+void AVPlayerItem::postDidPlayToEndTime() { post(AVPlayerItemDidPlayToEndTimeNotification); }
 
-void AVPlayerItem::postPlaybackStalled() {
-    post(AVPlayerItemPlaybackStalledNotification);
-}
+void AVPlayerItem::postPlaybackStalled() { post(AVPlayerItemPlaybackStalledNotification); }
 
 void AVPlayerItem::postFailedToPlayToEndTime(const std::shared_ptr<QMError>& error) {
     QMUserInfo userInfo;

@@ -1,6 +1,6 @@
 #pragma once
-#include "platform/avfoundation/QMMediaLog.h"
 #include "platform/avfoundation/AVPlayerItemAccessLogEvent.h"
+#include "platform/avfoundation/QMMediaLog.h"
 
 // The access log of a player item: one event per stretch of playback on one variant.
 class VEYRAKIT_EXPORT AVPlayerItemAccessLog : public QMMediaLog<AVPlayerItemAccessLogEvent> {

@@ -1,6 +1,6 @@
 #pragma once
-#include "platform/avfoundation/QMMediaLog.h"
 #include "platform/avfoundation/AVPlayerItemErrorLogEvent.h"
+#include "platform/avfoundation/QMMediaLog.h"
 
 // The error log of a player item.
 class VEYRAKIT_EXPORT AVPlayerItemErrorLog : public QMMediaLog<AVPlayerItemErrorLogEvent> {

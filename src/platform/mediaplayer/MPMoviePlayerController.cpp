@@ -14,16 +14,19 @@ MPMoviePlayerController::MPMoviePlayerController(std::shared_ptr<QMURL> contentU
 MPMoviePlayerController::~MPMoviePlayerController() = default;
 
 template <typename T, typename Equal>
-void MPMoviePlayerController::change(const char* key, T& field, T value, const char* notification, Equal equal) {
+void MPMoviePlayerController::change(const char* key, T& field, T value, const char* notification,
+                                     Equal equal) {
     // Any property may change the playhead's speed (state, load state, rate, duration).
-    const bool changed = QMSetObservedValue(*this, key, field, std::move(value), equal, [this] { reanchor(); });
+    const bool changed =
+        QMSetObservedValue(*this, key, field, std::move(value), equal, [this] { reanchor(); });
     if (changed && notification) {
         QMNotificationCenter::defaultCenter()->postNotificationName(notification, shared_from_this());
     }
 }
 
 void MPMoviePlayerController::setContentURL(std::shared_ptr<QMURL> contentURL) {
-    change("contentURL", contentURL_, std::move(contentURL), MPMoviePlayerNowPlayingMovieDidChangeNotification);
+    change("contentURL", contentURL_, std::move(contentURL),
+           MPMoviePlayerNowPlayingMovieDidChangeNotification);
 }
 
 void MPMoviePlayerController::setPlaybackState(MPMoviePlaybackState playbackState) {
@@ -54,7 +57,8 @@ void MPMoviePlayerController::setCurrentPlaybackRate(float currentPlaybackRate) 
 }
 
 void MPMoviePlayerController::setNaturalSize(CGSize naturalSize) {
-    change("naturalSize", naturalSize_, naturalSize, MPMovieNaturalSizeAvailableNotification, CGSizeEqualToSize);
+    change("naturalSize", naturalSize_, naturalSize, MPMovieNaturalSizeAvailableNotification,
+           CGSizeEqualToSize);
 }
 
 void MPMoviePlayerController::setMovieMediaTypes(MPMovieMediaTypeMask movieMediaTypes) {
@@ -75,7 +79,8 @@ void MPMoviePlayerController::setAirPlayVideoActive(bool airPlayVideoActive) {
 }
 
 void MPMoviePlayerController::setReadyForDisplay(bool readyForDisplay) {
-    change("readyForDisplay", readyForDisplay_, readyForDisplay, MPMoviePlayerReadyForDisplayDidChangeNotification);
+    change("readyForDisplay", readyForDisplay_, readyForDisplay,
+           MPMoviePlayerReadyForDisplayDidChangeNotification);
 }
 
 void MPMoviePlayerController::setFullscreen(bool fullscreen, bool animated) {
@@ -83,11 +88,12 @@ void MPMoviePlayerController::setFullscreen(bool fullscreen, bool animated) {
         return;
     }
     auto center = QMNotificationCenter::defaultCenter();
-    center->postNotificationName(
-        fullscreen ? MPMoviePlayerWillEnterFullscreenNotification : MPMoviePlayerWillExitFullscreenNotification,
-        shared_from_this());
+    center->postNotificationName(fullscreen ? MPMoviePlayerWillEnterFullscreenNotification
+                                            : MPMoviePlayerWillExitFullscreenNotification,
+                                 shared_from_this());
     change("fullscreen", fullscreen_, fullscreen,
-           fullscreen ? MPMoviePlayerDidEnterFullscreenNotification : MPMoviePlayerDidExitFullscreenNotification);
+           fullscreen ? MPMoviePlayerDidEnterFullscreenNotification
+                      : MPMoviePlayerDidExitFullscreenNotification);
 }
 
 void MPMoviePlayerController::addAccessLogEvent(std::shared_ptr<MPMovieAccessLogEvent> event) {
@@ -104,7 +110,8 @@ void MPMoviePlayerController::addErrorLogEvent(std::shared_ptr<MPMovieErrorLogEv
     errorLog_->addEvent(std::move(event));
 }
 
-void MPMoviePlayerController::finishPlayback(MPMovieFinishReason reason, const std::shared_ptr<QMError>& error) {
+void MPMoviePlayerController::finishPlayback(MPMovieFinishReason reason,
+                                             const std::shared_ptr<QMError>& error) {
     QMUserInfo userInfo;
     userInfo[MPMoviePlayerPlaybackDidFinishReasonUserInfoKey] = static_cast<long>(reason);
     if (error) {

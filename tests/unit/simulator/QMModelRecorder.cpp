@@ -10,21 +10,32 @@
 namespace {
 
 const char* const playerKeys[] = {"rate", "status", "error", "currentItem"};
-const char* const itemKeys[] = {"status", "error", "duration", "presentationSize",
-                                "playbackBufferEmpty", "playbackLikelyToKeepUp", "playbackBufferFull"};
+const char* const itemKeys[] = {"status",
+                                "error",
+                                "duration",
+                                "presentationSize",
+                                "playbackBufferEmpty",
+                                "playbackLikelyToKeepUp",
+                                "playbackBufferFull"};
 const char* const itemNotifications[] = {
     AVPlayerItemDidPlayToEndTimeNotification,  AVPlayerItemFailedToPlayToEndTimeNotification,
     AVPlayerItemTimeJumpedNotification,        AVPlayerItemPlaybackStalledNotification,
     AVPlayerItemNewAccessLogEntryNotification, AVPlayerItemNewErrorLogEntryNotification};
-const char* const movieNotifications[] = {
-    MPMovieDurationAvailableNotification,           MPMovieMediaTypesAvailableNotification,
-    MPMovieNaturalSizeAvailableNotification,        MPMovieSourceTypeAvailableNotification,
-    MPMoviePlayerWillEnterFullscreenNotification,   MPMoviePlayerDidEnterFullscreenNotification,
-    MPMoviePlayerWillExitFullscreenNotification,    MPMoviePlayerDidExitFullscreenNotification,
-    MPMoviePlayerIsAirPlayVideoActiveDidChangeNotification, MPMoviePlayerLoadStateDidChangeNotification,
-    MPMoviePlayerNowPlayingMovieDidChangeNotification, MPMoviePlayerPlaybackDidFinishNotification,
-    MPMoviePlayerPlaybackStateDidChangeNotification, MPMoviePlayerScalingModeDidChangeNotification,
-    MPMoviePlayerReadyForDisplayDidChangeNotification};
+const char* const movieNotifications[] = {MPMovieDurationAvailableNotification,
+                                          MPMovieMediaTypesAvailableNotification,
+                                          MPMovieNaturalSizeAvailableNotification,
+                                          MPMovieSourceTypeAvailableNotification,
+                                          MPMoviePlayerWillEnterFullscreenNotification,
+                                          MPMoviePlayerDidEnterFullscreenNotification,
+                                          MPMoviePlayerWillExitFullscreenNotification,
+                                          MPMoviePlayerDidExitFullscreenNotification,
+                                          MPMoviePlayerIsAirPlayVideoActiveDidChangeNotification,
+                                          MPMoviePlayerLoadStateDidChangeNotification,
+                                          MPMoviePlayerNowPlayingMovieDidChangeNotification,
+                                          MPMoviePlayerPlaybackDidFinishNotification,
+                                          MPMoviePlayerPlaybackStateDidChangeNotification,
+                                          MPMoviePlayerScalingModeDidChangeNotification,
+                                          MPMoviePlayerReadyForDisplayDidChangeNotification};
 
 std::string number(double value) {
     char buffer[64];
@@ -50,7 +61,8 @@ std::string valueText(const std::any& value) {
     if (auto v = std::any_cast<MPMovieSourceType>(&value)) return std::to_string(*v);
     if (auto v = std::any_cast<MPMovieScalingMode>(&value)) return std::to_string(*v);
     if (auto v = std::any_cast<CGSize>(&value)) return number(v->width) + "x" + number(v->height);
-    if (auto v = std::any_cast<CMTime>(&value)) return CMTIME_IS_INDEFINITE(*v) ? "indefinite" : number(CMTimeGetSeconds(*v));
+    if (auto v = std::any_cast<CMTime>(&value))
+        return CMTIME_IS_INDEFINITE(*v) ? "indefinite" : number(CMTimeGetSeconds(*v));
     if (auto v = std::any_cast<std::shared_ptr<QMError>>(&value)) return errorText(*v);
     if (auto v = std::any_cast<std::shared_ptr<AVPlayerItem>>(&value)) return *v ? "item" : "(null)";
     if (auto v = std::any_cast<std::shared_ptr<QMURL>>(&value)) return *v ? (*v)->absoluteString() : "(null)";
@@ -64,11 +76,14 @@ std::string movieValue(const std::string& name, const MPMoviePlayerController& p
     if (name == MPMovieNaturalSizeAvailableNotification)
         return number(player.naturalSize().width) + "x" + number(player.naturalSize().height);
     if (name == MPMovieSourceTypeAvailableNotification) return std::to_string(player.movieSourceType());
-    if (name == MPMoviePlayerIsAirPlayVideoActiveDidChangeNotification) return player.isAirPlayVideoActive() ? "YES" : "NO";
+    if (name == MPMoviePlayerIsAirPlayVideoActiveDidChangeNotification)
+        return player.isAirPlayVideoActive() ? "YES" : "NO";
     if (name == MPMoviePlayerLoadStateDidChangeNotification) return std::to_string(player.loadState());
-    if (name == MPMoviePlayerPlaybackStateDidChangeNotification) return std::to_string(player.playbackState());
+    if (name == MPMoviePlayerPlaybackStateDidChangeNotification)
+        return std::to_string(player.playbackState());
     if (name == MPMoviePlayerScalingModeDidChangeNotification) return std::to_string(player.scalingMode());
-    if (name == MPMoviePlayerReadyForDisplayDidChangeNotification) return player.readyForDisplay() ? "YES" : "NO";
+    if (name == MPMoviePlayerReadyForDisplayDidChangeNotification)
+        return player.readyForDisplay() ? "YES" : "NO";
     if (name == MPMoviePlayerPlaybackDidFinishNotification) return "";
     return player.isFullscreen() ? "fullscreen=YES" : "fullscreen=NO";
 }
@@ -77,9 +92,7 @@ std::string movieValue(const std::string& name, const MPMoviePlayerController& p
 
 QMModelRecorder::QMModelRecorder() : originMillis_(QMClock::currentTimeMillis()) {}
 
-QMModelRecorder::~QMModelRecorder() {
-    unwatch();
-}
+QMModelRecorder::~QMModelRecorder() { unwatch(); }
 
 void QMModelRecorder::watch(const std::shared_ptr<AVPlayer>& player) {
     player_ = player;
@@ -91,35 +104,39 @@ void QMModelRecorder::watch(const std::shared_ptr<AVPlayer>& player) {
         item_->addObserver(this, key, NSKeyValueObservingOptionNew, nullptr);
     }
     for (const char* name : itemNotifications) {
-        QMNotificationCenter::defaultCenter()->addObserver(this, name, item_.get(), [this](const QMNotification& note) {
-            std::string what = note.name();
-            const auto error = note.userInfo().find(AVPlayerItemFailedToPlayToEndTimeErrorKey);
-            if (error != note.userInfo().end()) {
-                what += " " + errorText(std::any_cast<std::shared_ptr<QMError>>(error->second));
-            }
-            record(what);
-        });
+        QMNotificationCenter::defaultCenter()->addObserver(
+            this, name, item_.get(), [this](const QMNotification& note) {
+                std::string what = note.name();
+                const auto error = note.userInfo().find(AVPlayerItemFailedToPlayToEndTimeErrorKey);
+                if (error != note.userInfo().end()) {
+                    what += " " + errorText(std::any_cast<std::shared_ptr<QMError>>(error->second));
+                }
+                record(what);
+            });
     }
 }
 
 void QMModelRecorder::watch(const std::shared_ptr<MPMoviePlayerController>& player) {
     moviePlayer_ = player;
     for (const char* name : movieNotifications) {
-        QMNotificationCenter::defaultCenter()->addObserver(this, name, player.get(), [this](const QMNotification& note) {
-            std::string what = note.name();
-            const std::string value = movieValue(note.name(), *moviePlayer_);
-            if (!value.empty()) {
-                what += " " + value;
-            }
-            const auto& info = note.userInfo();
-            if (auto reason = info.find(MPMoviePlayerPlaybackDidFinishReasonUserInfoKey); reason != info.end()) {
-                what += " reason=" + std::to_string(std::any_cast<long>(reason->second));
-            }
-            if (auto error = info.find(MPMoviePlayerPlaybackDidFinishErrorUserInfoKey); error != info.end()) {
-                what += " error=" + errorText(std::any_cast<std::shared_ptr<QMError>>(error->second));
-            }
-            record(what);
-        });
+        QMNotificationCenter::defaultCenter()->addObserver(
+            this, name, player.get(), [this](const QMNotification& note) {
+                std::string what = note.name();
+                const std::string value = movieValue(note.name(), *moviePlayer_);
+                if (!value.empty()) {
+                    what += " " + value;
+                }
+                const auto& info = note.userInfo();
+                if (auto reason = info.find(MPMoviePlayerPlaybackDidFinishReasonUserInfoKey);
+                    reason != info.end()) {
+                    what += " reason=" + std::to_string(std::any_cast<long>(reason->second));
+                }
+                if (auto error = info.find(MPMoviePlayerPlaybackDidFinishErrorUserInfoKey);
+                    error != info.end()) {
+                    what += " error=" + errorText(std::any_cast<std::shared_ptr<QMError>>(error->second));
+                }
+                record(what);
+            });
     }
 }
 

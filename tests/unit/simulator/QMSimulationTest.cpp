@@ -2,7 +2,8 @@
 
 #include "simulator/QMScenarioParser.h"
 
-void QMSimulationTest::play(const std::string& text, int64_t forMillis, std::shared_ptr<QMSimulatorHost> host) {
+void QMSimulationTest::play(const std::string& text, int64_t forMillis,
+                            std::shared_ptr<QMSimulatorHost> host) {
     simulator = QMPlayerSimulator::simulatorWithScenario(QMScenarioParser::parse(text), std::move(host));
     recorder = std::make_shared<QMModelRecorder>();
     if (simulator->player()) {

@@ -8,8 +8,8 @@
 #include "platform/QMClock.h"
 #include "platform/QMException.h"
 #include "platform/QMNotificationCenter.h"
-#include "platform/avfoundation/AVURLAsset.h"
 #include "platform/avfoundation/AVPlayerItemNotifications.h"
+#include "platform/avfoundation/AVURLAsset.h"
 
 namespace {
 
@@ -50,17 +50,17 @@ TEST_F(AVPlayerSimulation, JoinSwitchStallSeekAndEndInPlatformOrder) {
     // What observers read at the moment of two notifications.
     std::vector<double> seen;
     auto center = QMNotificationCenter::defaultCenter();
-    play(vodHeader +
-             "at 0 play\nat 1.5 ready\nat 4 bitrate 1500000\nat 6 stall 1\nat 8 seek 15\n",
-         0);
+    play(vodHeader + "at 0 play\nat 1.5 ready\nat 4 bitrate 1500000\nat 6 stall 1\nat 8 seek 15\n", 0);
     auto item = simulator->playerItem();
-    center->addObserver(this, AVPlayerItemPlaybackStalledNotification, item.get(), [&](const QMNotification&) {
-        seen.push_back(static_cast<double>(item->accessLog()->events().back()->numberOfStalls()));
-    });
-    center->addObserver(this, AVPlayerItemDidPlayToEndTimeNotification, item.get(), [&](const QMNotification&) {
-        seen.push_back(simulator->player()->rate());
-        seen.push_back(CMTimeGetSeconds(item->currentTime()));
-    });
+    center->addObserver(
+        this, AVPlayerItemPlaybackStalledNotification, item.get(), [&](const QMNotification&) {
+            seen.push_back(static_cast<double>(item->accessLog()->events().back()->numberOfStalls()));
+        });
+    center->addObserver(this, AVPlayerItemDidPlayToEndTimeNotification, item.get(),
+                        [&](const QMNotification&) {
+                            seen.push_back(simulator->player()->rate());
+                            seen.push_back(CMTimeGetSeconds(item->currentTime()));
+                        });
     runFor(30'000);
     center->removeObserver(this);
 
@@ -129,11 +129,13 @@ TEST_F(AVPlayerSimulation, ServerErrorsThenItemFailureAfterPlaybackStarted) {
     EXPECT_EQ(recorder->linesStartingWith("item.error"),
               (Lines{"5000 item.error AVFoundationErrorDomain/-11819/Media services were reset"}));
     const Lines& all = recorder->lines();
-    EXPECT_EQ(Lines(all.end() - 4, all.end()),
-              (Lines{"5000 item.error AVFoundationErrorDomain/-11819/Media services were reset", "5000 item.status 2",
-                     "5000 AVPlayerItemFailedToPlayToEndTimeNotification AVFoundationErrorDomain/-11819/Media "
-                     "services were reset",
-                     "5000 player.rate 0"}));
+    EXPECT_EQ(
+        Lines(all.end() - 4, all.end()),
+        (Lines{"5000 item.error AVFoundationErrorDomain/-11819/Media services were reset",
+               "5000 item.status 2",
+               "5000 AVPlayerItemFailedToPlayToEndTimeNotification AVFoundationErrorDomain/-11819/Media "
+               "services were reset",
+               "5000 player.rate 0"}));
     EXPECT_EQ(calls, (Lines{"6000 startAds", "6000 scenarioDidFinish"}));
 
     const auto& event = *simulator->playerItem()->errorLog()->events().at(0);
@@ -156,9 +158,10 @@ TEST_F(AVPlayerSimulation, FailuresBeforePlaybackPostNoEndNotificationAndLeaveNo
     EXPECT_EQ(simulator->playerItem()->accessLog(), nullptr);
     EXPECT_EQ(simulator->playerItem()->errorLog(), nullptr);
 
-    play("asset other\nduration 5\nat 0.5 server-error 404\nat 1 fail player code=7 domain=D message=M\n", 5'000);
-    EXPECT_EQ(recorder->lines(), (Lines{"500 AVPlayerItemNewErrorLogEntryNotification", "1000 player.error D/7/M",
-                                        "1000 player.status 2"}));
+    play("asset other\nduration 5\nat 0.5 server-error 404\nat 1 fail player code=7 domain=D message=M\n",
+         5'000);
+    EXPECT_EQ(recorder->lines(), (Lines{"500 AVPlayerItemNewErrorLogEntryNotification",
+                                        "1000 player.error D/7/M", "1000 player.status 2"}));
     const auto& event = *simulator->playerItem()->errorLog()->events().at(0);
     EXPECT_FALSE(event.URI().has_value());
     EXPECT_FALSE(event.serverAddress().has_value());
@@ -168,13 +171,16 @@ TEST_F(AVPlayerSimulation, FailuresBeforePlaybackPostNoEndNotificationAndLeaveNo
 
 TEST_F(AVPlayerSimulation, LiveStreamAnnouncesIndefiniteDurationAndFinishesAfterItsLastStep) {
     Lines calls;
-    play("url https://live.example.invalid/c/master.m3u8\nduration live\n"
-         "at 0 play\nat 1 ready\nat 10 fullscreen\nat 12 window\nat 14 fault-report E1 \"2.0\"\nat 15 stop-playback\n",
-         20'000, std::make_shared<RecordingHost>(calls));
+    play(
+        "url https://live.example.invalid/c/master.m3u8\nduration live\n"
+        "at 0 play\nat 1 ready\nat 10 fullscreen\nat 12 window\nat 14 fault-report E1 \"2.0\"\nat 15 "
+        "stop-playback\n",
+        20'000, std::make_shared<RecordingHost>(calls));
     EXPECT_EQ(recorder->linesStartingWith("item.duration"), (Lines{"1000 item.duration indefinite"}));
     EXPECT_TRUE(std::isnan(CMTimeGetSeconds(simulator->playerItem()->duration())));
-    EXPECT_EQ(calls, (Lines{"10000 sizeChangedToFullScreen", "12000 sizeChangedToWindow", "14000 viewerFaultReport E1 2.0",
-                            "15000 stopPlayback", "15000 scenarioDidFinish"}));
+    EXPECT_EQ(calls,
+              (Lines{"10000 sizeChangedToFullScreen", "12000 sizeChangedToWindow",
+                     "14000 viewerFaultReport E1 2.0", "15000 stopPlayback", "15000 scenarioDidFinish"}));
     // Live: still playing after the last step, and nothing ends it.
     EXPECT_TRUE(simulator->isFinished());
     EXPECT_FALSE(simulator->isPlaybackOver());
@@ -206,8 +212,9 @@ TEST_F(AVPlayerSimulation, AnObserverThatThrowsDoesNotStopTheScenario) {
     simulator->player()->addObserver(thrower.get(), "rate", NSKeyValueObservingOptionNew, nullptr);
     runFor(30'000);
     simulator->player()->removeObserver(thrower.get(), "rate");
-    EXPECT_EQ(console.lines(), (Lines{"QMPlayerSimulator: play (line 7) raised: observer failed",
-                                      "QMPlayerSimulator: end of the media (line 0) raised: observer failed"}));
+    EXPECT_EQ(console.lines(),
+              (Lines{"QMPlayerSimulator: play (line 7) raised: observer failed",
+                     "QMPlayerSimulator: end of the media (line 0) raised: observer failed"}));
     EXPECT_EQ(recorder->linesStartingWith("AVPlayerItemDidPlayToEndTimeNotification"),
               (Lines{"21000 AVPlayerItemDidPlayToEndTimeNotification"}));
     EXPECT_EQ(simulator->player()->rate(), 0.0f);

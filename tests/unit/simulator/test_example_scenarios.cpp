@@ -19,12 +19,13 @@ class ExampleScenarios : public QMVirtualTimeTest {};
 TEST_F(ExampleScenarios, EveryExampleParsesAndFinishes) {
     const std::pair<const char*, int64_t> expected[] = {
         // name, clock time at which it finishes (ms)
-        {"vod-default.scenario", 214'300},  {"live.scenario", 600'000},
+        {"vod-default.scenario", 214'300},     {"live.scenario", 600'000},
         {"fail-before-start.scenario", 1'500}, {"fail-after-start.scenario", 50'000},
         {"mpmovieplayer.scenario", 100'000},
     };
     for (const auto& [name, finishMillis] : expected) {
-        auto simulator = QMPlayerSimulator::simulatorWithScenario(QMScenarioParser::parseFile(scenarioPath(name)), nullptr);
+        auto simulator = QMPlayerSimulator::simulatorWithScenario(
+            QMScenarioParser::parseFile(scenarioPath(name)), nullptr);
         const int64_t start = now();
         simulator->start();
         runFor(finishMillis - 1);
@@ -36,8 +37,8 @@ TEST_F(ExampleScenarios, EveryExampleParsesAndFinishes) {
 }
 
 TEST_F(ExampleScenarios, DefaultScenarioPlaysTheWholeMediaOverSixVariantPeriods) {
-    auto simulator =
-        QMPlayerSimulator::simulatorWithScenario(QMScenarioParser::parseFile(scenarioPath("vod-default.scenario")), nullptr);
+    auto simulator = QMPlayerSimulator::simulatorWithScenario(
+        QMScenarioParser::parseFile(scenarioPath("vod-default.scenario")), nullptr);
     simulator->start();
     runFor(4 * 60 * 1000);
     auto item = simulator->playerItem();

@@ -23,8 +23,10 @@ class MoviePlayerSimulation : public QMSimulationTest {};
 }  // namespace
 
 TEST_F(MoviePlayerSimulation, SessionNotificationsInPlatformOrderWithLogs) {
-    play(movieHeader + "at 0 play\nat 1 ready\nat 2 bitrate 1500000\nat 3 stall 1\nat 5 seek 2\n"
-         "at 6 fullscreen\nat 6 airplay on\nat 6 scaling fill\nat 7 server-error 503\nat 7.5 buffer-full\n",
+    play(movieHeader +
+             "at 0 play\nat 1 ready\nat 2 bitrate 1500000\nat 3 stall 1\nat 5 seek 2\n"
+             "at 6 fullscreen\nat 6 airplay on\nat 6 scaling fill\nat 7 server-error 503\nat 7.5 "
+             "buffer-full\n",
          20'000);
     EXPECT_EQ(recorder->lines(), (Lines{"0 MPMoviePlayerPlaybackStateDidChangeNotification 1",
                                         "0 MPMoviePlayerLoadStateDidChangeNotification 4",
@@ -67,9 +69,12 @@ TEST_F(MoviePlayerSimulation, SessionNotificationsInPlatformOrderWithLogs) {
 }
 
 TEST_F(MoviePlayerSimulation, FailureAndUserExitCarryTheirFinishReasons) {
-    play(movieHeader + "at 0 ready\nat 0 play\nat 2 fail code=-1100 domain=NSURLErrorDomain message=\"not found\"\n", 5'000);
+    play(movieHeader +
+             "at 0 ready\nat 0 play\nat 2 fail code=-1100 domain=NSURLErrorDomain message=\"not found\"\n",
+         5'000);
     EXPECT_EQ(recorder->linesStartingWith("MPMoviePlayerPlaybackDidFinishNotification"),
-              (Lines{"2000 MPMoviePlayerPlaybackDidFinishNotification reason=1 error=NSURLErrorDomain/-1100/not found"}));
+              (Lines{"2000 MPMoviePlayerPlaybackDidFinishNotification reason=1 "
+                     "error=NSURLErrorDomain/-1100/not found"}));
     EXPECT_EQ(recorder->lines().back(), "2000 MPMoviePlayerPlaybackStateDidChangeNotification 0");
     // Ready before play: no stalled load state on the way.
     EXPECT_EQ(recorder->linesStartingWith("MPMoviePlayerLoadStateDidChangeNotification"),
@@ -77,8 +82,9 @@ TEST_F(MoviePlayerSimulation, FailureAndUserExitCarryTheirFinishReasons) {
 
     play(movieHeader + "at 0 play\nat 1 ready\nat 3 pause\nat 4 stop\n", 5'000);
     const Lines& all = recorder->lines();
-    EXPECT_EQ(Lines(all.end() - 3, all.end()), (Lines{"3000 MPMoviePlayerPlaybackStateDidChangeNotification 2",
-                                                      "4000 MPMoviePlayerPlaybackDidFinishNotification reason=2",
-                                                      "4000 MPMoviePlayerPlaybackStateDidChangeNotification 0"}));
+    EXPECT_EQ(Lines(all.end() - 3, all.end()),
+              (Lines{"3000 MPMoviePlayerPlaybackStateDidChangeNotification 2",
+                     "4000 MPMoviePlayerPlaybackDidFinishNotification reason=2",
+                     "4000 MPMoviePlayerPlaybackStateDidChangeNotification 0"}));
     EXPECT_DOUBLE_EQ(simulator->position(), 2.0);
 }

@@ -103,8 +103,9 @@ TEST_F(PlayerModels, PeriodicTimeObserverTicksOnTheLoopUntilRemoved) {
     item->setStatus(AVPlayerItemStatusReadyToPlay);
     item->setPlaybackBufferEmpty(false);
     auto ticks = std::make_shared<std::vector<double>>();
-    auto token = player->addPeriodicTimeObserverForInterval(CMTimeMakeWithSeconds(0.25, 1000000000), nullptr,
-                                                            [ticks](CMTime time) { ticks->push_back(CMTimeGetSeconds(time)); });
+    auto token = player->addPeriodicTimeObserverForInterval(
+        CMTimeMakeWithSeconds(0.25, 1000000000), nullptr,
+        [ticks](CMTime time) { ticks->push_back(CMTimeGetSeconds(time)); });
     runFor(500);
     player->play();
     runFor(750);

@@ -27,14 +27,15 @@ std::string rejection(const std::string& text) {
 }  // namespace
 
 TEST(QMScenarioParser, ReadsHeaderStepsOptionsAndQuotedTexts) {
-    auto scenario = QMScenarioParser::parse(std::string(header) +
-                                            "# a comment line\n"
-                                            "at 0 play   # trailing comment\n"
-                                            "at 1.5 ready\n"
-                                            "at 0:10 bitrate 1500000 observed=2400000\n"
-                                            "at 0:20 server-error -12938 comment=\"HTTP 404: \\\"x\\\" # not a comment\"\n"
-                                            "at 0:30 fail player code=-1 message=\"it broke\"\n"
-                                            "at 0:31 fault-report E42 \"9.1 beta\"\n");
+    auto scenario = QMScenarioParser::parse(
+        std::string(header) +
+        "# a comment line\n"
+        "at 0 play   # trailing comment\n"
+        "at 1.5 ready\n"
+        "at 0:10 bitrate 1500000 observed=2400000\n"
+        "at 0:20 server-error -12938 comment=\"HTTP 404: \\\"x\\\" # not a comment\"\n"
+        "at 0:30 fail player code=-1 message=\"it broke\"\n"
+        "at 0:31 fault-report E42 \"9.1 beta\"\n");
     EXPECT_EQ(scenario->playerKind(), QMScenarioPlayerKind::AVPlayer);
     EXPECT_EQ(scenario->durationMillis(), 120000);
     ASSERT_EQ(scenario->variants().size(), 2u);
@@ -91,8 +92,10 @@ TEST(QMScenarioParser, MalformedScenariosNameTheLineAndTheFault) {
         {h + "colour red\n", "t.scenario:6: unknown directive 'colour'"},
         {h + "at 0 jump\n", "t.scenario:6: unknown action 'jump'"},
         {h + "at 1:75 play\n", "t.scenario:6: expected a time ([[h:]m:]s[.fff]), found '1:75'"},
-        {h + "at 10 play\nat 5 pause\n", "t.scenario:7: steps must be in time order: 0:05.000 comes after 0:10.000"},
-        {h + "at 0 ready\nat 1 bitrate 2000000\n", "t.scenario:7: bitrate 2000000 is not in the variant ladder"},
+        {h + "at 10 play\nat 5 pause\n",
+         "t.scenario:7: steps must be in time order: 0:05.000 comes after 0:10.000"},
+        {h + "at 0 ready\nat 1 bitrate 2000000\n",
+         "t.scenario:7: bitrate 2000000 is not in the variant ladder"},
         {h + "at 0 play now\n", "t.scenario:6: 'play' takes no arguments"},
         {h + "at 0 bitrate 800000 speed=2\n", "t.scenario:6: 'bitrate' has no option 'speed'"},
         {h + "at 0 server-error 404 comment=\"open\n", "t.scenario:6: unterminated quote"},
@@ -111,7 +114,8 @@ TEST(QMScenarioParser, MalformedScenariosNameTheLineAndTheFault) {
         {"url https://a.invalid/x.mp4\n\nat 0 play\n",
          "t.scenario:3: the header has no 'duration' (seconds, m:ss, or live)"},
         {"duration live\n", "t.scenario:1: the header has no 'url'"},
-        {"player mpmovieplayer\nasset other\nduration 5\n", "t.scenario:3: 'asset other' is only for an avplayer scenario"},
+        {"player mpmovieplayer\nasset other\nduration 5\n",
+         "t.scenario:3: 'asset other' is only for an avplayer scenario"},
         {"url notaurl\n", "t.scenario:1: 'notaurl' is not a URL"},
         {"variant 0\n", "t.scenario:1: a bitrate must be more than zero"},
         {"variant 800 640by360\n", "t.scenario:1: expected a resolution such as 1280x720, found '640by360'"},
