@@ -11,11 +11,11 @@
 #include "metrics/QMMetricManager.h"
 #include "platform/QMFormat.h"
 #include "reporting/QMReportType.h"
+#include "reporting/QMRestLoader.h"
 #include "veyrakit/VeyraKit.h"
 
 namespace {
 
-constexpr std::size_t kResponseBufferCapacity = 2048;
 constexpr int32_t kUnscheduledRetryBudget = 3;
 
 std::shared_ptr<QMVeyraPlugin> currentPlugin() {
@@ -176,11 +176,7 @@ void QMPeriodicalReporter::connection(QMURLConnection&,
 }
 
 void QMPeriodicalReporter::connection(QMURLConnection&, const std::string& didReceiveData) {
-    if (!connectionData_) {
-        connectionData_.emplace();
-        connectionData_->reserve(kResponseBufferCapacity);
-    }
-    connectionData_->append(didReceiveData);
+    QMRestLoader::appendResponseData(connectionData_, didReceiveData);
 }
 
 void QMPeriodicalReporter::connectionDidFinishLoading(QMURLConnection&) {

@@ -76,12 +76,16 @@ void QMRestLoader::connection(QMURLConnection&,
     }
 }
 
-void QMRestLoader::connection(QMURLConnection&, const std::string& didReceiveData) {
-    if (!connectionData_) {
-        connectionData_.emplace();
-        connectionData_->reserve(kResponseBufferCapacity);
+void QMRestLoader::appendResponseData(std::optional<std::string>& buffer, const std::string& data) {
+    if (!buffer) {
+        buffer.emplace();
+        buffer->reserve(kResponseBufferCapacity);
     }
-    connectionData_->append(didReceiveData);
+    buffer->append(data);
+}
+
+void QMRestLoader::connection(QMURLConnection&, const std::string& didReceiveData) {
+    appendResponseData(connectionData_, didReceiveData);
 }
 
 void QMRestLoader::connectionDidFinishLoading(QMURLConnection&) {

@@ -32,6 +32,9 @@ class VEYRAKIT_EXPORT QMRestLoader : public QMObject, public QMURLConnectionDele
     void loadWithData(const std::optional<QMJSON>& data, CompleteCallback onCompleteCallback,
                       FailedCallback onFailedCallback);
 
+    // Appends a response chunk, making the buffer (2048 bytes reserved) on the first one.
+    static void appendResponseData(std::optional<std::string>& buffer, const std::string& data);
+
     const std::string& cType() const { return cType_; }
     const std::shared_ptr<QMURL>& loadingUrl() const { return loadingUrl_; }
     const std::shared_ptr<QMURLRequest>& request() const { return request_; }
