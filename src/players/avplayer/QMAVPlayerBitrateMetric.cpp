@@ -1,0 +1,148 @@
+#include "players/avplayer/QMAVPlayerBitrateMetric.h"
+
+#include <climits>
+#include <cmath>
+
+#include "core/QMObjectRepository.h"
+#include "core/QMVeyraPlugin.h"
+#include "logging/QMLogger.h"
+#include "platform/avfoundation/AVPlayer.h"
+#include "platform/avfoundation/AVPlayerItemNotifications.h"
+#include "players/avplayer/QMAVPlayerVeyraPlugin.h"
+#include "reporting/QMOnDemandReporter.h"
+#include "reporting/QMPeriodicalReporter.h"
+#include "reporting/QMReportType.h"
+
+namespace {
+
+// Truncated toward zero; what 64 bits cannot hold becomes the lowest value, as the processor's
+// conversion gives it.
+int64_t truncatedBitrate(double bitrate) {
+    if (!std::isfinite(bitrate) || bitrate >= 9223372036854775808.0 || bitrate < -9223372036854775808.0) {
+        return INT64_MIN;
+    }
+    return static_cast<int64_t>(bitrate);
+}
+
+}  // namespace
+
+QMAVPlayerBitrateMetric::QMAVPlayerBitrateMetric() : plugin_(QMObjectRepository::getRepositoryInstance()->plugin()) {
+    auto avPlugin = std::dynamic_pointer_cast<QMAVPlayerVeyraPlugin>(plugin_);
+    player_ = avPlugin ? avPlugin->player() : nullptr;
+    if (plugin_) {
+        plugin_->addObserver(this, "sessionId", NSKeyValueObservingOptionNew, nullptr);
+    }
+    // Made before any shared owner exists, so the handler cannot hold the metric: it calls in
+    // through the registration, which the destructor removes.
+    QMNotificationCenter::defaultCenter()->addObserver(
+        this, AVPlayerItemNewAccessLogEntryNotification, nullptr,
+        [this](const QMNotification& notification) { onBitrateSwitch(notification); });
+}
+
+QMAVPlayerBitrateMetric::~QMAVPlayerBitrateMetric() {
+    QMNotificationCenter::defaultCenter()->removeObserver(this, AVPlayerItemNewAccessLogEntryNotification);
+    plugin_.reset();
+}
+
+void QMAVPlayerBitrateMetric::stopMetricCollection() {
+    QMStatelessMetric::stopMetricCollection();
+    if (!removeSessionId_) {
+        stopObservingSessionId();
+    }
+}
+
+bool QMAVPlayerBitrateMetric::canCollectMetric() {
+    return true;
+}
+
+std::optional<QMJSON> QMAVPlayerBitrateMetric::calculateMetric() {
+    setMetric(std::nullopt);
+    if (hasAccessLogEvents()) {
+        QMJSON values = QMJSON::object();
+        if (lastBitRate_ > 0) {
+            values[PROPERTY_BIT_RATE()] = lastBitRate_;
+            lastBitRate_ = currentBitRate_;
+        }
+        setMetric(std::move(values));
+    }
+    return metric();
+}
+
+void QMAVPlayerBitrateMetric::observeValueForKeyPath(const std::string& keyPath, QMObject*, const QMKeyValueChange&,
+                                                     void*) {
+    if (keyPath == "sessionId" && plugin_ && plugin_->sessionId()) {
+        stopObservingSessionId();
+        onReporterReady();
+    }
+}
+
+void QMAVPlayerBitrateMetric::onReporterReady() {
+    if (unsentAvailableBitratesReport_) {
+        sendAvailableBitratesReport(*unsentAvailableBitratesReport_);
+        unsentAvailableBitratesReport_.reset();
+    }
+}
+
+void QMAVPlayerBitrateMetric::onBitrateSwitch(const QMNotification&) {
+    mustSendPulseImmediately_ = true;
+    if (!hasAccessLogEvents()) {
+        return;
+    }
+    const int64_t bitrate = truncatedBitrate(player_->currentItem()->accessLog()->events().back()->indicatedBitrate());
+    if (currentBitRate_ == UNKNOWN_BITRATE) {
+        // The first entry only makes the bitrate known: no period has ended.
+        mustSendPulseImmediately_ = false;
+        currentBitRate_ = bitrate;
+        lastBitRate_ = bitrate;
+    } else if (bitrate != currentBitRate_) {
+        lastBitRate_ = currentBitRate_;
+        currentBitRate_ = bitrate;
+    }
+    if (!mustSendPulseImmediately_) {
+        return;
+    }
+    if (auto reporter = plugin_ ? plugin_->periodicalReporter() : nullptr) {
+        reporter->sendUnscheduledPeriodical(false);
+    }
+}
+
+void QMAVPlayerBitrateMetric::onAvailableBitratesReady(const QMJSON& bitrates) {
+    makeAvailableBitratesOnDemandRequest(bitrates);
+}
+
+void QMAVPlayerBitrateMetric::makeAvailableBitratesOnDemandRequest(const QMJSON& bitrates) {
+    QMJSON report{{"type", QMReportType::AVAILABLE_BITRATES()}, {PROPERTY_AVAILABLE_BITRATES(), bitrates}};
+    if (plugin_ && plugin_->sessionId()) {
+        sendAvailableBitratesReport(report);
+    } else {
+        unsentAvailableBitratesReport_ = std::move(report);
+    }
+}
+
+void QMAVPlayerBitrateMetric::pauseMetricCollection() {
+    isActive_ = false;
+}
+
+void QMAVPlayerBitrateMetric::resumeMetricCollection() {
+    isActive_ = true;
+}
+
+bool QMAVPlayerBitrateMetric::hasAccessLogEvents() const {
+    const auto& item = player_ ? player_->currentItem() : nullptr;
+    const auto log = item ? item->accessLog() : nullptr;
+    return log && !log->events().empty();
+}
+
+void QMAVPlayerBitrateMetric::sendAvailableBitratesReport(const QMJSON& report) {
+    if (auto reporter = plugin_ ? plugin_->onDemandReporter() : nullptr) {
+        reporter->sendOnDemandReport(
+            report, [](const std::optional<QMJSON>&) { QMLogger::info("", "BR"); }, nullptr);
+    }
+}
+
+void QMAVPlayerBitrateMetric::stopObservingSessionId() {
+    removeSessionId_ = true;
+    if (plugin_) {
+        plugin_->removeObserver(this, "sessionId");
+    }
+}

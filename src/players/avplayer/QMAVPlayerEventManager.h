@@ -1,0 +1,9 @@
+#pragma once
+#include "events/QMEventManager.h"
+
+// The handlers of an AVPlayer plugin: the media error handler only. (The diagnostic reporter is
+// owned by the plugin, not handled here.)
+class VEYRAKIT_EXPORT QMAVPlayerEventManager : public QMEventManager {
+public:
+    QMAVPlayerEventManager();
+};

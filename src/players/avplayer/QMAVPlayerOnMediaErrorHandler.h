@@ -1,0 +1,45 @@
+#pragma once
+#include <memory>
+#include <string>
+
+#include "events/QMEventHandler.h"
+
+class AVPlayer;
+class QMVeyraPlugin;
+
+// Sends one PLAYBACK_ERROR report when the player fails and ends the session. Watches the
+// status of the item that is current when the handlers are attached; when the failure comes
+// before the session exists (no on-demand reporter yet), waits for the plugin's "sessionId".
+class VEYRAKIT_EXPORT QMAVPlayerOnMediaErrorHandler : public QMEventHandler {
+public:
+    // Takes the current plugin and its player from the repository.
+    QMAVPlayerOnMediaErrorHandler();
+    ~QMAVPlayerOnMediaErrorHandler() override;
+
+    // Observes the current item's "status".
+    void attachHandlers() override;
+    // Removes the "status" observation from the item that is current now.
+    void detachHandlers() override;
+
+    // "sessionId": report a held-back failure once the id is there. "status": the player's own
+    // status, then the current item's, are each checked for failure: both failed reports twice.
+    void observeValueForKeyPath(const std::string& keyPath, QMObject* object, const QMKeyValueChange& change,
+                                void* context) override;
+
+    // Logs "Media error"; reports now, or waits for the session id when there is no reporter.
+    void onMediaErrorEvent();
+    // Sends {"type": "E"} with no callbacks, then destroys the plugin.
+    void sendMediaErrorMessage();
+
+    std::shared_ptr<QMVeyraPlugin> plugin() const { return plugin_; }
+    std::shared_ptr<AVPlayer> player() const { return player_; }
+    bool registerSessionId() const { return registerSessionId_; }
+
+private:
+    void onFailure();
+    void stopObservingSessionId();
+
+    std::shared_ptr<QMVeyraPlugin> plugin_;
+    std::shared_ptr<AVPlayer> player_;
+    bool registerSessionId_ = false;
+};

@@ -1,0 +1,190 @@
+#include "players/avplayer/QMAVPlayerPlaybackMetric.h"
+
+#include <climits>
+#include <cmath>
+#include <exception>
+
+#include "core/QMObjectRepository.h"
+#include "core/QMVeyraPlugin.h"
+#include "logging/QMLogger.h"
+#include "platform/QMConsole.h"
+#include "platform/QMFormat.h"
+#include "platform/QMTimer.h"
+#include "platform/avfoundation/AVPlayer.h"
+#include "platform/avfoundation/AVPlayerItemNotifications.h"
+#include "players/avplayer/QMAVPlayerVeyraPlugin.h"
+#include "reporting/QMOnDemandReporter.h"
+#include "reporting/QMPeriodicalReporter.h"
+#include "reporting/QMReportType.h"
+
+namespace {
+
+// Truncated toward zero; what a 32-bit integer cannot hold (an indefinite duration's NaN, the
+// infinities, the too large) becomes the lowest value, as the processor's conversion gives it.
+int32_t wholeSeconds(double seconds) {
+    if (!std::isfinite(seconds) || seconds >= 2147483648.0 || seconds <= -2147483649.0) {
+        return INT32_MIN;
+    }
+    return static_cast<int32_t>(seconds);
+}
+
+}  // namespace
+
+QMAVPlayerPlaybackMetric::QMAVPlayerPlaybackMetric() : plugin_(QMObjectRepository::getRepositoryInstance()->plugin()) {
+    auto avPlugin = std::dynamic_pointer_cast<QMAVPlayerVeyraPlugin>(plugin_);
+    player_ = avPlugin ? avPlugin->player() : nullptr;
+    if (const auto& item = player_ ? player_->currentItem() : nullptr) {
+        item->addObserver(this, "duration", NSKeyValueObservingOptionNew, nullptr);
+    }
+    if (plugin_) {
+        plugin_->addObserver(this, "sessionId", NSKeyValueObservingOptionNew, nullptr);
+    }
+}
+
+QMAVPlayerPlaybackMetric::~QMAVPlayerPlaybackMetric() {
+    plugin_.reset();
+}
+
+void QMAVPlayerPlaybackMetric::startMetricCollection() {
+    // The centre does not own its observers: the handler holds the metric only while it runs.
+    std::weak_ptr<QMAVPlayerPlaybackMetric> weakSelf = selfAs<QMAVPlayerPlaybackMetric>();
+    QMNotificationCenter::defaultCenter()->addObserver(
+        this, AVPlayerItemDidPlayToEndTimeNotification, player_ ? player_->currentItem().get() : nullptr,
+        [weakSelf](const QMNotification& notification) {
+            if (auto self = weakSelf.lock()) {
+                self->itemDidFinishPlaying(&notification);
+            }
+        });
+}
+
+void QMAVPlayerPlaybackMetric::stopMetricCollection() {
+    QMStatelessMetric::stopMetricCollection();
+    const auto& item = player_ ? player_->currentItem() : nullptr;
+    if (item) {
+        item->removeObserver(this, "duration");
+    }
+    QMNotificationCenter::defaultCenter()->removeObserver(this, AVPlayerItemDidPlayToEndTimeNotification, item.get());
+    if (!removeSessionId_) {
+        stopObservingSessionId();
+    }
+    if (timer_) {
+        timer_->invalidate();
+    }
+}
+
+bool QMAVPlayerPlaybackMetric::canCollectMetric() {
+    return true;
+}
+
+std::optional<QMJSON> QMAVPlayerPlaybackMetric::calculateMetric() {
+    const auto& item = player_ ? player_->currentItem() : nullptr;
+    const bool bufferEmpty = item && item->isPlaybackBufferEmpty();
+    const bool playing = player_ && player_->rate() > 0 && !player_->error() && !bufferEmpty;
+    QMJSON result = QMJSON::object();
+    result[PROPERTY_PLAYING()] = playing ? 1 : 0;
+    result[PROPERTY_ASSET_DURATION()] = QMFormat("%d", assetDuration_);
+    if (isPlaybackFinished_) {
+        result[PROPERTY_PLAYBACK_COMPLETED()] = true;
+    }
+    return result;
+}
+
+void QMAVPlayerPlaybackMetric::observeValueForKeyPath(const std::string& keyPath, QMObject*, const QMKeyValueChange&,
+                                                      void*) {
+    if (keyPath == "sessionId" && plugin_ && plugin_->sessionId()) {
+        stopObservingSessionId();
+        onReporterReady();
+    }
+    if (keyPath == "duration") {
+        onDurationChangeEvent();
+    }
+}
+
+void QMAVPlayerPlaybackMetric::onReporterReady() {
+    if (unsentDurationReport_) {
+        sendDurationReport(*unsentDurationReport_);
+        unsentDurationReport_.reset();
+    }
+}
+
+void QMAVPlayerPlaybackMetric::onDurationChangeEvent() {
+    if (durationIsCalculated_) {
+        return;
+    }
+    durationIsCalculated_ = true;
+    const auto& item = player_ ? player_->currentItem() : nullptr;
+    assetDuration_ = wholeSeconds(CMTimeGetSeconds(item ? item->duration() : kCMTimeZero));
+    QMJSON report{{"type", QMReportType::PLAYBACK_DURATION()}, {"duration", QMFormat("%d", assetDuration_)}};
+    if (plugin_ && plugin_->sessionId()) {
+        sendDurationReport(report);
+    } else {
+        unsentDurationReport_ = std::move(report);
+    }
+}
+
+void QMAVPlayerPlaybackMetric::itemDidFinishPlaying(const QMNotification*) {
+    isPlaybackFinished_ = true;
+    onPlaybackCompleted();
+}
+
+void QMAVPlayerPlaybackMetric::onPlaybackCompleted() {
+    if (unScheduledPeriodicalSent_ || !isActive_) {
+        return;
+    }
+    unScheduledPeriodicalSent_ = true;
+    QMLogger::info("playback completed. Last P", "T");
+    // The destroy that follows the last report releases this metric: stay alive to the end.
+    auto self = weak_from_this().lock();
+    if (auto reporter = plugin_ ? plugin_->periodicalReporter() : nullptr) {
+        reporter->sendUnscheduledPeriodical(true);
+    }
+}
+
+void QMAVPlayerPlaybackMetric::stopPlayback() {
+    isPlaybackFinished_ = true;
+    try {
+        onPlaybackCompleted();
+    } catch (const std::exception& e) {
+        QMConsoleLog("stop playback error : %@", std::string(e.what()));
+    }
+}
+
+void QMAVPlayerPlaybackMetric::pauseMetricCollection() {
+    isActive_ = false;
+}
+
+void QMAVPlayerPlaybackMetric::resumeMetricCollection() {
+    isActive_ = true;
+}
+
+void QMAVPlayerPlaybackMetric::itemDidFailedPlaying(const QMNotification*) {
+    QMLogger::info("itemDidFailedPlaying event fire.", "SV");
+    isPlaybackFinished_ = true;
+    onPlaybackCompleted();
+}
+
+void QMAVPlayerPlaybackMetric::monitorVideoPlayStatus() {
+    if (player_ && player_->rate() != 0 && !player_->error()) {
+        QMConsoleLog("player is playing");
+        return;
+    }
+    QMConsoleLog("player is NOT playing");
+    if (timer_) {
+        timer_->invalidate();
+    }
+    itemDidFinishPlaying(nullptr);
+}
+
+void QMAVPlayerPlaybackMetric::sendDurationReport(const QMJSON& report) {
+    if (auto reporter = plugin_ ? plugin_->onDemandReporter() : nullptr) {
+        reporter->sendOnDemandReport(
+            report, [](const std::optional<QMJSON>&) { QMLogger::info("", "DR"); }, nullptr);
+    }
+}
+
+void QMAVPlayerPlaybackMetric::stopObservingSessionId() {
+    removeSessionId_ = true;
+    if (plugin_) {
+        plugin_->removeObserver(this, "sessionId");
+    }
+}

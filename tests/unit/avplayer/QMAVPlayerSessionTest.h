@@ -1,0 +1,80 @@
+#pragma once
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/QMMonitoringSessions.h"
+#include "platform/QMNotificationCenter.h"
+#include "players/avplayer/QMAVPlayerVeyraPlugin.h"
+#include "players/avplayer/QMFacadeSimulatorHost.h"
+#include "simulator/QMPlayerSimulator.h"
+#include "simulator/QMScenarioParser.h"
+#include "unit/core/QMCoreTestSupport.h"
+
+// Sessions monitored through the facade: a simulated AVPlayer whose host steps reach the facade,
+// a server stub answering the session request after `initDelay` and every report with {}.
+class QMAVPlayerSessionTest : public QMCoreTest {
+protected:
+    void TearDown() override {
+        if (simulator) {
+            simulator->stop();
+        }
+        QMCoreTest::TearDown();
+    }
+
+    void answerSession(int64_t initDelay, const std::string& init = R"({"sessionId":"S-1","intervalSeconds":10000})") {
+        QMStubResponse session = QMStubResponse::json(init);
+        session.delayMillis = initDelay;
+        stubs().addStub(QMURLStubRegistry::urlEndsWith("/player/init"), session, 1);
+        answer("/player/report", "{}", 200, -1);
+    }
+    void monitor(const std::shared_ptr<AVPlayer>& player,
+                 const std::optional<QMCustomMetadataArray>& assetMetadata = std::nullopt,
+                 const std::optional<QMCustomMetadataArray>& viewerMetadata = std::nullopt) {
+        QMVeyraKit::pluginWithAVPlayer(player, "A-1", "https://collector.test", "C-1", std::nullopt, "Name", "V-1",
+                                       assetMetadata, viewerMetadata);
+    }
+    // Parses the scenario, lets the facade monitor its player, and starts it.
+    void simulate(const std::string& scenario, const std::optional<QMCustomMetadataArray>& assetMetadata = std::nullopt,
+                  const std::optional<QMCustomMetadataArray>& viewerMetadata = std::nullopt) {
+        simulator = QMPlayerSimulator::simulatorWithScenario(QMScenarioParser::parse(scenario),
+                                                             std::make_shared<QMFacadeSimulatorHost>());
+        monitor(simulator->player(), assetMetadata, viewerMetadata);
+        simulator->start();
+    }
+    // Reports posted so far, parsed.
+    std::vector<QMJSON> reports() {
+        std::vector<QMJSON> out;
+        for (const auto& body : bodies("/player/report")) {
+            out.push_back(QMJSON::parse(body));
+        }
+        return out;
+    }
+    static std::shared_ptr<QMAVPlayerVeyraPlugin> plugin() {
+        return std::dynamic_pointer_cast<QMAVPlayerVeyraPlugin>(
+            QMMonitoringSessions::currentAVPlayerMonitoringSession());
+    }
+    template <typename Metric>
+    static std::shared_ptr<Metric> metric(int key) {
+        auto manager = plugin() ? plugin()->metricManager() : nullptr;
+        return std::dynamic_pointer_cast<Metric>(manager ? manager->metricForKey(key) : nullptr);
+    }
+    long count(const std::string& line) const {
+        const auto lines = logs();
+        return std::count(lines.begin(), lines.end(), line);
+    }
+    // Nothing of the session is left observing or scheduled.
+    void expectNothingLeft(const std::shared_ptr<AVPlayer>& player) const {
+        EXPECT_EQ(player->observationCount(), 0u);
+        EXPECT_EQ(player->currentItem()->observationCount(), 0u);
+        EXPECT_EQ(player->timeObserverCount(), 0u);
+        EXPECT_EQ(plugin()->observationCount(), 0u);
+        EXPECT_EQ(QMNotificationCenter::defaultCenter()->observerCount(), 0u);
+        EXPECT_EQ(loop->timerCount(), 0u);
+    }
+
+    std::shared_ptr<QMPlayerSimulator> simulator;
+    // A player model driven by the test itself.
+    std::shared_ptr<AVPlayer> player = AVPlayer::playerWithURL(QMURL::URLWithString("https://cdn.example/v/index.m3u8"));
+};

@@ -1,0 +1,122 @@
+#include <gtest/gtest.h>
+
+#include "metrics/QMMetricManager.h"
+#include "platform/avfoundation/AVAsset.h"
+#include "players/avplayer/QMAVPlayerBitrateMetric.h"
+#include "players/avplayer/QMAVPlayerBufferingMetric.h"
+#include "players/avplayer/QMAVPlayerFullScreenMetric.h"
+#include "players/avplayer/QMAVPlayerOnMediaErrorHandler.h"
+#include "players/avplayer/QMAVPlayerPlaybackMetric.h"
+#include "players/avplayer/QMAVPlayerTimeUtilMetric.h"
+#include "players/avplayer/QMAVPlayerViewingTimeMetric.h"
+#include "unit/avplayer/QMAVPlayerSessionTest.h"
+
+namespace {
+
+using Values = std::vector<std::string>;
+
+std::string converted(const std::optional<QMCustomMetadataArray>& metadata) {
+    auto json = QMAVPlayerVeyraPlugin::convertMetadataKeyPairToSerializable(metadata);
+    return json ? QMJSONSerialization::dataWithJSONObject(*json) : "<nothing>";
+}
+
+std::shared_ptr<QMCustomMetadata> md(std::optional<std::string> key, std::optional<Values> values) {
+    return std::make_shared<QMCustomMetadata>(std::move(key), std::move(values));
+}
+
+class QMAVPlayerPluginTest : public QMAVPlayerSessionTest {
+protected:
+    void SetUp() override {
+        QMAVPlayerSessionTest::SetUp();
+        answerSession(0);
+        monitor(player);
+    }
+};
+
+}  // namespace
+
+TEST(QMAVPlayerPluginValues, StreamTypeIsAnchoredAtTheEndOfTheWholeURLAndIgnoresCase) {
+    auto type = [](const char* url) { return QMAVPlayerVeyraPlugin::extractStreamType(QMURL::URLWithString(url)); };
+    EXPECT_EQ(type("https://cdn.example/v/MOVIE.MP4"), "PDL");
+    EXPECT_EQ(type("https://cdn.example/v/index.m3u8"), "HLS");
+    EXPECT_EQ(type("https://cdn.example/v/index.m3u8?token=x"), "UNKNOWN");
+    EXPECT_EQ(type("https://cdn.example/v/manifest.mpd"), "MPEG_DASH");
+    EXPECT_EQ(QMAVPlayerVeyraPlugin::extractStreamType(nullptr), "UNKNOWN");
+}
+
+TEST(QMAVPlayerPluginValues, MetadataSkipsElementsWithoutKeyOrValuesAndIsNothingWhenEmpty) {
+    EXPECT_EQ(converted(QMCustomMetadataArray{md(std::nullopt, Values{"x"}), nullptr, md("genre", Values{"a", "b"}),
+                                              md("tags", std::nullopt), md("empty", Values{})}),
+              R"([{"key":"genre","values":["a","b"]},{"key":"empty","values":[]}])");
+    EXPECT_EQ(converted(QMCustomMetadataArray{md(std::nullopt, Values{"x"})}), "<nothing>");
+    EXPECT_EQ(converted(QMCustomMetadataArray{}), "<nothing>");
+    EXPECT_EQ(converted(std::nullopt), "<nothing>");
+}
+
+TEST_F(QMAVPlayerPluginTest, FacadeContainsCreationFailuresAndRefusesNoPlayer) {
+    auto notURL = AVPlayer::playerWithPlayerItem(AVPlayerItem::playerItemWithAsset(std::make_shared<AVAsset>()));
+    QMVeyraKit::pluginWithAVPlayer(notURL, "A-1", "C-1", std::nullopt, "Name", "V-1", std::nullopt, std::nullopt);
+    EXPECT_FALSE(QMMonitoringSessions::currentAVPlayerMonitoringSession());
+    EXPECT_EQ(logs().back(), "E SV can't create plugin.error:*** -[NSMutableString appendString:]: nil argument");
+
+    EXPECT_FALSE(QMAVPlayerVeyraPlugin::pluginWithParams(nullptr, "A-1", std::nullopt, "C-1", std::nullopt, "N",
+                                                         std::nullopt, std::nullopt, std::nullopt, std::nullopt));
+    EXPECT_EQ(logs().back(), "E T AVPlayer instance is null, the plugin will not initialized");
+}
+
+TEST_F(QMAVPlayerPluginTest, RateAboveZeroStartsAndOnlyAnEndAtRateZeroStops) {
+    auto session = plugin();
+    player->setRate(0.5f);
+    EXPECT_FALSE(session->stopped());
+    EXPECT_TRUE(session->WaitingForSessionInit());
+    ASSERT_TRUE(session->metricManager());
+    player->setRate(0.0f);
+    player->setRate(1.0f);
+    player->currentItem()->postDidPlayToEndTime();
+    EXPECT_FALSE(session->stopped());
+    player->setRate(0.0f);
+    player->currentItem()->postDidPlayToEndTime();
+    EXPECT_TRUE(session->stopped());
+}
+
+TEST_F(QMAVPlayerPluginTest, MetricsUnderTheirKeysAndAdsPauseBufferingViewingBitrateAndPlaybackOnly) {
+    QMVeyraKit::startAds();  // no metric manager yet: nothing happens
+    player->play();
+    auto keys = plugin()->metricManager()->metricsMap();
+    ASSERT_EQ(keys.size(), 6u);
+    auto buffering = metric<QMAVPlayerBufferingMetric>(0);
+    auto bitrate = metric<QMAVPlayerBitrateMetric>(1);
+    auto playback = metric<QMAVPlayerPlaybackMetric>(2);
+    auto viewing = metric<QMAVPlayerViewingTimeMetric>(3);
+    auto fullScreen = metric<QMAVPlayerFullScreenMetric>(4);
+    ASSERT_TRUE(buffering && bitrate && playback && viewing && fullScreen && metric<QMAVPlayerTimeUtilMetric>(5));
+    QMVeyraKit::startAds();
+    EXPECT_FALSE(buffering->isActive() || bitrate->isActive() || playback->isActive() || viewing->isActive());
+    QMVeyraKit::sizeChangedToFullScreen();
+    EXPECT_TRUE(fullScreen->isFullScreen());
+    QMVeyraKit::stopAds();
+    EXPECT_TRUE(buffering->isActive() && bitrate->isActive() && playback->isActive() && viewing->isActive());
+    QMVeyraKit::sizeChangedToWindow();
+    EXPECT_FALSE(fullScreen->isFullScreen());
+}
+
+TEST_F(QMAVPlayerPluginTest, DestroyNotificationDisposesOnceAndLeavesNothingObserving) {
+    player->play();
+    runFor(1'000);
+    std::weak_ptr<QMMetricManager> metrics = plugin()->metricManager();
+    std::weak_ptr<QMEventManager> events = plugin()->eventManager();
+    std::weak_ptr<QMEventHandler> handler = events.lock()->handlers().at(0);
+    ASSERT_TRUE(std::dynamic_pointer_cast<QMAVPlayerOnMediaErrorHandler>(handler.lock()));
+
+    QMNotificationCenter::defaultCenter()->postNotificationName("destroy", nullptr);
+    plugin()->dispose();
+    plugin()->destroy();
+    EXPECT_TRUE(plugin()->disposed() && plugin()->destroyed());
+    EXPECT_EQ(count("I SV Disposing avplayerveyraplugin"), 1);
+    EXPECT_EQ(count("I T Disposing all parts"), 1);
+    EXPECT_TRUE(metrics.expired() && events.expired() && handler.expired());
+    expectNothingLeft(player);
+    player->setRate(0.0f);
+    player->play();  // no longer observed: no revival
+    EXPECT_FALSE(plugin()->metricManager());
+}
