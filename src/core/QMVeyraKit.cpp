@@ -6,6 +6,7 @@
 #include "core/QMVeyraPlugin.h"
 #include "logging/QMLogger.h"
 #include "platform/QMFormat.h"
+#include "players/avplayer/QMAVPlayerVeyraPlugin.h"
 
 void QMVeyraKit::pluginWithAVPlayer(const std::shared_ptr<AVPlayer>& player, const std::optional<std::string>& assetId,
                                     const std::optional<std::string>& qmrCID,
@@ -39,6 +40,9 @@ void QMVeyraKit::pluginWithAVPlayer(const std::shared_ptr<AVPlayer>& player, con
         if (const auto& create = QMMonitoringSessions::avPlayerPluginCreator()) {
             plugin = create(player, assetId, serverHost, qmrCID, assetType, assetName, viewerId, assetMetadata,
                             viewerMetadata, pluginMetadata);
+        } else {
+            plugin = QMAVPlayerVeyraPlugin::pluginWithParams(player, assetId, serverHost, qmrCID, assetType, assetName,
+                                                             viewerId, assetMetadata, viewerMetadata, pluginMetadata);
         }
     } catch (const std::exception& e) {
         // The host never sees the failure: the session simply does not exist.
