@@ -1,15 +1,6 @@
 #include "players/avplayer/QMAVPlayerFullScreenMetric.h"
 
-#include <cmath>
-
-#include "core/QMObjectRepository.h"
 #include "platform/QMFormat.h"
-#include "platform/avfoundation/AVPlayer.h"
-#include "players/avplayer/QMAVPlayerVeyraPlugin.h"
-
-namespace {
-const char* const kItemKeyPaths[] = {"playbackBufferEmpty", "playbackLikelyToKeepUp", "playbackBufferFull"};
-}  // namespace
 
 const std::string& QMAVPlayerFullScreenMetric::STATE_FULL_SCREEN() {
     static const std::string name = "fullScreenAndPlaying";
@@ -21,64 +12,19 @@ const std::string& QMAVPlayerFullScreenMetric::STATE_CURRENT_INTERVAL_FULL_SCREE
     return name;
 }
 
-QMAVPlayerFullScreenMetric::QMAVPlayerFullScreenMetric() {
-    auto plugin = std::dynamic_pointer_cast<QMAVPlayerVeyraPlugin>(QMObjectRepository::getRepositoryInstance()->plugin());
-    player_ = plugin ? plugin->player() : nullptr;
-}
-
 void QMAVPlayerFullScreenMetric::startMetricCollection() {
-    if (!player_) {
-        return;
-    }
-    if (const auto& item = player_->currentItem()) {
-        for (const char* keyPath : kItemKeyPaths) {
-            item->addObserver(this, keyPath, NSKeyValueObservingOptionNew, nullptr);
-        }
-    }
-    player_->addObserver(this, "rate", NSKeyValueObservingOptionNew, &kRateDidChangeKVO);
-    const auto& item = player_->currentItem();
-    if (item && item->isPlaybackBufferEmpty()) {
-        handleBuffering();
-    }
-    if (player_->rate() > 0.0f) {
-        handleUnpause();
-    }
+    observePlayer();
+    takePlayerCondition();
 }
 
 void QMAVPlayerFullScreenMetric::stopMetricCollection() {
-    QMStatefulMetric::stopMetricCollection();
-    if (!player_) {
-        return;
-    }
-    if (const auto& item = player_->currentItem()) {
-        for (const char* keyPath : kItemKeyPaths) {
-            item->removeObserver(this, keyPath);
-        }
-    }
-    player_->removeObserver(this, "rate", &kRateDidChangeKVO);
+    QMAVPlayerPlayingStateMetric::stopMetricCollection();
+    stopObservingPlayer();
 }
 
 void QMAVPlayerFullScreenMetric::observeValueForKeyPath(const std::string& keyPath, QMObject* object,
                                                         const QMKeyValueChange& change, void* context) {
-    const auto& item = player_ ? player_->currentItem() : nullptr;
-    const bool fromItem = item && object == item.get();
-    if (fromItem && keyPath == "playbackBufferEmpty") {
-        if (item->isPlaybackBufferEmpty()) {
-            handleBuffering();
-        }
-    } else if (fromItem && (keyPath == "playbackLikelyToKeepUp" || keyPath == "playbackBufferFull")) {
-        if (item->isPlaybackLikelyToKeepUp() || item->isPlaybackBufferFull()) {
-            handlePlayback();
-        }
-    }
-    if (context == &kRateDidChangeKVO) {
-        // A NaN rate counts as playing: it is not equal to zero.
-        if (player_->rate() != 0.0f) {
-            handleUnpause();
-        } else {
-            handlePause();
-        }
-    }
+    dispatchPlayerChange(keyPath, object, context);
 }
 
 void QMAVPlayerFullScreenMetric::handleUnpause() {
@@ -133,7 +79,7 @@ std::optional<QMJSON> QMAVPlayerFullScreenMetric::calculateMetric() {
 }
 
 void QMAVPlayerFullScreenMetric::afterMetricCollected() {
-    QMStatefulMetric::afterMetricCollected();
+    QMAVPlayerPlayingStateMetric::afterMetricCollected();
     if (loadState(STATE_CURRENT_INTERVAL_FULL_SCREEN())) {
         clearHistory(STATE_CURRENT_INTERVAL_FULL_SCREEN());
     }

@@ -1,23 +1,20 @@
 #pragma once
-#include <memory>
 #include <optional>
 #include <string>
 
-#include "metrics/QMStatefulMetric.h"
 #include "platform/QMJSON.h"
-
-class AVPlayer;
+#include "players/avplayer/QMAVPlayerPlayingStateMetric.h"
 
 // Time watched in full screen: the time during which the player plays, does not buffer and its
 // view is full screen. An AVPlayer knows nothing of its view's size, so the host reports size
 // changes through the plugin (onSizeChanged). Advertisements do not pause this metric.
-class VEYRAKIT_EXPORT QMAVPlayerFullScreenMetric : public QMStatefulMetric {
+class VEYRAKIT_EXPORT QMAVPlayerFullScreenMetric : public QMAVPlayerPlayingStateMetric {
 public:
     static const std::string& STATE_FULL_SCREEN();                  // "fullScreenAndPlaying"
     static const std::string& STATE_CURRENT_INTERVAL_FULL_SCREEN();  // "currentFullScreenAndPlaying"
 
     // Takes the player of the current plugin from the repository.
-    QMAVPlayerFullScreenMetric();
+    QMAVPlayerFullScreenMetric() = default;
 
     // Observes the current item's buffer key paths and the player's "rate", then takes the
     // player's present condition (the view counts as not full screen until told otherwise).
@@ -27,10 +24,10 @@ public:
     void observeValueForKeyPath(const std::string& keyPath, QMObject* object, const QMKeyValueChange& change,
                                 void* context) override;
 
-    void handleUnpause();
-    void handlePause();
-    void handlePlayback();
-    void handleBuffering();
+    void handleUnpause() override;
+    void handlePause() override;
+    void handlePlayback() override;
+    void handleBuffering() override;
     // true: the view went full screen; false: back in its normal frame.
     void onSizeChanged(bool isFullScreen);
 
@@ -44,7 +41,6 @@ public:
     bool isPlaying() const { return isPlaying_; }
     bool isBuffering() const { return isBuffering_; }
     bool isFullScreen() const { return isFullScreen_; }
-    std::shared_ptr<AVPlayer> player() const { return player_; }
 
 private:
     bool isFullScreenPlaying() const;
@@ -55,7 +51,4 @@ private:
     bool isPlaying_ = false;
     bool isBuffering_ = false;
     bool isFullScreen_ = false;
-    std::shared_ptr<AVPlayer> player_;
-    // Its address tells this metric's "rate" observation apart.
-    char kRateDidChangeKVO = 0;
 };

@@ -3,15 +3,12 @@
 #include <cmath>
 #include <limits>
 
-#include "core/QMObjectRepository.h"
 #include "logging/QMLogger.h"
 #include "platform/QMFormat.h"
 #include "platform/avfoundation/AVPlayer.h"
-#include "players/avplayer/QMAVPlayerVeyraPlugin.h"
 
 namespace {
 
-const char* const kItemKeyPaths[] = {"playbackBufferEmpty", "playbackLikelyToKeepUp", "playbackBufferFull"};
 constexpr double kTickSeconds = 0.25;
 // A tick counts a second towards the current interval only in the second's latter half.
 constexpr int32_t kCurrentSecondThresholdMillis = 501;
@@ -53,45 +50,24 @@ const std::string& QMAVPlayerViewingTimeMetric::STATE_BUFFERING() {
     return name;
 }
 
-QMAVPlayerViewingTimeMetric::QMAVPlayerViewingTimeMetric() {
-    auto plugin = std::dynamic_pointer_cast<QMAVPlayerVeyraPlugin>(QMObjectRepository::getRepositoryInstance()->plugin());
-    player_ = plugin ? plugin->player() : nullptr;
-}
-
 void QMAVPlayerViewingTimeMetric::startMetricCollection() {
     if (!player_) {
         return;
     }
-    if (const auto& item = player_->currentItem()) {
-        for (const char* keyPath : kItemKeyPaths) {
-            item->addObserver(this, keyPath, NSKeyValueObservingOptionNew, nullptr);
-        }
-    }
-    player_->addObserver(this, "rate", NSKeyValueObservingOptionNew, &kRateDidChangeKVO);
+    observePlayer();
     auto self = selfAs<QMAVPlayerViewingTimeMetric>();
     periodicalTimeObserver_ = player_->addPeriodicTimeObserverForInterval(
         CMTimeMakeWithSeconds(kTickSeconds, kCMTimeMaxTimescale), nullptr,
         [self](CMTime) { self->onPlayerTimeChanged(); });
-    const auto& item = player_->currentItem();
-    if (item && item->isPlaybackBufferEmpty()) {
-        handleBuffering();
-    }
-    if (player_->rate() > 0.0f) {
-        handleUnpause();
-    }
+    takePlayerCondition();
 }
 
 void QMAVPlayerViewingTimeMetric::stopMetricCollection() {
-    QMStatefulMetric::stopMetricCollection();
+    QMAVPlayerPlayingStateMetric::stopMetricCollection();
     if (!player_) {
         return;
     }
-    if (const auto& item = player_->currentItem()) {
-        for (const char* keyPath : kItemKeyPaths) {
-            item->removeObserver(this, keyPath);
-        }
-    }
-    player_->removeObserver(this, "rate", &kRateDidChangeKVO);
+    stopObservingPlayer();
     player_->removeTimeObserver(periodicalTimeObserver_);
 }
 
@@ -101,25 +77,7 @@ void QMAVPlayerViewingTimeMetric::observeValueForKeyPath(const std::string& keyP
         QMLogger::info("viewTime metric disable", "IR");
         return;
     }
-    const auto& item = player_ ? player_->currentItem() : nullptr;
-    const bool fromItem = item && object == item.get();
-    if (fromItem && keyPath == "playbackBufferEmpty") {
-        if (item->isPlaybackBufferEmpty()) {
-            handleBuffering();
-        }
-    } else if (fromItem && (keyPath == "playbackLikelyToKeepUp" || keyPath == "playbackBufferFull")) {
-        if (item->isPlaybackLikelyToKeepUp() || item->isPlaybackBufferFull()) {
-            handlePlayback();
-        }
-    }
-    if (context == &kRateDidChangeKVO) {
-        // A NaN rate counts as playing: it is not equal to zero.
-        if (player_->rate() != 0.0f) {
-            handleUnpause();
-        } else {
-            handlePause();
-        }
-    }
+    dispatchPlayerChange(keyPath, object, context);
 }
 
 void QMAVPlayerViewingTimeMetric::onPlayerTimeChanged() {
@@ -207,7 +165,7 @@ std::optional<QMJSON> QMAVPlayerViewingTimeMetric::calculateMetric() {
 }
 
 void QMAVPlayerViewingTimeMetric::afterMetricCollected() {
-    QMStatefulMetric::afterMetricCollected();
+    QMAVPlayerPlayingStateMetric::afterMetricCollected();
     if (loadState(STATE_CURRENT_INTERVAL_PLAYING())) {
         clearHistory(STATE_CURRENT_INTERVAL_PLAYING());
     }

@@ -5,18 +5,16 @@
 #include <set>
 #include <string>
 
-#include "metrics/QMStatefulMetric.h"
 #include "platform/QMJSON.h"
 #include "platform/avfoundation/CMTime.h"
-
-class AVPlayer;
+#include "players/avplayer/QMAVPlayerPlayingStateMetric.h"
 
 // How long the viewer watches, measured twice: playing time (wall-clock time in the "playing"
 // state, open while the player is meant to play and is not held up by buffering) and viewed time
 // (distinct whole seconds of the media timeline the playhead passed while playing, times 1000),
 // each as a session total and for the current report interval. The playhead is sampled by a
 // periodic time observer of the player every 0.25 s.
-class VEYRAKIT_EXPORT QMAVPlayerViewingTimeMetric : public QMStatefulMetric {
+class VEYRAKIT_EXPORT QMAVPlayerViewingTimeMetric : public QMAVPlayerPlayingStateMetric {
 public:
     // Whole seconds of media time, as "%i" text; used as a set.
     using ViewedTimeMap = std::set<std::string>;
@@ -27,7 +25,7 @@ public:
     static const std::string& STATE_BUFFERING();                 // "buffering"
 
     // Takes the player of the current plugin from the repository.
-    QMAVPlayerViewingTimeMetric();
+    QMAVPlayerViewingTimeMetric() = default;
 
     // Observes the current item's buffer key paths and the player's "rate", registers the
     // 0.25 s time observer (which holds this metric until stopped), then takes the player's
@@ -45,10 +43,10 @@ public:
     int32_t getTotalViewingTime() const;
     int32_t getCurrentViewingTime() const;
 
-    void handleUnpause();
-    void handlePause();
-    void handlePlayback();
-    void handleBuffering();
+    void handleUnpause() override;
+    void handlePause() override;
+    void handlePlayback() override;
+    void handleBuffering() override;
 
     bool canCollectMetric() override;
     // {"totalPlayingTime", "currentPlayingTime"} ("%lld", once their states exist) and
@@ -66,7 +64,6 @@ public:
     bool isInPlayingMode() const { return isInPlayingMode_; }
     bool isActive() const { return isActive_; }
     bool firstAds() const { return firstAds_; }
-    std::shared_ptr<AVPlayer> player() const { return player_; }
     CMTime lastCurrentTime() const { return lastCurrentTime_; }
     const ViewedTimeMap& totalViewedTimeMap() const { return totalViewedTimeMap_; }
     const ViewedTimeMap& currentViewedTimeMap() const { return currentViewedTimeMap_; }
@@ -80,12 +77,9 @@ private:
     bool isInPlayingMode_ = false;
     bool isActive_ = true;
     bool firstAds_ = false;
-    std::shared_ptr<AVPlayer> player_;
     CMTime lastCurrentTime_ = kCMTimeInvalid;  // its seconds are NaN, so the first tick counts
     ViewedTimeMap totalViewedTimeMap_;
     ViewedTimeMap currentViewedTimeMap_;
     QMJSON resultBeforAds_ = QMJSON::object();
     std::shared_ptr<QMObject> periodicalTimeObserver_;
-    // Its address tells this metric's "rate" observation apart.
-    char kRateDidChangeKVO = 0;
 };
