@@ -108,7 +108,6 @@ TEST_F(QMCoreTest, DestroyRunsOnceReleasesTheSessionPartsAndARestartRevivesIt) {
     runFor(0);
     std::weak_ptr<QMPeriodicalReporter> periodical = plugin->periodicalReporter();
     std::weak_ptr<QMEventManager> events = plugin->eventManager();
-    auto onDemand = plugin->onDemandReporter();
     ASSERT_FALSE(periodical.expired());
     ASSERT_EQ(bodies("/player/report").size(), 2u);  // SESSION_START and the first periodical
 
@@ -119,10 +118,14 @@ TEST_F(QMCoreTest, DestroyRunsOnceReleasesTheSessionPartsAndARestartRevivesIt) {
     EXPECT_TRUE(periodical.expired());
     EXPECT_TRUE(events.expired());
     EXPECT_TRUE(plugin->metricManagers.at(0).expired());
-    EXPECT_EQ(plugin->onDemandReporter(), onDemand);
     EXPECT_EQ(plugin->sessionId(), "S-1");
     runFor(60'000);
     EXPECT_EQ(bodies("/player/report").size(), 2u);
+    // The on-demand reporter is kept, and with the periodical one gone the pulse restarts at 1.
+    plugin->viewerFaultReport("E42", "2.1");
+    runFor(0);
+    EXPECT_EQ(bodies("/player/report").back(),
+              R"({"sessionId":"S-1","type":"F","manual":1,"errorCode":"E42","playerVersion":"2.1","pulseNumber":1})");
 
     // Playing again is not a revival; stopping and starting after the tear-down is.
     plugin->onPlayerStart();
@@ -142,17 +145,4 @@ TEST_F(QMCoreTest, DestroyRunsOnceReleasesTheSessionPartsAndARestartRevivesIt) {
     plugin.reset();
     QMObjectRepository::getRepositoryInstance()->setPlugin(nullptr);
     EXPECT_TRUE(released.expired());
-}
-
-TEST_F(QMCoreTest, ViewerFaultReportNeedsTheOnDemandReporter) {
-    answer("/player/init", kSession);
-    answer("/player/report", "{}", 200, -1);
-    auto plugin = makeTestPlugin();
-    plugin->viewerFaultReport("E42", "2.1");
-    EXPECT_EQ(logs().back(), "E X Viewer wants to report a fault but there is no reporter to do that. ");
-    runFor(0);
-    plugin->viewerFaultReport("E42", "2.1");
-    runFor(0);
-    EXPECT_EQ(bodies("/player/report"),
-              Lines{R"({"sessionId":"S-1","type":"F","manual":1,"errorCode":"E42","playerVersion":"2.1","pulseNumber":1})"});
 }
