@@ -7,10 +7,10 @@
 #include "core/QMVeyraPlugin.h"
 #include "veyrakit/QMVeyraKit.h"
 
-// The facade's two slots (the current plugin of each player kind) and the class operations it
-// calls to create a plugin for a player. A creator returns the initialised plugin, or nothing
-// when the plugin refused to initialise; it may throw. Until a player plugin installs its
-// creator, creating a plugin of that kind yields nothing.
+// The facade's two slots (the current plugin of each player kind) and optional creators that
+// replace the player plugins' own factories (hosts embedding a custom plugin, tests). A creator
+// returns the initialised plugin, or nothing when the plugin refused to initialise; it may throw.
+// Without a creator the facade calls the player plugin's factory.
 class VEYRAKIT_EXPORT QMMonitoringSessions {
 public:
     template <typename Player>
