@@ -16,6 +16,8 @@
 // a server stub answering the session request after `initDelay` and every report with {}.
 class QMAVPlayerSessionTest : public QMCoreTest {
 protected:
+    using Strings = std::vector<std::string>;
+
     void TearDown() override {
         if (simulator) {
             simulator->stop();

@@ -35,13 +35,6 @@ TEST_F(QMPlaybackMetricTest, DurationReportIsHeldUntilTheSessionIdAndSentOnceAsT
     EXPECT_EQ(count("I DR "), 1);
 }
 
-TEST_F(QMPlaybackMetricTest, IndefiniteDurationIsTheLowest32BitValue) {
-    item->setDuration(kCMTimeIndefinite);
-    runFor(5'000);
-    EXPECT_EQ(reports().at(0)["duration"], "-2147483648");
-    EXPECT_EQ(reports().at(2)["assetDuration"], "-2147483648");
-}
-
 TEST_F(QMPlaybackMetricTest, PlayingNeedsRateBufferAndNoError) {
     auto playing = [&] { return playback->calculateMetric().value()["playing"]; };
     EXPECT_EQ(playing(), 0);  // buffer still empty
