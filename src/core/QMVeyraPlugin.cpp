@@ -433,7 +433,8 @@ bool QMVeyraPlugin::applyThrottle(const std::optional<QMJSON>& response) {
     }
     auto self = selfAs<QMVeyraPlugin>();
     QMTimer::scheduledTimerWithTimeInterval(
-        static_cast<double>(skip * INTERVAL_LENGTH), [self](QMTimer&) { self->onRetryTimeReached(); }, false);
+        static_cast<double>(static_cast<int32_t>(static_cast<int64_t>(skip) * INTERVAL_LENGTH)),
+        [self](QMTimer&) { self->onRetryTimeReached(); }, false);
     return true;
 }
 
