@@ -1,0 +1,130 @@
+#include "demo/QMDemoOptions.h"
+
+#include <cmath>
+#include <optional>
+#include <utility>
+
+namespace {
+
+// "--name=value" or "--name value".
+std::pair<std::string, std::optional<std::string>> splitOption(const std::string& argument) {
+    size_t equals = argument.find('=');
+    if (argument.starts_with("--") && equals != std::string::npos) {
+        return {argument.substr(0, equals), argument.substr(equals + 1)};
+    }
+    return {argument, std::nullopt};
+}
+
+bool isFlag(const std::string& option) {
+    return option == "--realtime" || option == "--json" || option == "--verbose" || option == "--help" ||
+           option == "-h";
+}
+
+bool takesValue(const std::string& option) {
+    return option == "--scenario" || option == "--player" || option == "--server" || option == "--policy" ||
+           option == "--speed";
+}
+
+}  // namespace
+
+const std::string& QMDemoOptions::defaultScenarioPath() {
+    static const std::string path = VEYRAKIT_DEMO_DEFAULT_SCENARIO;
+    return path;
+}
+
+const std::string& QMDemoOptions::playerName(Player player) {
+    static const std::string avplayer = "avplayer";
+    static const std::string mpmovieplayer = "mpmovieplayer";
+    return player == Player::AVPlayer ? avplayer : mpmovieplayer;
+}
+
+QMDemoOptions::Player QMDemoOptions::playerNamed(const std::string& text) {
+    if (text == playerName(Player::AVPlayer)) return Player::AVPlayer;
+    if (text == playerName(Player::MPMoviePlayer)) return Player::MPMoviePlayer;
+    throw Error("--player: '" + text + "' is not a player (avplayer or mpmovieplayer)");
+}
+
+double QMDemoOptions::speedValue(const std::string& text) {
+    size_t used = 0;
+    double value = 0;
+    try {
+        value = std::stod(text, &used);
+    } catch (const std::exception&) {
+        used = 0;
+    }
+    if (used == 0 || used != text.size() || !std::isfinite(value) || value <= 0) {
+        throw Error("--speed: '" + text + "' is not a positive number");
+    }
+    return value;
+}
+
+std::string QMDemoOptions::serverValue(const std::string& text) {
+    bool http = text.starts_with("http://") || text.starts_with("https://");
+    size_t hostStart = text.find("://") + 3;
+    if (!http || hostStart >= text.size() || text[hostStart] == '/') {
+        throw Error("--server: '" + text + "' is not an http:// or https:// URL");
+    }
+    // The SDK appends "/player/init" and "/player/report" to the base itself.
+    return text.ends_with("/") ? text.substr(0, text.size() - 1) : text;
+}
+
+void QMDemoOptions::checkCombination() const {
+    if (realtime && speed) throw Error("--realtime and --speed exclude each other");
+    if (serverURL && policyPath) throw Error("--policy applies to the embedded collector, not to --server");
+}
+
+QMDemoOptions QMDemoOptions::parse(const std::vector<std::string>& arguments) {
+    QMDemoOptions result;
+    for (size_t i = 0; i < arguments.size(); ++i) {
+        auto [option, inlineValue] = splitOption(arguments[i]);
+        if (isFlag(option) && !inlineValue) {
+            result.help |= option == "--help" || option == "-h";
+            result.realtime |= option == "--realtime";
+            result.json |= option == "--json";
+            result.verbose |= option == "--verbose";
+            continue;
+        }
+        if (!takesValue(option)) {
+            throw Error(isFlag(option)            ? "option '" + option + "' takes no value"
+                        : option.starts_with("-") ? "unknown option '" + option + "'"
+                                                  : "unexpected argument '" + option + "'");
+        }
+        if (!inlineValue && i + 1 >= arguments.size()) throw Error("option '" + option + "' needs a value");
+        std::string value = inlineValue ? *inlineValue : arguments[++i];
+        if (option == "--scenario") {
+            if (value.empty()) throw Error("--scenario: the file name is empty");
+            result.scenarioPath = value;
+        } else if (option == "--player") {
+            result.player = playerNamed(value);
+        } else if (option == "--server") {
+            result.serverURL = serverValue(value);
+        } else if (option == "--policy") {
+            result.policyPath = value;
+        } else {
+            result.speed = speedValue(value);
+        }
+    }
+    result.checkCombination();
+    return result;
+}
+
+std::string QMDemoOptions::usage() {
+    return R"(Usage: veyrakit-demo [OPTIONS]
+
+Plays a scenario with a simulated player, monitored by the VeyraKit SDK over real HTTP, and checks
+what a collector received. Prints one line per request the collector receives, then the session
+summary and the protocol checks. Exits 0 when every check passed, 1 when one failed or the run
+did not complete, 2 on a bad option or scenario file.
+
+  --scenario FILE          the scenario to play (default: scenarios/vod-default.scenario)
+  --player NAME            avplayer or mpmovieplayer (default: the player the scenario names)
+  --server URL             report to a running veyrakit-collector at URL (e.g. http://127.0.0.1:8080)
+                           instead of the embedded one on free loopback ports
+  --policy FILE            answer policy of the embedded collector (see docs/collector.md)
+  --speed N                run the virtual clock at N x real time (default: as fast as possible)
+  --realtime               run on the real clock, as an app would
+  --json                   print the summary as JSON on stdout (progress goes to stderr)
+  --verbose                also show the SDK's own console lines
+  -h, --help               this text
+)";
+}

@@ -1,0 +1,116 @@
+#include "demo/QMDemoPlayback.h"
+
+#include <filesystem>
+#include <utility>
+
+#include "core/QMMonitoringSessions.h"
+#include "core/QMObjectRepository.h"
+#include "demo/QMDemoHost.h"
+#include "platform/QMRunLoop.h"
+#include "veyrakit/QMCustomMetadata.h"
+#include "veyrakit/QMVeyraKit.h"
+#include "veyrakit/VeyraKit.h"
+
+namespace {
+
+std::shared_ptr<QMVeyraPlugin> currentPlugin(QMScenarioPlayerKind kind) {
+    return kind == QMScenarioPlayerKind::AVPlayer
+               ? QMMonitoringSessions::currentAVPlayerMonitoringSession()
+               : QMMonitoringSessions::currentMPMoviePlayerMonitoringSession();
+}
+
+QMCustomMetadataArray metadata(const std::string& key, const std::string& value) {
+    return {std::make_shared<QMCustomMetadata>(key, std::vector<std::string>{value})};
+}
+
+}  // namespace
+
+QMDemoPlayback::QMDemoPlayback(std::shared_ptr<QMScenario> scenario, std::string serverURL)
+    : scenario_(std::move(scenario)), serverURL_(std::move(serverURL)) {}
+
+QMDemoPlayback::~QMDemoPlayback() { finish(); }
+
+bool QMDemoPlayback::canMonitor(QMScenarioPlayerKind kind) {
+    // The facade builds the AVPlayer plugin itself; the movie player's comes with its own sources.
+    return kind == QMScenarioPlayerKind::AVPlayer || VEYRAKIT_DEMO_MPMOVIEPLAYER_PLUGIN ||
+           static_cast<bool>(QMMonitoringSessions::mpMoviePlayerPluginCreator());
+}
+
+void QMDemoPlayback::start() {
+    // The host hears of the scenario's end inside a step; it leaves the player on the next turn,
+    // unless this playback is gone by then.
+    std::weak_ptr<bool> alive = alive_;
+    auto host = std::make_shared<QMDemoHost>([this, alive] {
+        QMRunLoop::mainRunLoop()->post([this, alive] {
+            if (alive.lock()) leavePlayer();
+        });
+    });
+    simulator_ = QMPlayerSimulator::simulatorWithScenario(scenario_, host);
+    createPlugin();
+    simulator_->start();
+}
+
+void QMDemoPlayback::createPlugin() {
+    const std::string name = std::filesystem::path(scenario_->sourceName()).stem().string();
+    const std::string assetType = scenario_->isLive() ? "LIVE" : "VOD";
+    const std::string assetName = "VeyraKit demo: " + name;
+    auto assetMetadata = metadata("scenario", scenario_->sourceName());
+    auto viewerMetadata = metadata("app", "veyrakit-demo");
+    if (scenario_->playerKind() == QMScenarioPlayerKind::AVPlayer) {
+        QMVeyraKit::pluginWithAVPlayer(simulator_->player(), name, serverURL_, "veyrakit-demo", assetType,
+                                       assetName, "demo-viewer", assetMetadata, viewerMetadata);
+    } else {
+        QMVeyraKit::pluginWithMPMoviePlayerController(simulator_->moviePlayer(), name, serverURL_,
+                                                      "veyrakit-demo", assetType, assetName, "demo-viewer",
+                                                      assetMetadata, viewerMetadata);
+    }
+}
+
+void QMDemoPlayback::leavePlayer() {
+    auto plugin = this->plugin();
+    if (!plugin || plugin->destroyed()) return;
+    QMVeyraKit::stopPlayback();
+    // An ad break still running, or a player the facade does not forward to, keeps the session
+    // open; the app's screen is gone, so it ends after one more interval at most.
+    endTimer_ = QMTimer::scheduledTimerWithTimeInterval(
+        INTERVAL_LENGTH + 1.0, [this](QMTimer&) { endSession(); }, false);
+}
+
+void QMDemoPlayback::endSession() {
+    endTimer_.reset();
+    if (auto plugin = this->plugin(); plugin && !plugin->destroyed()) plugin->destroy();
+}
+
+bool QMDemoPlayback::isOver() const {
+    auto plugin = this->plugin();
+    bool sessionEnded = !plugin || plugin->destroyed();
+    return scenarioFinished() && sessionEnded && QMRunLoop::mainRunLoop()->transferCount() == 0;
+}
+
+bool QMDemoPlayback::scenarioFinished() const { return simulator_ && simulator_->isFinished(); }
+
+std::shared_ptr<QMVeyraPlugin> QMDemoPlayback::plugin() const {
+    return currentPlugin(scenario_->playerKind());
+}
+
+std::optional<std::string> QMDemoPlayback::sessionId() const {
+    auto plugin = this->plugin();
+    return plugin ? plugin->sessionId() : std::nullopt;
+}
+
+int64_t QMDemoPlayback::startMillis() const { return simulator_ ? simulator_->startMillis() : 0; }
+
+void QMDemoPlayback::finish() {
+    if (endTimer_) {
+        endTimer_->invalidate();
+        endTimer_.reset();
+    }
+    endSession();
+    if (simulator_) simulator_->stop();
+    if (scenario_->playerKind() == QMScenarioPlayerKind::AVPlayer) {
+        QMMonitoringSessions::setCurrentAVPlayerMonitoringSession(nullptr);
+    } else {
+        QMMonitoringSessions::setCurrentMPMoviePlayerMonitoringSession(nullptr);
+    }
+    QMObjectRepository::getRepositoryInstance()->setPlugin(nullptr);
+}

@@ -1,0 +1,48 @@
+#pragma once
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "core/QMVeyraPlugin.h"
+#include "platform/QMTimer.h"
+#include "simulator/QMPlayerSimulator.h"
+#include "simulator/QMScenario.h"
+
+// One monitored playback on the main run loop, as an app would run it: it makes the player of
+// the scenario, creates the monitoring plugin for it through QMVeyraKit with the collector as
+// server, plays the scenario, and when the scenario has nothing more to do leaves the player
+// screen (stopPlayback). A session that still has not ended one reporting interval later is
+// destroyed.
+class QMDemoPlayback {
+  public:
+    QMDemoPlayback(std::shared_ptr<QMScenario> scenario, std::string serverURL);
+    ~QMDemoPlayback();
+    QMDemoPlayback(const QMDemoPlayback&) = delete;
+    QMDemoPlayback& operator=(const QMDemoPlayback&) = delete;
+
+    // Whether this build can monitor the scenario's player.
+    static bool canMonitor(QMScenarioPlayerKind kind);
+
+    void start();
+    // The scenario has run, the session has ended and no request is in flight.
+    bool isOver() const;
+    bool scenarioFinished() const;
+    // The plugin the facade made (null when it made none) and its session id.
+    std::shared_ptr<QMVeyraPlugin> plugin() const;
+    std::optional<std::string> sessionId() const;
+    // The main-loop time the scenario started, in ms since 1970.
+    int64_t startMillis() const;
+    // Ends what still runs and lets go of the plugin (facade slot and registry).
+    void finish();
+
+  private:
+    void createPlugin();
+    void leavePlayer();
+    void endSession();
+
+    std::shared_ptr<QMScenario> scenario_;
+    std::string serverURL_;
+    std::shared_ptr<QMPlayerSimulator> simulator_;
+    std::shared_ptr<QMTimer> endTimer_;
+    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+};

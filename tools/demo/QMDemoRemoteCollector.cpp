@@ -1,0 +1,95 @@
+#include "demo/QMDemoRemoteCollector.h"
+
+#include <httplib.h>
+
+#include <chrono>
+#include <utility>
+
+#include "demo/QMDemoError.h"
+
+namespace {
+
+constexpr auto kFollowInterval = std::chrono::milliseconds(200);
+
+}  // namespace
+
+QMDemoRemoteCollector::QMDemoRemoteCollector(std::string baseURL) : baseURL_(std::move(baseURL)) {
+    const size_t pathStart = baseURL_.find('/', baseURL_.find("://") + 3);
+    origin_ = baseURL_.substr(0, pathStart);
+    prefix_ = pathStart == std::string::npos ? "" : baseURL_.substr(pathStart);
+}
+
+QMDemoRemoteCollector::~QMDemoRemoteCollector() { stop(); }
+
+std::optional<nlohmann::ordered_json> QMDemoRemoteCollector::get(const std::string& path) const {
+    httplib::Client client(origin_);
+    client.set_connection_timeout(std::chrono::seconds(5));
+    client.set_read_timeout(std::chrono::seconds(30));
+    auto answer = client.Get(prefix_ + path);
+    if (!answer || answer->status != 200) return std::nullopt;
+    auto body = nlohmann::ordered_json::parse(answer->body, nullptr, false);
+    if (body.is_discarded() || !body.is_object()) return std::nullopt;
+    return body;
+}
+
+void QMDemoRemoteCollector::start(Observer observer) {
+    auto sessions = get("/api/sessions");
+    if (!sessions || !sessions->contains("sessions")) {
+        throw QMDemoError(
+            "no veyrakit-collector answers at " + baseURL_ + " (GET " + prefix_ + "/api/sessions failed)",
+            QMDemoError::kFailure);
+    }
+    observer_ = std::move(observer);
+    follower_ = std::thread([this] { follow(); });
+}
+
+std::string QMDemoRemoteCollector::description() const { return "collector at " + baseURL_; }
+
+void QMDemoRemoteCollector::followSession(const std::string& sessionId) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    sessionId_ = sessionId;
+}
+
+void QMDemoRemoteCollector::follow() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    while (!stopping_) {
+        wake_.wait_for(lock, kFollowInterval, [this] { return stopping_; });
+        lock.unlock();
+        deliverNewRequests();
+        lock.lock();
+    }
+}
+
+void QMDemoRemoteCollector::deliverNewRequests() {
+    std::optional<std::string> sessionId;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        sessionId = sessionId_;
+    }
+    if (!sessionId) return;
+    auto answer = get("/api/requests?session=" + *sessionId);
+    if (!answer) return;
+    for (const auto& request : (*answer)["requests"]) {
+        const int64_t id = request.value("id", int64_t{0});
+        if (id <= lastDelivered_) continue;
+        lastDelivered_ = id;
+        observer_(request);
+    }
+}
+
+void QMDemoRemoteCollector::stop() {
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (stopping_ || !follower_.joinable()) return;
+        stopping_ = true;
+    }
+    wake_.notify_all();
+    follower_.join();  // its last pass ran after everything the run sent had been answered
+}
+
+std::optional<nlohmann::ordered_json> QMDemoRemoteCollector::analysis(const std::string& sessionId) {
+    auto session = get("/api/sessions/" + sessionId + "?final=1");
+    if (!session) return std::nullopt;
+    session->erase("requests");
+    return session;
+}

@@ -1,0 +1,42 @@
+#pragma once
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "demo/QMDemoCollector.h"
+
+// A veyrakit-collector running elsewhere, read through its JSON API: once the session id is
+// known, its requests are fetched a few times a second and given to the observer; the analysis
+// comes from /api/sessions/<id>?final=1.
+class QMDemoRemoteCollector : public QMDemoCollector {
+  public:
+    explicit QMDemoRemoteCollector(std::string baseURL);
+    ~QMDemoRemoteCollector() override;
+
+    void start(Observer observer) override;
+    std::string baseURL() const override { return baseURL_; }
+    std::string description() const override;
+    void followSession(const std::string& sessionId) override;
+    void stop() override;
+    std::optional<nlohmann::ordered_json> analysis(const std::string& sessionId) override;
+
+  private:
+    // GET on the collector: the parsed JSON body of a 200 answer, nullopt otherwise.
+    std::optional<nlohmann::ordered_json> get(const std::string& path) const;
+    void follow();
+    void deliverNewRequests();
+
+    std::string baseURL_;
+    std::string origin_;  // scheme, host and port
+    std::string prefix_;  // the base URL's path
+    Observer observer_;
+    std::mutex mutex_;
+    std::condition_variable wake_;
+    bool stopping_ = false;
+    std::optional<std::string> sessionId_;
+    int64_t lastDelivered_ = 0;
+    std::thread follower_;
+};

@@ -1,0 +1,62 @@
+#pragma once
+#include <cstdint>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <ostream>
+#include <string>
+
+#include "collector/QMCollectorPolicy.h"
+#include "demo/QMDemoCollector.h"
+#include "demo/QMDemoOptions.h"
+#include "demo/QMDemoProgressPrinter.h"
+#include "platform/QMRunLoop.h"
+#include "simulator/QMScenario.h"
+
+// One demo run, start to end: reads the scenario, starts the collector (or reaches the external
+// one), installs the run loop the options ask for, plays the scenario with the monitoring plugin
+// reporting over real HTTP, prints a progress line per request the collector receives, and asks
+// the collector for its judgement of the session once the session is over.
+class QMDemoRunner {
+  public:
+    struct Result {
+        std::string scenario;
+        std::string player;
+        std::string server;
+        std::optional<std::string> sessionId;
+        std::optional<nlohmann::ordered_json> analysis;  // the collector's summary and checks
+        std::optional<std::string> problem;              // why the run fell short, beyond failed checks
+
+        // The session ran to its end and every protocol check passed.
+        bool passed() const;
+        nlohmann::ordered_json toJSON() const;
+    };
+
+    QMDemoRunner(QMDemoOptions options, std::ostream& progress);
+
+    // The embedded collector answers by this policy instead of the options' policy file.
+    void setPolicy(QMCollectorPolicy policy) { policy_ = std::move(policy); }
+
+    // Throws QMDemoError when the run cannot be made at all (bad scenario file or policy, a
+    // player this build cannot monitor, a collector that cannot serve).
+    Result run();
+
+  private:
+    std::shared_ptr<QMScenario> loadScenario() const;
+    QMCollectorPolicy loadPolicy() const;
+    std::unique_ptr<QMDemoCollector> makeCollector() const;
+    std::shared_ptr<QMRunLoop> makeLoop() const;
+    // Scenario time within which the session must have ended, and the same in real time.
+    static int64_t scenarioBudgetMillis(const QMScenario& scenario);
+    int64_t realBudgetMillis(int64_t scenarioBudget) const;
+    std::optional<int64_t> sessionMillis(const nlohmann::ordered_json& request,
+                                         const std::shared_ptr<QMRunLoop>& clock) const;
+    void routeConsole();
+
+    QMDemoOptions options_;
+    std::optional<QMCollectorPolicy> policy_;
+    QMDemoProgressPrinter progress_;
+    std::shared_ptr<QMRunLoop> loop_;
+    int64_t scenarioStartMillis_ = 0;  // on the run loop's clock
+    int64_t scenarioStartWallMillis_ = 0;
+};

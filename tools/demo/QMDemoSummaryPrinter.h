@@ -1,0 +1,21 @@
+#pragma once
+#include <nlohmann/json.hpp>
+#include <string>
+
+// The end of a demo run as text: the session summary as a table, then every protocol check with
+// its status and violations, as the collector judged them. Takes a session analysis in the
+// collector's API shape ({"sessionId", "state", "passed", "summary": {...}, "checks": [...]}).
+class QMDemoSummaryPrinter {
+  public:
+    static std::string summaryTable(const nlohmann::ordered_json& analysis);
+    static std::string checkList(const nlohmann::ordered_json& analysis);
+
+  private:
+    static std::string row(const std::string& label, const std::string& value);
+    static std::string milliseconds(const nlohmann::ordered_json& value);
+    static std::string assetLine(const nlohmann::ordered_json& asset);
+    static std::string reportCounts(const nlohmann::ordered_json& summary);
+    static std::string bufferingLine(const nlohmann::ordered_json& summary);
+    static std::string bitrateLine(const nlohmann::ordered_json& summary);
+    static std::string outcomeLine(const nlohmann::ordered_json& summary);
+};

@@ -1,0 +1,59 @@
+#include <cstdio>
+#include <exception>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "demo/QMDemoError.h"
+#include "demo/QMDemoOptions.h"
+#include "demo/QMDemoRunner.h"
+#include "demo/QMDemoSummaryPrinter.h"
+
+namespace {
+
+int usageError(const std::string& message) {
+    std::fprintf(stderr, "veyrakit-demo: %s\nTry 'veyrakit-demo --help'.\n", message.c_str());
+    return QMDemoError::kUsage;
+}
+
+void printOutcome(const QMDemoRunner::Result& result, bool json) {
+    if (json) {
+        std::cout << result.toJSON().dump(2) << std::endl;
+        return;
+    }
+    std::cout << "\n";
+    if (result.analysis) {
+        std::cout << QMDemoSummaryPrinter::summaryTable(*result.analysis) << "\n"
+                  << QMDemoSummaryPrinter::checkList(*result.analysis);
+    }
+    if (result.problem) std::cout << "Problem: " << *result.problem << "\n";
+    std::cout << (result.passed() ? "PASSED" : "FAILED") << std::endl;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    QMDemoOptions options;
+    try {
+        options = QMDemoOptions::parse(std::vector<std::string>(argv + 1, argv + argc));
+    } catch (const QMDemoOptions::Error& error) {
+        return usageError(error.what());
+    }
+    if (options.help) {
+        std::cout << QMDemoOptions::usage();
+        return 0;
+    }
+    try {
+        // With --json stdout carries the JSON document alone.
+        QMDemoRunner runner(options, options.json ? std::cerr : std::cout);
+        auto result = runner.run();
+        printOutcome(result, options.json);
+        return result.passed() ? 0 : 1;
+    } catch (const QMDemoError& error) {
+        std::fprintf(stderr, "veyrakit-demo: %s\n", error.what());
+        return error.exitStatus();
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "veyrakit-demo: %s\n", error.what());
+        return 1;
+    }
+}
