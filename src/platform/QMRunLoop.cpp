@@ -14,6 +14,7 @@
 
 #include "platform/QMConsole.h"
 #include "platform/QMException.h"
+#include "platform/QMSharedSlot.h"
 #include "platform/QMTimer.h"
 #include "platform/QMURLTransfer.h"
 
@@ -52,20 +53,8 @@ int64_t saturatingAdd(int64_t a, int64_t b) {
     return b > INT64_MAX - a ? INT64_MAX : a + b;
 }
 
-struct MainLoopSlot {
-    std::mutex mutex;
-    std::shared_ptr<QMRunLoop> loop;
-    ~MainLoopSlot() {
-        std::shared_ptr<QMRunLoop> last;
-        {
-            std::lock_guard<std::mutex> lock(mutex);
-            last = std::move(loop);
-        }
-    }
-};
-
-MainLoopSlot& mainLoopSlot() {
-    static MainLoopSlot slot;
+QMSharedSlot<QMRunLoop>& mainLoopSlot() {
+    static QMSharedSlot<QMRunLoop> slot;
     return slot;
 }
 
@@ -120,23 +109,13 @@ QMRunLoop::~QMRunLoop() {
 }
 
 std::shared_ptr<QMRunLoop> QMRunLoop::mainRunLoop() {
-    auto& slot = mainLoopSlot();
-    std::lock_guard<std::mutex> lock(slot.mutex);
-    if (!slot.loop) {
-        slot.loop = std::make_shared<QMRunLoop>();
-    }
-    return slot.loop;
+    return mainLoopSlot().get();
 }
 
 void QMRunLoop::setMainRunLoop(std::shared_ptr<QMRunLoop> loop) {
-    auto& slot = mainLoopSlot();
-    std::shared_ptr<QMRunLoop> previous;
-    {
-        std::lock_guard<std::mutex> lock(slot.mutex);
-        previous = std::exchange(slot.loop, std::move(loop));
-    }
-    // `previous` may be the last reference: its tear-down runs destructors that may ask for the
-    // main loop again, so it happens outside the lock.
+    // The previous loop may die here, outside the slot's lock: its tear-down runs destructors
+    // that may ask for the main loop again.
+    mainLoopSlot().exchange(std::move(loop));
 }
 
 void QMRunLoop::post(std::function<void()> task) {

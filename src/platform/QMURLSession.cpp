@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/QMRunLoop.h"
+#include "platform/QMSharedSlot.h"
 #include "platform/QMURLStubRegistry.h"
 #include "platform/QMURLTransfer.h"
 
@@ -35,22 +36,6 @@ void complete(const std::shared_ptr<QMURLSessionDataTask>& task, const Received&
     }
 }
 
-// The shared session is shut down (worker joined) before the process ends.
-struct SharedSessionSlot {
-    std::mutex mutex;
-    std::shared_ptr<QMURLSession> session;
-    ~SharedSessionSlot() {
-        std::shared_ptr<QMURLSession> last;
-        {
-            std::lock_guard<std::mutex> lock(mutex);
-            last = std::move(session);
-        }
-        if (last) {
-            last->shutdown();
-        }
-    }
-};
-
 }  // namespace
 
 struct QMURLSession::Impl {
@@ -68,12 +53,9 @@ QMURLSession::~QMURLSession() {
 }
 
 std::shared_ptr<QMURLSession> QMURLSession::sharedSession() {
-    static SharedSessionSlot slot;
-    std::lock_guard<std::mutex> lock(slot.mutex);
-    if (!slot.session) {
-        slot.session = std::make_shared<QMURLSession>();
-    }
-    return slot.session;
+    // Shut down (worker joined) before the process ends.
+    static QMSharedSlot<QMURLSession> slot([](QMURLSession& session) { session.shutdown(); });
+    return slot.get();
 }
 
 std::shared_ptr<QMURLSessionDataTask> QMURLSession::dataTaskWithRequest(const std::shared_ptr<QMURLRequest>& request,

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <map>
 #include <utility>
 #include <vector>
 
@@ -91,37 +92,28 @@ void QMURLTransfer::replayStub(const std::shared_ptr<QMRunLoop>& loop, const std
 }
 
 std::shared_ptr<QMError> QMURLTransfer::errorForResult(CURLcode result) {
-    switch (result) {
-        case CURLE_COULDNT_CONNECT:
-            return QMError::URLErrorWithCode(NSURLErrorCannotConnectToHost);
-        case CURLE_COULDNT_RESOLVE_HOST:
-        case CURLE_COULDNT_RESOLVE_PROXY:
-            return QMError::URLErrorWithCode(NSURLErrorCannotFindHost);
-        case CURLE_OPERATION_TIMEDOUT:
-            return QMError::URLErrorWithCode(NSURLErrorTimedOut);
-        case CURLE_SEND_ERROR:
-        case CURLE_RECV_ERROR:
-        case CURLE_GOT_NOTHING:
-        case CURLE_PARTIAL_FILE:
-        case CURLE_HTTP2_STREAM:
-            return QMError::URLErrorWithCode(NSURLErrorNetworkConnectionLost);
-        case CURLE_PEER_FAILED_VERIFICATION:
-            return QMError::URLErrorWithCode(NSURLErrorServerCertificateUntrusted);
-        case CURLE_SSL_CONNECT_ERROR:
-        case CURLE_SSL_CERTPROBLEM:
-        case CURLE_SSL_CIPHER:
-        case CURLE_SSL_CACERT_BADFILE:
-            return QMError::URLErrorWithCode(NSURLErrorSecureConnectionFailed);
-        case CURLE_UNSUPPORTED_PROTOCOL:
-        case CURLE_URL_MALFORMAT:
-            return QMError::URLErrorWithCode(NSURLErrorBadURL);
-        case CURLE_WEIRD_SERVER_REPLY:
-            return QMError::URLErrorWithCode(NSURLErrorBadServerResponse);
-        case CURLE_ABORTED_BY_CALLBACK:
-            return QMError::URLErrorWithCode(NSURLErrorCancelled);
-        default:
-            return QMError::URLErrorWithCode(NSURLErrorUnknown);
-    }
+    static const std::map<CURLcode, long> codes = {
+        {CURLE_COULDNT_CONNECT, NSURLErrorCannotConnectToHost},
+        {CURLE_COULDNT_RESOLVE_HOST, NSURLErrorCannotFindHost},
+        {CURLE_COULDNT_RESOLVE_PROXY, NSURLErrorCannotFindHost},
+        {CURLE_OPERATION_TIMEDOUT, NSURLErrorTimedOut},
+        {CURLE_SEND_ERROR, NSURLErrorNetworkConnectionLost},
+        {CURLE_RECV_ERROR, NSURLErrorNetworkConnectionLost},
+        {CURLE_GOT_NOTHING, NSURLErrorNetworkConnectionLost},
+        {CURLE_PARTIAL_FILE, NSURLErrorNetworkConnectionLost},
+        {CURLE_HTTP2_STREAM, NSURLErrorNetworkConnectionLost},
+        {CURLE_PEER_FAILED_VERIFICATION, NSURLErrorServerCertificateUntrusted},
+        {CURLE_SSL_CONNECT_ERROR, NSURLErrorSecureConnectionFailed},
+        {CURLE_SSL_CERTPROBLEM, NSURLErrorSecureConnectionFailed},
+        {CURLE_SSL_CIPHER, NSURLErrorSecureConnectionFailed},
+        {CURLE_SSL_CACERT_BADFILE, NSURLErrorSecureConnectionFailed},
+        {CURLE_UNSUPPORTED_PROTOCOL, NSURLErrorBadURL},
+        {CURLE_URL_MALFORMAT, NSURLErrorBadURL},
+        {CURLE_WEIRD_SERVER_REPLY, NSURLErrorBadServerResponse},
+        {CURLE_ABORTED_BY_CALLBACK, NSURLErrorCancelled},
+    };
+    auto it = codes.find(result);
+    return QMError::URLErrorWithCode(it != codes.end() ? it->second : NSURLErrorUnknown);
 }
 
 QMURLTransfer::QMURLTransfer(std::weak_ptr<QMRunLoop> loop, std::shared_ptr<QMURLRequest> request, Events events)

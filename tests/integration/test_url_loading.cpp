@@ -74,6 +74,10 @@ protected:
         QMRunLoop::setMainRunLoop(std::make_shared<QMRunLoop>());
         port = server.bind_to_any_port("127.0.0.1");
         serverThread = std::thread([this] { server.listen_after_bind(); });
+        // stop() before the accept loop has started would be lost, and join() would wait forever.
+        while (!server.is_running()) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
     }
     void TearDown() override {
         // Loops first: their libcurl connection caches hold keep-alive sockets the server would
