@@ -65,6 +65,7 @@ void QMOnDemandReporter::sendOnDemandReport(QMJSON report, CompleteCallback onCo
         QMRestLoader::CONTENT_TYPE_JSON(), QMURL::URLWithString(QMFormat("%@/player/report", serverHost)),
         QMRestLoader::HTTP_METHOD_POST());
     QMJSON envelope = QMJSON::object();
+    // Without a session id (or a plugin) the key is left out rather than sent as null.
     if (plugin && plugin->sessionId()) {
         envelope["sessionId"] = *plugin->sessionId();
     }

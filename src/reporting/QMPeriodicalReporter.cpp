@@ -103,6 +103,7 @@ void QMPeriodicalReporter::sendPeriodicalReport(bool unscheduled) {
 
     QMJSON body = QMJSON::object();
     body["type"] = QMReportType::PERIODICAL();
+    // Without a session id (or a plugin) the key is left out rather than sent as null.
     if (plugin && plugin->sessionId()) {
         body["sessionId"] = *plugin->sessionId();
     }
