@@ -25,8 +25,8 @@ const char* kindName(QMFormatArg::Kind kind) {
                                      kindName(kind));
 }
 
-// One parsed conversion specification: %[flags][width][.precision][length]conversion.
-struct Spec {
+// One parsed conversion directive: %[flags][width][.precision][length]conversion.
+struct Directive {
     std::string flags;
     int width = -1;  // -1: none
     int precision = -1;  // -1: none
@@ -49,8 +49,8 @@ public:
                 break;
             }
             i = percent + 1;
-            Spec spec = parseSpec(i);
-            appendConversion(out, spec);
+            Directive directive = parseDirective(i);
+            appendConversion(out, directive);
         }
         if (next_ != args_.size()) {
             throw QMInvalidArgumentException("Format \"" + format_ + "\" has " + std::to_string(next_) +
@@ -81,63 +81,63 @@ private:
         return value;
     }
 
-    Spec parseSpec(std::size_t& i) {
-        Spec spec;
+    Directive parseDirective(std::size_t& i) {
+        Directive directive;
         while (i < format_.size() && std::string_view("-+ #0'").find(format_[i]) != std::string_view::npos) {
-            spec.flags += format_[i++];
+            directive.flags += format_[i++];
         }
         if (i < format_.size() && (format_[i] == '*' || (format_[i] >= '1' && format_[i] <= '9'))) {
-            spec.width = parseNumber(i);
-            if (spec.width < 0) {  // a negative '*' width means left-justified, as in printf
-                spec.flags += '-';
-                spec.width = -spec.width;
+            directive.width = parseNumber(i);
+            if (directive.width < 0) {  // a negative '*' width means left-justified, as in printf
+                directive.flags += '-';
+                directive.width = -directive.width;
             }
         }
         if (i < format_.size() && format_[i] == '.') {
             ++i;
-            spec.precision = std::max(parseNumber(i), 0);
+            directive.precision = std::max(parseNumber(i), 0);
         }
         for (const char* length : {"hh", "ll", "h", "l", "q", "L", "z", "t", "j"}) {
             if (format_.compare(i, std::char_traits<char>::length(length), length) == 0) {
-                spec.length = length;
-                i += spec.length.size();
+                directive.length = length;
+                i += directive.length.size();
                 break;
             }
         }
         if (i >= format_.size()) {
             throw QMInvalidArgumentException("Format \"" + format_ + "\" ends inside a conversion");
         }
-        spec.conversion = format_[i++];
-        return spec;
+        directive.conversion = format_[i++];
+        return directive;
     }
 
-    void appendConversion(std::string& out, const Spec& spec) {
-        switch (spec.conversion) {
+    void appendConversion(std::string& out, const Directive& directive) {
+        switch (directive.conversion) {
             case '%':
                 out += '%';
                 break;
             case '@':
-                appendPadded(out, spec, nextArg('@').objectDescription());
+                appendPadded(out, directive, nextArg('@').objectDescription());
                 break;
             case 's':
-                appendString(out, spec, nextArg('s'));
+                appendString(out, directive, nextArg('s'));
                 break;
             case 'd': case 'i': case 'u': case 'x': case 'X': case 'o': case 'c':
-                appendInteger(out, spec, nextArg(spec.conversion).asInteger(spec.conversion));
+                appendInteger(out, directive, nextArg(directive.conversion).asInteger(directive.conversion));
                 break;
             case 'f': case 'F': case 'e': case 'E': case 'g': case 'G': case 'a': case 'A':
-                appendPrintf(out, spec, "", nextArg(spec.conversion).asDouble(spec.conversion));
+                appendPrintf(out, directive, "", nextArg(directive.conversion).asDouble(directive.conversion));
                 break;
             default:
                 throw QMInvalidArgumentException(std::string("Format \"") + format_ + "\" uses the unsupported conversion %" +
-                                                 spec.conversion);
+                                                 directive.conversion);
         }
     }
 
-    static void appendPadded(std::string& out, const Spec& spec, const std::string& text) {
-        const std::size_t width = spec.width > 0 ? static_cast<std::size_t>(spec.width) : 0;
+    static void appendPadded(std::string& out, const Directive& directive, const std::string& text) {
+        const std::size_t width = directive.width > 0 ? static_cast<std::size_t>(directive.width) : 0;
         const std::size_t padding = text.size() < width ? width - text.size() : 0;
-        const bool left = spec.flags.find('-') != std::string::npos;
+        const bool left = directive.flags.find('-') != std::string::npos;
         if (!left) {
             out.append(padding, ' ');
         }
@@ -147,57 +147,57 @@ private:
         }
     }
 
-    static void appendString(std::string& out, const Spec& spec, const QMFormatArg& arg) {
+    static void appendString(std::string& out, const Directive& directive, const QMFormatArg& arg) {
         if (arg.kind() != QMFormatArg::Kind::String && arg.kind() != QMFormatArg::Kind::Null) {
             mismatch('s', arg.kind());
         }
         std::string text = arg.kind() == QMFormatArg::Kind::Null ? "(null)" : arg.objectDescription();
-        if (spec.precision >= 0 && static_cast<std::size_t>(spec.precision) < text.size()) {
-            text.resize(static_cast<std::size_t>(spec.precision));
+        if (directive.precision >= 0 && static_cast<std::size_t>(directive.precision) < text.size()) {
+            text.resize(static_cast<std::size_t>(directive.precision));
         }
-        appendPadded(out, spec, text);
+        appendPadded(out, directive, text);
     }
 
     // The argument is cut to the size the length modifier names, as printf reads it.
-    static void appendInteger(std::string& out, const Spec& spec, int64_t value) {
-        const bool isSigned = spec.conversion == 'd' || spec.conversion == 'i';
-        const std::string& length = spec.length;
-        if (spec.conversion == 'c') {
-            appendPrintf(out, spec, "", static_cast<int>(static_cast<unsigned char>(value)));
+    static void appendInteger(std::string& out, const Directive& directive, int64_t value) {
+        const bool isSigned = directive.conversion == 'd' || directive.conversion == 'i';
+        const std::string& length = directive.length;
+        if (directive.conversion == 'c') {
+            appendPrintf(out, directive, "", static_cast<int>(static_cast<unsigned char>(value)));
         } else if (length == "hh") {
-            appendPrintf(out, spec, "hh", isSigned ? static_cast<int>(static_cast<signed char>(value))
+            appendPrintf(out, directive, "hh", isSigned ? static_cast<int>(static_cast<signed char>(value))
                                                    : static_cast<int>(static_cast<unsigned char>(value)));
         } else if (length == "h") {
-            appendPrintf(out, spec, "h", isSigned ? static_cast<int>(static_cast<short>(value))
+            appendPrintf(out, directive, "h", isSigned ? static_cast<int>(static_cast<short>(value))
                                                   : static_cast<int>(static_cast<unsigned short>(value)));
         } else if (length.empty()) {
             if (isSigned) {
-                appendPrintf(out, spec, "", static_cast<int>(value));
+                appendPrintf(out, directive, "", static_cast<int>(value));
             } else {
-                appendPrintf(out, spec, "", static_cast<unsigned>(value));
+                appendPrintf(out, directive, "", static_cast<unsigned>(value));
             }
         } else if (isSigned) {
-            appendPrintf(out, spec, "ll", static_cast<long long>(value));
+            appendPrintf(out, directive, "ll", static_cast<long long>(value));
         } else {
-            appendPrintf(out, spec, "ll", static_cast<unsigned long long>(value));
+            appendPrintf(out, directive, "ll", static_cast<unsigned long long>(value));
         }
     }
 
     template <typename T>
-    static void appendPrintf(std::string& out, const Spec& spec, const char* length, T value) {
+    static void appendPrintf(std::string& out, const Directive& directive, const char* length, T value) {
         std::string pattern;
         pattern.reserve(24);
         pattern += '%';
-        pattern += spec.flags;
-        if (spec.width >= 0) {
-            pattern += std::to_string(spec.width);
+        pattern += directive.flags;
+        if (directive.width >= 0) {
+            pattern += std::to_string(directive.width);
         }
-        if (spec.precision >= 0) {
+        if (directive.precision >= 0) {
             pattern += '.';
-            pattern += std::to_string(spec.precision);
+            pattern += std::to_string(directive.precision);
         }
         pattern += length;
-        pattern += spec.conversion;
+        pattern += directive.conversion;
         char small[64];
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
