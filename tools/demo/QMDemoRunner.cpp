@@ -209,7 +209,8 @@ QMDemoRunner::Result QMDemoRunner::run() {
     loop_.reset();
     collector->stop();
     if (!result.sessionId) {
-        result.problem = result.problem.value_or("the server issued no session id, so no report was sent");
+        result.problem =
+            result.problem.value_or("the monitoring plugin got no session id, so it sent no report");
         return result;
     }
     result.analysis = collector->analysis(*result.sessionId);

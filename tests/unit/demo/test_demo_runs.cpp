@@ -1,0 +1,181 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "collector/QMCollectorServer.h"
+#include "demo/QMDemoRunner.h"
+#include "demo/QMDemoSummaryPrinter.h"
+
+// The demo end to end: the simulated AVPlayer, the SDK through its facade, real HTTP to the
+// reference collector on loopback, the collector's summary and checks.
+
+using Json = nlohmann::ordered_json;
+
+namespace {
+
+struct DemoOutcome {
+    QMDemoRunner::Result result;
+    std::vector<std::string> lines;  // progress, one per line
+
+    const Json& summary() const { return (*result.analysis)["summary"]; }
+    // The progress line that starts with `prefix`, or "" when there is none.
+    std::string lineStarting(const std::string& prefix) const {
+        auto it = std::find_if(lines.begin(), lines.end(),
+                               [&](const std::string& l) { return l.starts_with(prefix); });
+        return it == lines.end() ? "" : *it;
+    }
+    size_t requestLines() const {
+        return std::count_if(lines.begin(), lines.end(),
+                             [](const std::string& l) { return l.starts_with("+"); });
+    }
+};
+
+DemoOutcome runDemo(QMDemoOptions options, const char* policy = nullptr) {
+    std::ostringstream progress;
+    QMDemoRunner runner(std::move(options), progress);
+    if (policy) runner.setPolicy(QMCollectorPolicy::fromJSON(Json::parse(policy)));
+    DemoOutcome run{runner.run(), {}};
+    std::istringstream text(progress.str());
+    for (std::string line; std::getline(text, line);) run.lines.push_back(line);
+    return run;
+}
+
+// The bitrates of the periodical reports, each run of equal values once.
+std::vector<int64_t> bitrateLadder(const Json& summary) {
+    std::vector<int64_t> ladder;
+    for (const auto& point : summary["bitrateTimeline"]) {
+        if (ladder.empty() || ladder.back() != point["bitrate"]) ladder.push_back(point["bitrate"]);
+    }
+    return ladder;
+}
+
+void expectEveryCheckPassed(const Json& analysis) {
+    std::vector<std::string> names;
+    for (const auto& check : analysis["checks"]) {
+        names.push_back(check["name"]);
+        EXPECT_EQ(check["status"], "passed") << check.dump();
+    }
+    EXPECT_EQ(names, (std::vector<std::string>{"init.wellFormed", "session.known", "report.wellFormed",
+                                               "values.types", "pulse.gapFree", "periodical.sequence",
+                                               "joinTime.once", "duration.once", "completion.final"}));
+}
+
+// What the default scenario must show however the server paces the reports: 1.8 s of join
+// buffering, one 2.5 s stall after it, 180 s of content watched in 214.3 s, five switches.
+void expectDefaultPlayback(const Json& summary) {
+    EXPECT_EQ(summary["state"], "completed");
+    EXPECT_EQ(summary["joinTimeMs"], 1800);
+    EXPECT_EQ(summary["totalBufferingMs"], 2500);
+    EXPECT_EQ(summary["playingTimeMs"], 180000);
+    EXPECT_EQ(summary["elapsedTimeMs"], 214300);
+    EXPECT_EQ(summary["durationSeconds"], 180);
+    EXPECT_EQ(summary["bitrateSwitches"], 5);
+    EXPECT_EQ(bitrateLadder(summary),
+              (std::vector<int64_t>{400000, 800000, 1500000, 3000000, 1500000, 3000000}));
+    EXPECT_EQ(summary["completed"], true);
+    EXPECT_EQ(summary["errors"], 0);
+}
+
+}  // namespace
+
+TEST(DemoRun, DefaultScenarioAgainstTheEmbeddedCollectorPassesEveryCheck) {
+    DemoOutcome run = runDemo(QMDemoOptions::parse({}));
+
+    ASSERT_TRUE(run.result.analysis) << run.result.problem.value_or("");
+    EXPECT_TRUE(run.result.passed());
+    EXPECT_EQ(run.result.player, "avplayer");
+    EXPECT_EQ(run.result.scenario, QMDemoOptions::defaultScenarioPath());
+    expectDefaultPlayback(run.summary());
+    EXPECT_EQ(run.summary()["reports"], Json::parse(R"({"S":1,"P":28,"D":1,"J":1,"retransmissions":0})"));
+    // The only interval with buffering is the one holding the stall.
+    auto intervals = run.summary()["intervalBufferingMs"].get<std::vector<int64_t>>();
+    EXPECT_EQ(intervals.size(), 27u);  // the first report comes before the join and has none
+    EXPECT_EQ(std::count(intervals.begin(), intervals.end(), 0), 26);
+    EXPECT_EQ(std::count(intervals.begin(), intervals.end(), 2500), 1);
+    expectEveryCheckPassed(*run.result.analysis);
+
+    // One progress line per request, on the scenario's clock.
+    EXPECT_TRUE(run.lines.front().starts_with("Playing " + QMDemoOptions::defaultScenarioPath() +
+                                              " (avplayer) with embedded collector on http://127.0.0.1:"));
+    EXPECT_EQ(run.requestLines(), 32u);
+    EXPECT_EQ(run.lines[1],
+              "+0:00.000  init    vod-default HLS "
+              "https://media.veyrakit.invalid/vod/harbour-lights/master.m3u8  -> session " +
+                  *run.result.sessionId);
+    EXPECT_EQ(run.lines[2], "+0:00.000  S       pulse 1");
+    EXPECT_EQ(run.lineStarting("+0:01.800  J"), "+0:01.800  J       pulse 4 joinTime=1800");
+    EXPECT_EQ(
+        run.lineStarting("+1:13.000"),
+        "+1:13.000  P #12   pulse 15 bitrate=3000000 playing=1 buffering=2500/2500ms played=500/68700ms "
+        "fullscreen=30500ms");
+    EXPECT_TRUE(
+        run.lines.back().starts_with("+3:34.300  P #28   pulse 31 bitrate=3000000 playing=1 "
+                                     "buffering=0/2500ms played=4300/180000ms"));
+    EXPECT_TRUE(run.lines.back().ends_with(" completed"));
+
+    const std::string table = QMDemoSummaryPrinter::summaryTable(*run.result.analysis);
+    EXPECT_NE(table.find("\n  join time           1800 ms\n"), std::string::npos) << table;
+    EXPECT_NE(
+        table.find("\n  bitrate             400000 -> 800000 -> 1500000 -> 3000000 -> 1500000 -> 3000000 "
+                   "(5 switches)\n"),
+        std::string::npos)
+        << table;
+    EXPECT_TRUE(QMDemoSummaryPrinter::checkList(*run.result.analysis)
+                    .ends_with("\n9 checks: 9 passed, 0 failed, 0 pending or not applicable\n"));
+}
+
+TEST(DemoRun, AThrottlingServerSkipsReportsWithoutBreakingTheSequence) {
+    // The answer to the third periodical report asks the client to skip the next two.
+    DemoOutcome run = runDemo(QMDemoOptions::parse({}), R"({"report":{"skipReports":[0,0,2,0]}})");
+
+    ASSERT_TRUE(run.result.analysis) << run.result.problem.value_or("");
+    EXPECT_TRUE(run.result.passed());
+    expectDefaultPlayback(run.summary());
+    EXPECT_EQ(run.summary()["reports"]["P"], 26);
+    expectEveryCheckPassed(*run.result.analysis);
+    // Skipped: the 0:20 tick and the 0:24 switch report. The switch then shows in the next report,
+    // which still carries the bitrate of the period that ended at the switch.
+    const auto skip = std::find_if(run.lines.begin(), run.lines.end(),
+                                   [](const std::string& l) { return l.ends_with("  -> skipReports 2"); });
+    ASSERT_NE(skip, run.lines.end());
+    EXPECT_TRUE(skip->starts_with("+0:12.000  P #3    pulse 6 bitrate=400000")) << *skip;
+    ASSERT_NE(skip + 1, run.lines.end());
+    EXPECT_TRUE(skip[1].starts_with("+0:30.000  P #4    pulse 7 bitrate=800000 ")) << skip[1];
+}
+
+TEST(DemoRun, ARefusedSessionFailsTheRunWithoutAnAnalysis) {
+    DemoOutcome run = runDemo(QMDemoOptions::parse({}), R"({"init":{"refuse":true}})");
+
+    EXPECT_FALSE(run.result.passed());
+    EXPECT_FALSE(run.result.sessionId);
+    EXPECT_FALSE(run.result.analysis);
+    EXPECT_EQ(run.result.problem, "the monitoring plugin got no session id, so it sent no report");
+    EXPECT_EQ(run.requestLines(), 1u);
+    EXPECT_TRUE(run.lines[1].ends_with("  -> skipReports -1")) << run.lines[1];
+    EXPECT_EQ(run.result.toJSON()["passed"], false);
+}
+
+TEST(DemoRun, AnExternalCollectorIsFollowedThroughItsApi) {
+    QMCollectorServer::Options options;
+    options.port = options.diagnosticEventsPort = options.sessionEventsPort = 0;
+    options.databasePath = ":memory:";
+    QMCollectorServer collector(options);
+    collector.start();
+
+    DemoOutcome run =
+        runDemo(QMDemoOptions::parse({"--server", collector.baseURL() + "/", "--speed", "1000"}));
+
+    ASSERT_TRUE(run.result.analysis) << run.result.problem.value_or("");
+    EXPECT_TRUE(run.result.passed());
+    EXPECT_EQ(run.result.server, collector.baseURL());
+    EXPECT_EQ(run.lines.front(), "Playing " + QMDemoOptions::defaultScenarioPath() +
+                                     " (avplayer) with collector at " + collector.baseURL());
+    expectDefaultPlayback(run.summary());
+    expectEveryCheckPassed(*run.result.analysis);
+    // Every request of the session, fetched from the collector's store, printed once.
+    EXPECT_EQ(run.requestLines(), collector.store().requestsOfSession(*run.result.sessionId).size());
+    EXPECT_EQ(run.requestLines(), 32u);
+}
