@@ -1,28 +1,22 @@
 #include <gtest/gtest.h>
 #include <httplib.h>
 
-#include <cstdlib>
-#include <filesystem>
+#include <map>
 #include <mutex>
 #include <thread>
 
-#include "platform/QMUserDefaults.h"
-#include "platform/UIDevice.h"
 #include "unit/avplayer/QMAVPlayerSessionTest.h"
 
 namespace {
 
 // The real loop and libcurl against a collector stub on 127.0.0.1; the simulated player runs on
-// wall-clock time, so the scenario is short and the reports come every second.
-class AVPlayerSessionOverSockets : public ::testing::Test {
+// wall-clock time, so the scenario is short and reports come every second.
+class AVPlayerSessionOverSockets : public QMAVPlayerSessionTest {
 protected:
     void SetUp() override {
-        char pattern[] = "/tmp/veyrakit-avsession-XXXXXX";
-        dir = mkdtemp(pattern);
-        setenv("VEYRAKIT_DEFAULTS_PATH", (dir + "/defaults.json").c_str(), 1);
-        QMUserDefaults::resetStandardUserDefaults();
-        UIDevice::overrideFacts("iPhone", "iOS", "17.0");
-        QMRunLoop::setMainRunLoop(loop);
+        QMAVPlayerSessionTest::SetUp();
+        QMRunLoop::setMainRunLoop(realLoop);
+        stubs().disable();
         server.Post(R"(/player/(init|report))", [this](const httplib::Request& req, httplib::Response& res) {
             std::lock_guard<std::mutex> lock(mutex);
             received.push_back(req.path + " " + req.body);
@@ -38,33 +32,21 @@ protected:
     void TearDown() override {
         server.stop();
         thread.join();
-        QMMonitoringSessions::setCurrentAVPlayerMonitoringSession(nullptr);
-        QMObjectRepository::getRepositoryInstance()->setPlugin(nullptr);
-        INTERVAL_LENGTH = 10;
-        QMRunLoop::setMainRunLoop(nullptr);
-        UIDevice::clearOverride();
-        unsetenv("VEYRAKIT_DEFAULTS_PATH");
-        QMUserDefaults::resetStandardUserDefaults();
-        std::filesystem::remove_all(dir);
-    }
-    std::vector<std::string> requests() {
-        std::lock_guard<std::mutex> lock(mutex);
-        return received;
+        QMAVPlayerSessionTest::TearDown();
     }
 
-    std::shared_ptr<QMRunLoop> loop = std::make_shared<QMRunLoop>();
-    QMConsole::Capture console;
+    std::shared_ptr<QMRunLoop> realLoop = std::make_shared<QMRunLoop>();
     httplib::Server server;
     std::thread thread;
     std::mutex mutex;
-    std::vector<std::string> received;
-    std::string base, dir;
+    Strings received;
+    std::string base;
 };
 
 }  // namespace
 
 TEST_F(AVPlayerSessionOverSockets, APlaybackToTheEndIsReportedWithGapFreePulsesAndEndsTheSession) {
-    auto simulator = QMPlayerSimulator::simulatorWithScenario(QMScenarioParser::parse(R"(
+    simulator = QMPlayerSimulator::simulatorWithScenario(QMScenarioParser::parse(R"(
 url https://media.veyrakit.invalid/vod/short/master.m3u8
 duration 0:02.500
 variant 800000
@@ -75,20 +57,20 @@ at 0:01.300 bitrate 1500000
 )"), std::make_shared<QMFacadeSimulatorHost>());
     QMVeyraKit::pluginWithAVPlayer(simulator->player(), "A-1", base, "C-1", "VOD", "Short", std::nullopt,
                                    std::nullopt, std::nullopt);
-    auto plugin = QMMonitoringSessions::currentAVPlayerMonitoringSession();
     simulator->start();
-    ASSERT_TRUE(loop->runUntil([&] { return plugin->destroyed(); }, 20'000));
-    loop->runUntil([] { return false; }, 1'500);  // late answers arrive; nothing more is sent
+    ASSERT_TRUE(realLoop->runUntil([&] { return plugin()->destroyed(); }, 20'000));
+    realLoop->runUntil([] { return false; }, 1'500);  // late answers arrive; nothing more is sent
 
     // Connections run in parallel: order what arrived by pulse number.
+    std::lock_guard<std::mutex> lock(mutex);
     std::map<int, QMJSON> byPulse;
-    for (const auto& request : requests()) {
+    for (const auto& request : received) {
         if (request.rfind("/player/report ", 0) == 0) {
             auto body = QMJSON::parse(request.substr(15));
             byPulse[body["pulseNumber"].get<int>()] = body;
         }
     }
-    ASSERT_EQ(requests().size(), byPulse.size() + 1);
+    ASSERT_EQ(received.size(), byPulse.size() + 1);
     ASSERT_GE(byPulse.size(), 7u);  // S, P, D, J, the switch, at least one tick, the last P
     std::string types;
     int periodical = 0;
@@ -103,11 +85,9 @@ at 0:01.300 bitrate 1500000
     // The first P follows the session start; duration and join time go out together.
     EXPECT_NE(types.find("SP"), std::string::npos);
     EXPECT_NE(types.find("DJ"), std::string::npos);
-    EXPECT_EQ(byPulse.rbegin()->second["playbackCompleted"], true);
-    EXPECT_EQ(byPulse.rbegin()->second["assetDuration"], "2");
-    EXPECT_EQ(byPulse.rbegin()->second["currentBitRate"], 1500000);
-    EXPECT_EQ(simulator->player()->observationCount(), 0u);
-    EXPECT_EQ(simulator->playerItem()->observationCount(), 0u);
-    EXPECT_EQ(QMNotificationCenter::defaultCenter()->observerCount(), 0u);
-    EXPECT_EQ(loop->timerCount(), 0u);
+    const QMJSON& last = byPulse.rbegin()->second;
+    EXPECT_EQ(last["playbackCompleted"], true);
+    EXPECT_EQ(last["assetDuration"], "2");
+    EXPECT_EQ(last["currentBitRate"], 1500000);
+    expectNothingLeft(simulator->player());
 }

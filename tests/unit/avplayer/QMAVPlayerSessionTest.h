@@ -25,8 +25,8 @@ protected:
         QMCoreTest::TearDown();
     }
 
-    void answerSession(int64_t initDelay, const std::string& init = R"({"sessionId":"S-1","intervalSeconds":10000})") {
-        QMStubResponse session = QMStubResponse::json(init);
+    void answerSession(int64_t initDelay) {
+        QMStubResponse session = QMStubResponse::json(R"({"sessionId":"S-1","intervalSeconds":10000})");
         session.delayMillis = initDelay;
         stubs().addStub(QMURLStubRegistry::urlEndsWith("/player/init"), session, 1);
         answer("/player/report", "{}", 200, -1);
@@ -44,6 +44,15 @@ protected:
                                                              std::make_shared<QMFacadeSimulatorHost>());
         monitor(simulator->player(), assetMetadata, viewerMetadata);
         simulator->start();
+    }
+    // "<ms after start> <path> <body>" of every request so far.
+    Strings requestStream() const {
+        Strings out;
+        for (const auto& r : QMURLStubRegistry::shared().requests()) {
+            out.push_back(std::to_string(r.timeMillis - startMillis) + " " + r.url.substr(r.url.rfind("/player/")) +
+                          " " + r.body.value_or(""));
+        }
+        return out;
     }
     // Reports posted so far, parsed.
     std::vector<QMJSON> reports() {
@@ -73,7 +82,7 @@ protected:
         EXPECT_EQ(player->timeObserverCount(), 0u);
         EXPECT_EQ(plugin()->observationCount(), 0u);
         EXPECT_EQ(QMNotificationCenter::defaultCenter()->observerCount(), 0u);
-        EXPECT_EQ(loop->timerCount(), 0u);
+        EXPECT_EQ(QMRunLoop::mainRunLoop()->timerCount(), 0u);
     }
 
     std::shared_ptr<QMPlayerSimulator> simulator;
