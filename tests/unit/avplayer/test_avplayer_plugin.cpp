@@ -6,7 +6,6 @@
 #include "players/avplayer/QMAVPlayerBufferingMetric.h"
 #include "players/avplayer/QMAVPlayerFullScreenMetric.h"
 #include "players/avplayer/QMAVPlayerPlaybackMetric.h"
-#include "players/avplayer/QMAVPlayerTimeUtilMetric.h"
 #include "players/avplayer/QMAVPlayerViewingTimeMetric.h"
 #include "unit/avplayer/QMAVPlayerSessionTest.h"
 
@@ -85,16 +84,18 @@ TEST_F(QMAVPlayerPluginTest, AdsPauseBufferingViewingBitrateAndPlaybackOnlySizeG
     auto bitrate = metric<QMAVPlayerBitrateMetric>(1);
     auto playback = metric<QMAVPlayerPlaybackMetric>(2);
     auto viewing = metric<QMAVPlayerViewingTimeMetric>(3);
-    auto fullScreen = metric<QMAVPlayerFullScreenMetric>(4);
-    ASSERT_TRUE(buffering && bitrate && playback && viewing && fullScreen && metric<QMAVPlayerTimeUtilMetric>(5));
+    auto active = [&] {
+        return std::vector<bool>{buffering->isActive(), viewing->isActive(), bitrate->isActive(), playback->isActive()};
+    };
+    EXPECT_EQ(active(), std::vector<bool>(4, true));
     QMVeyraKit::startAds();
-    EXPECT_FALSE(buffering->isActive() || bitrate->isActive() || playback->isActive() || viewing->isActive());
     QMVeyraKit::sizeChangedToFullScreen();
-    EXPECT_TRUE(fullScreen->isFullScreen());
+    EXPECT_EQ(active(), std::vector<bool>(4, false));
+    EXPECT_TRUE(metric<QMAVPlayerFullScreenMetric>(4)->isFullScreen());
     QMVeyraKit::stopAds();
-    EXPECT_TRUE(buffering->isActive() && bitrate->isActive() && playback->isActive() && viewing->isActive());
     QMVeyraKit::sizeChangedToWindow();
-    EXPECT_FALSE(fullScreen->isFullScreen());
+    EXPECT_EQ(active(), std::vector<bool>(4, true));
+    EXPECT_FALSE(metric<QMAVPlayerFullScreenMetric>(4)->isFullScreen());
 }
 
 TEST_F(QMAVPlayerPluginTest, DestroyNotificationDisposesOnceAndLeavesNothingObserving) {

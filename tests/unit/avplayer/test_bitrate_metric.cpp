@@ -57,20 +57,22 @@ TEST_F(QMBitrateMetricTest, UnknownBitrateContributesAnEmptyValueSet) {
     EXPECT_EQ(bitrate->calculateMetric().value().dump(), "{}");
 }
 
-TEST_F(QMBitrateMetricTest, HeldReportsGoOutInTheOrderTheMetricsWereMadeOnceTheIdArrives) {
+TEST_F(QMBitrateMetricTest, HeldReportsGoOutOnceInTheOrderTheMetricsWereMadeWhenTheIdArrives) {
     bitrate->onAvailableBitratesReady(QMJSON::array({400000, 800000, 1500000}));
     const auto& item = player->currentItem();
-    item->setDuration(CMTimeMake(90, 1));
+    item->setDuration(CMTimeMake(1805, 10));
+    item->setDuration(CMTimeMake(60, 1));  // the duration is reported once
     item->setPlaybackBufferEmpty(false);
     item->setPlaybackLikelyToKeepUp(true);
     EXPECT_TRUE(bodies("/player/report").empty());
     runFor(1'000);
     const auto sent = bodies("/player/report");
-    ASSERT_GE(sent.size(), 4u);
+    ASSERT_EQ(sent.size(), 5u);
     EXPECT_EQ(sent[0], R"({"sessionId":"S-1","type":"B","bitrates":[400000,800000,1500000],"pulseNumber":1})");
-    EXPECT_EQ(reports()[1]["type"], "J");
-    EXPECT_EQ(reports()[2]["type"], "D");
+    EXPECT_EQ(sent[1], R"({"sessionId":"S-1","type":"J","joinTime":0,"pulseNumber":2})");
+    EXPECT_EQ(sent[2], R"({"sessionId":"S-1","type":"D","duration":"180","pulseNumber":3})");
     EXPECT_EQ(reports()[3]["type"], "S");
+    EXPECT_EQ(reports()[4]["assetDuration"], "180");
     EXPECT_EQ(count("I B BRs:'[400000, 800000, 1500000, ]', "), 1);
-    EXPECT_EQ(count("I BR "), 1);
+    EXPECT_EQ(count("I BR ") + count("I JR ") + count("I DR "), 3);
 }

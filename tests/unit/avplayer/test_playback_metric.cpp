@@ -22,19 +22,6 @@ protected:
 
 }  // namespace
 
-TEST_F(QMPlaybackMetricTest, DurationReportIsHeldUntilTheSessionIdAndSentOnceAsText) {
-    item->setDuration(CMTimeMake(1805, 10));
-    item->setDuration(CMTimeMake(60, 1));
-    runFor(4'999);
-    EXPECT_TRUE(bodies("/player/report").empty());
-    runFor(1);
-    // The held report goes out as the id is set, before the session start.
-    EXPECT_EQ(bodies("/player/report").at(0), R"({"sessionId":"S-1","type":"D","duration":"180","pulseNumber":1})");
-    EXPECT_EQ(reports().at(1)["type"], "S");
-    EXPECT_EQ(reports().at(2)["assetDuration"], "180");
-    EXPECT_EQ(count("I DR "), 1);
-}
-
 TEST_F(QMPlaybackMetricTest, PlayingNeedsRateBufferAndNoError) {
     auto playing = [&] { return playback->calculateMetric().value()["playing"]; };
     EXPECT_EQ(playing(), 0);  // buffer still empty
