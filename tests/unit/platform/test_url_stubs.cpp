@@ -145,6 +145,22 @@ TEST_F(URLStubTest, SharedSessionAnswersOnItsWorkerAfterTheDelayOnTheLoopClock) 
     EXPECT_EQ(stubs().requestsTo("/veyrakit/")[0].timeMillis, startMillis);
 }
 
+TEST_F(URLStubTest, RequestIsCopiedWhenTheConnectionIsMade) {
+    EXPECT_EQ(QMURL::URLWithString("not a url"), nullptr);
+    auto request = post("http://h:8082/a/playlist.M3U8", "first");
+    EXPECT_EQ(request->URL()->port(), std::optional<int>(8082));
+    EXPECT_EQ(request->URL()->pathExtension(), "M3U8");
+    request->setValue("a", "X-One");
+    request->setValue("text/plain", "CONTENT-TYPE");  // same field: keeps its place and first spelling
+    EXPECT_EQ(request->allHTTPHeaderFields(),
+              (QMURLRequest::Headers{{"Content-Type", "text/plain"}, {"X-One", "a"}}));
+    auto connection = QMURLConnection::connectionWithRequest(request, std::make_shared<QMRecordingConnectionDelegate>(),
+                                                             false);
+    request->setHTTPBody("changed");
+    connection->start();
+    EXPECT_EQ(stubs().requests().at(0).body, std::optional<std::string>("first"));
+}
+
 TEST_F(URLStubTest, DisableClearsStubsAndRecords) {
     stubs().addStub(QMURLStubRegistry::urlEndsWith("/x"), QMStubResponse::json("{}"));
     send(post("http://h/x", ""));
