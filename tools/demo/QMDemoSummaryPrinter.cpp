@@ -52,7 +52,7 @@ std::string QMDemoSummaryPrinter::bufferingLine(const nlohmann::ordered_json& su
         if (value.is_number() && value.get<int64_t>() > 0) ++intervals;
     }
     std::string line = milliseconds(member(summary, "totalBufferingMs")) + " after the join, in " +
-                       std::to_string(intervals) + (intervals == 1 ? " interval" : " intervals");
+                       counted(intervals, "interval");
     const Json& ratio = member(summary, "rebufferingRatio");
     if (ratio.is_number()) {
         char percent[32];
@@ -72,14 +72,18 @@ std::string QMDemoSummaryPrinter::bitrateLine(const nlohmann::ordered_json& summ
         previous = bitrate;
     }
     if (ladder.empty()) ladder = "-";
-    const Json& switches = member(summary, "bitrateSwitches");
-    return ladder + " (" + text(switches) + (switches == 1 ? " switch)" : " switches)");
+    return ladder + " (" + counted(member(summary, "bitrateSwitches"), "switch") + ")";
 }
 
 std::string QMDemoSummaryPrinter::outcomeLine(const nlohmann::ordered_json& summary) {
     std::string line = member(summary, "completed") == true ? "played to the end" : "not completed";
-    return line + "; " + text(member(summary, "errors")) + " playback errors, " +
-           std::to_string(member(summary, "faultReports").size()) + " fault reports";
+    return line + "; " + counted(member(summary, "errors"), "playback error") + ", " +
+           counted(member(summary, "faultReports").size(), "fault report");
+}
+
+std::string QMDemoSummaryPrinter::counted(const nlohmann::ordered_json& count, const std::string& noun) {
+    const std::string plural = noun.ends_with("ch") ? "es" : "s";
+    return text(count) + " " + noun + (count == 1 ? "" : plural);
 }
 
 std::string QMDemoSummaryPrinter::summaryTable(const nlohmann::ordered_json& analysis) {

@@ -18,4 +18,6 @@ class QMDemoSummaryPrinter {
     static std::string bufferingLine(const nlohmann::ordered_json& summary);
     static std::string bitrateLine(const nlohmann::ordered_json& summary);
     static std::string outcomeLine(const nlohmann::ordered_json& summary);
+    // "1 interval", "5 switches".
+    static std::string counted(const nlohmann::ordered_json& count, const std::string& noun);
 };
