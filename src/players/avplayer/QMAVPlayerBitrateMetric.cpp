@@ -3,13 +3,9 @@
 #include <climits>
 #include <cmath>
 
-#include "core/QMObjectRepository.h"
 #include "core/QMVeyraPlugin.h"
-#include "logging/QMLogger.h"
 #include "platform/avfoundation/AVPlayer.h"
 #include "platform/avfoundation/AVPlayerItemNotifications.h"
-#include "players/avplayer/QMAVPlayerVeyraPlugin.h"
-#include "reporting/QMOnDemandReporter.h"
 #include "reporting/QMPeriodicalReporter.h"
 #include "reporting/QMReportType.h"
 
@@ -26,12 +22,7 @@ int64_t truncatedBitrate(double bitrate) {
 
 }  // namespace
 
-QMAVPlayerBitrateMetric::QMAVPlayerBitrateMetric() : plugin_(QMObjectRepository::getRepositoryInstance()->plugin()) {
-    auto avPlugin = std::dynamic_pointer_cast<QMAVPlayerVeyraPlugin>(plugin_);
-    player_ = avPlugin ? avPlugin->player() : nullptr;
-    if (plugin_) {
-        plugin_->addObserver(this, "sessionId", NSKeyValueObservingOptionNew, nullptr);
-    }
+QMAVPlayerBitrateMetric::QMAVPlayerBitrateMetric() {
     // Made before any shared owner exists, so the handler cannot hold the metric: it calls in
     // through the registration, which the destructor removes.
     QMNotificationCenter::defaultCenter()->addObserver(
@@ -41,18 +32,6 @@ QMAVPlayerBitrateMetric::QMAVPlayerBitrateMetric() : plugin_(QMObjectRepository:
 
 QMAVPlayerBitrateMetric::~QMAVPlayerBitrateMetric() {
     QMNotificationCenter::defaultCenter()->removeObserver(this, AVPlayerItemNewAccessLogEntryNotification);
-    plugin_.reset();
-}
-
-void QMAVPlayerBitrateMetric::stopMetricCollection() {
-    QMStatelessMetric::stopMetricCollection();
-    if (!removeSessionId_) {
-        stopObservingSessionId();
-    }
-}
-
-bool QMAVPlayerBitrateMetric::canCollectMetric() {
-    return true;
 }
 
 std::optional<QMJSON> QMAVPlayerBitrateMetric::calculateMetric() {
@@ -68,17 +47,9 @@ std::optional<QMJSON> QMAVPlayerBitrateMetric::calculateMetric() {
     return metric();
 }
 
-void QMAVPlayerBitrateMetric::observeValueForKeyPath(const std::string& keyPath, QMObject*, const QMKeyValueChange&,
-                                                     void*) {
-    if (keyPath == "sessionId" && plugin_ && plugin_->sessionId()) {
-        stopObservingSessionId();
-        onReporterReady();
-    }
-}
-
 void QMAVPlayerBitrateMetric::onReporterReady() {
     if (unsentAvailableBitratesReport_) {
-        sendAvailableBitratesReport(*unsentAvailableBitratesReport_);
+        sendOnDemandReport(*unsentAvailableBitratesReport_, "BR");
         unsentAvailableBitratesReport_.reset();
     }
 }
@@ -112,8 +83,8 @@ void QMAVPlayerBitrateMetric::onAvailableBitratesReady(const QMJSON& bitrates) {
 
 void QMAVPlayerBitrateMetric::makeAvailableBitratesOnDemandRequest(const QMJSON& bitrates) {
     QMJSON report{{"type", QMReportType::AVAILABLE_BITRATES()}, {PROPERTY_AVAILABLE_BITRATES(), bitrates}};
-    if (plugin_ && plugin_->sessionId()) {
-        sendAvailableBitratesReport(report);
+    if (hasSessionId()) {
+        sendOnDemandReport(report, "BR");
     } else {
         unsentAvailableBitratesReport_ = std::move(report);
     }
@@ -131,18 +102,4 @@ bool QMAVPlayerBitrateMetric::hasAccessLogEvents() const {
     const auto& item = player_ ? player_->currentItem() : nullptr;
     const auto log = item ? item->accessLog() : nullptr;
     return log && !log->events().empty();
-}
-
-void QMAVPlayerBitrateMetric::sendAvailableBitratesReport(const QMJSON& report) {
-    if (auto reporter = plugin_ ? plugin_->onDemandReporter() : nullptr) {
-        reporter->sendOnDemandReport(
-            report, [](const std::optional<QMJSON>&) { QMLogger::info("", "BR"); }, nullptr);
-    }
-}
-
-void QMAVPlayerBitrateMetric::stopObservingSessionId() {
-    removeSessionId_ = true;
-    if (plugin_) {
-        plugin_->removeObserver(this, "sessionId");
-    }
 }

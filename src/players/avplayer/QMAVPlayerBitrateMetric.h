@@ -4,40 +4,31 @@
 #include <optional>
 #include <string>
 
-#include "metrics/QMStatelessMetric.h"
 #include "platform/QMJSON.h"
 #include "platform/QMNotificationCenter.h"
-
-class AVPlayer;
-class QMVeyraPlugin;
+#include "players/avplayer/QMAVPlayerStatelessMetric.h"
 
 // The stream's indicated bitrate in each periodical report. Every new access-log entry after the
 // first forces an unscheduled report at once, so that the server sees a period end at the switch;
 // that report carries the bitrate of the period that just ended, later ones the new bitrate. Also
 // the entry point for the list of available bitrates, sent once as an AVAILABLE_BITRATES report
 // (held back until the session id is known).
-class VEYRAKIT_EXPORT QMAVPlayerBitrateMetric : public QMStatelessMetric {
+class VEYRAKIT_EXPORT QMAVPlayerBitrateMetric : public QMAVPlayerStatelessMetric {
 public:
     // Bitrate not yet known.
     static constexpr int64_t UNKNOWN_BITRATE = -2;
 
-    // Takes the current plugin and its player from the repository, observes the plugin's
-    // "sessionId" and subscribes to new access-log entries of any item; the subscription lasts
-    // as long as the metric.
+    // Subscribes to new access-log entries of any item; the subscription lasts as long as the
+    // metric.
     QMAVPlayerBitrateMetric();
     ~QMAVPlayerBitrateMetric() override;
 
-    // Removes the "sessionId" observation, once.
-    void stopMetricCollection() override;
-    bool canCollectMetric() override;
     // Nothing while the current item's access log is empty; else {"currentBitRate": bits per
     // second} once the bitrate is known, and the reported value moves on to the current one.
     std::optional<QMJSON> calculateMetric() override;
 
-    void observeValueForKeyPath(const std::string& keyPath, QMObject* object, const QMKeyValueChange& change,
-                                void* context) override;
     // Sends a held-back bitrates report.
-    void onReporterReady();
+    void onReporterReady() override;
     // A new access-log entry: takes the newest event's indicated bitrate.
     void onBitrateSwitch(const QMNotification& notification);
     // The stream's bitrates are known (an array, sent unchanged).
@@ -46,26 +37,18 @@ public:
     void pauseMetricCollection();
     void resumeMetricCollection();
 
-    std::shared_ptr<QMVeyraPlugin> plugin() const { return plugin_; }
-    std::shared_ptr<AVPlayer> player() const { return player_; }
     int64_t lastBitRate() const { return lastBitRate_; }
     int64_t currentBitRate() const { return currentBitRate_; }
     bool isActive() const { return isActive_; }
-    bool removeSessionId() const { return removeSessionId_; }
     bool mustSendPulseImmediately() const { return mustSendPulseImmediately_; }
     const std::optional<QMJSON>& unsentAvailableBitratesReport() const { return unsentAvailableBitratesReport_; }
 
 private:
     bool hasAccessLogEvents() const;
-    void sendAvailableBitratesReport(const QMJSON& report);
-    void stopObservingSessionId();
 
-    std::shared_ptr<QMVeyraPlugin> plugin_;
-    std::shared_ptr<AVPlayer> player_;
     int64_t lastBitRate_ = UNKNOWN_BITRATE;
     int64_t currentBitRate_ = UNKNOWN_BITRATE;
     bool isActive_ = true;
-    bool removeSessionId_ = false;
     bool mustSendPulseImmediately_ = false;
     std::optional<QMJSON> unsentAvailableBitratesReport_;
 };

@@ -4,7 +4,6 @@
 #include <cmath>
 #include <exception>
 
-#include "core/QMObjectRepository.h"
 #include "core/QMVeyraPlugin.h"
 #include "logging/QMLogger.h"
 #include "platform/QMConsole.h"
@@ -12,8 +11,6 @@
 #include "platform/QMTimer.h"
 #include "platform/avfoundation/AVPlayer.h"
 #include "platform/avfoundation/AVPlayerItemNotifications.h"
-#include "players/avplayer/QMAVPlayerVeyraPlugin.h"
-#include "reporting/QMOnDemandReporter.h"
 #include "reporting/QMPeriodicalReporter.h"
 #include "reporting/QMReportType.h"
 
@@ -30,19 +27,10 @@ int32_t wholeSeconds(double seconds) {
 
 }  // namespace
 
-QMAVPlayerPlaybackMetric::QMAVPlayerPlaybackMetric() : plugin_(QMObjectRepository::getRepositoryInstance()->plugin()) {
-    auto avPlugin = std::dynamic_pointer_cast<QMAVPlayerVeyraPlugin>(plugin_);
-    player_ = avPlugin ? avPlugin->player() : nullptr;
+QMAVPlayerPlaybackMetric::QMAVPlayerPlaybackMetric() {
     if (const auto& item = player_ ? player_->currentItem() : nullptr) {
         item->addObserver(this, "duration", NSKeyValueObservingOptionNew, nullptr);
     }
-    if (plugin_) {
-        plugin_->addObserver(this, "sessionId", NSKeyValueObservingOptionNew, nullptr);
-    }
-}
-
-QMAVPlayerPlaybackMetric::~QMAVPlayerPlaybackMetric() {
-    plugin_.reset();
 }
 
 void QMAVPlayerPlaybackMetric::startMetricCollection() {
@@ -58,22 +46,15 @@ void QMAVPlayerPlaybackMetric::startMetricCollection() {
 }
 
 void QMAVPlayerPlaybackMetric::stopMetricCollection() {
-    QMStatelessMetric::stopMetricCollection();
+    QMAVPlayerStatelessMetric::stopMetricCollection();
     const auto& item = player_ ? player_->currentItem() : nullptr;
     if (item) {
         item->removeObserver(this, "duration");
     }
     QMNotificationCenter::defaultCenter()->removeObserver(this, AVPlayerItemDidPlayToEndTimeNotification, item.get());
-    if (!removeSessionId_) {
-        stopObservingSessionId();
-    }
     if (timer_) {
         timer_->invalidate();
     }
-}
-
-bool QMAVPlayerPlaybackMetric::canCollectMetric() {
-    return true;
 }
 
 std::optional<QMJSON> QMAVPlayerPlaybackMetric::calculateMetric() {
@@ -89,12 +70,9 @@ std::optional<QMJSON> QMAVPlayerPlaybackMetric::calculateMetric() {
     return result;
 }
 
-void QMAVPlayerPlaybackMetric::observeValueForKeyPath(const std::string& keyPath, QMObject*, const QMKeyValueChange&,
-                                                      void*) {
-    if (keyPath == "sessionId" && plugin_ && plugin_->sessionId()) {
-        stopObservingSessionId();
-        onReporterReady();
-    }
+void QMAVPlayerPlaybackMetric::observeValueForKeyPath(const std::string& keyPath, QMObject* object,
+                                                      const QMKeyValueChange& change, void* context) {
+    QMAVPlayerStatelessMetric::observeValueForKeyPath(keyPath, object, change, context);
     if (keyPath == "duration") {
         onDurationChangeEvent();
     }
@@ -102,7 +80,7 @@ void QMAVPlayerPlaybackMetric::observeValueForKeyPath(const std::string& keyPath
 
 void QMAVPlayerPlaybackMetric::onReporterReady() {
     if (unsentDurationReport_) {
-        sendDurationReport(*unsentDurationReport_);
+        sendOnDemandReport(*unsentDurationReport_, "DR");
         unsentDurationReport_.reset();
     }
 }
@@ -115,8 +93,8 @@ void QMAVPlayerPlaybackMetric::onDurationChangeEvent() {
     const auto& item = player_ ? player_->currentItem() : nullptr;
     assetDuration_ = wholeSeconds(CMTimeGetSeconds(item ? item->duration() : kCMTimeZero));
     QMJSON report{{"type", QMReportType::PLAYBACK_DURATION()}, {"duration", QMFormat("%d", assetDuration_)}};
-    if (plugin_ && plugin_->sessionId()) {
-        sendDurationReport(report);
+    if (hasSessionId()) {
+        sendOnDemandReport(report, "DR");
     } else {
         unsentDurationReport_ = std::move(report);
     }
@@ -173,18 +151,4 @@ void QMAVPlayerPlaybackMetric::monitorVideoPlayStatus() {
         timer_->invalidate();
     }
     itemDidFinishPlaying(nullptr);
-}
-
-void QMAVPlayerPlaybackMetric::sendDurationReport(const QMJSON& report) {
-    if (auto reporter = plugin_ ? plugin_->onDemandReporter() : nullptr) {
-        reporter->sendOnDemandReport(
-            report, [](const std::optional<QMJSON>&) { QMLogger::info("", "DR"); }, nullptr);
-    }
-}
-
-void QMAVPlayerPlaybackMetric::stopObservingSessionId() {
-    removeSessionId_ = true;
-    if (plugin_) {
-        plugin_->removeObserver(this, "sessionId");
-    }
 }

@@ -4,38 +4,33 @@
 #include <optional>
 #include <string>
 
-#include "metrics/QMStatelessMetric.h"
 #include "platform/QMJSON.h"
 #include "platform/QMNotificationCenter.h"
+#include "players/avplayer/QMAVPlayerStatelessMetric.h"
 
-class AVPlayer;
 class QMTimer;
-class QMVeyraPlugin;
 
 // Whether the player is playing and the asset's duration, in every periodical report; the
 // duration once more as a PLAYBACK_DURATION report (held back until the session id is known);
 // and the end of playback: when the item plays to its end or the host stops playback, one last
 // unscheduled periodical report carrying "playbackCompleted", after which the plugin is destroyed.
-class VEYRAKIT_EXPORT QMAVPlayerPlaybackMetric : public QMStatelessMetric {
+class VEYRAKIT_EXPORT QMAVPlayerPlaybackMetric : public QMAVPlayerStatelessMetric {
 public:
-    // Takes the current plugin and its player from the repository, and observes the current
-    // item's "duration" and the plugin's "sessionId" at once.
+    // Observes the current item's "duration" at once (the plugin's "sessionId" too).
     QMAVPlayerPlaybackMetric();
-    ~QMAVPlayerPlaybackMetric() override;
 
     // Subscribes to the end of the current item.
     void startMetricCollection() override;
     // Removes the "duration" observation (from the item current now), the end-of-item
-    // subscription and, once, the "sessionId" observation; invalidates the timer.
+    // subscription and the "sessionId" observation; invalidates the timer.
     void stopMetricCollection() override;
-    bool canCollectMetric() override;
     // {"playing": 1 or 0, "assetDuration": "%d" text, "playbackCompleted": true once finished}.
     std::optional<QMJSON> calculateMetric() override;
 
     void observeValueForKeyPath(const std::string& keyPath, QMObject* object, const QMKeyValueChange& change,
                                 void* context) override;
     // Sends a held-back duration report.
-    void onReporterReady();
+    void onReporterReady() override;
     // Once per metric: the duration in whole seconds (truncated; an indefinite or invalid one
     // gives the lowest 32-bit value), sent as {"type": "D", "duration": "%d"} or held back.
     void onDurationChangeEvent();
@@ -53,26 +48,17 @@ public:
     // Kept for a polling timer; nothing starts it.
     void monitorVideoPlayStatus();
 
-    std::shared_ptr<QMVeyraPlugin> plugin() const { return plugin_; }
-    std::shared_ptr<AVPlayer> player() const { return player_; }
     bool isPlaybackFinished() const { return isPlaybackFinished_; }
     bool unScheduledPeriodicalSent() const { return unScheduledPeriodicalSent_; }
     bool isActive() const { return isActive_; }
-    bool removeSessionId() const { return removeSessionId_; }
     bool durationIsCalculated() const { return durationIsCalculated_; }
     const std::optional<QMJSON>& unsentDurationReport() const { return unsentDurationReport_; }
     int32_t assetDuration() const { return assetDuration_; }
 
 private:
-    void sendDurationReport(const QMJSON& report);
-    void stopObservingSessionId();
-
-    std::shared_ptr<QMVeyraPlugin> plugin_;
-    std::shared_ptr<AVPlayer> player_;
     bool isPlaybackFinished_ = false;
     bool unScheduledPeriodicalSent_ = false;
     bool isActive_ = true;
-    bool removeSessionId_ = false;
     bool durationIsCalculated_ = false;
     std::optional<QMJSON> unsentDurationReport_;
     int32_t assetDuration_ = 0;
