@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <iostream>
 
 #include "platform/QMURLSession.h"
 #include "platform/QMUserDefaults.h"
@@ -27,6 +28,12 @@ void QMVirtualTimeTest::SetUp() {
 }
 
 void QMVirtualTimeTest::TearDown() {
+    if (HasFailure()) {
+        // What the code under test wrote to the console explains most failures.
+        for (const auto& line : console.lines()) {
+            std::cerr << "console: " << line << '\n';
+        }
+    }
     // Data tasks still running would answer into the next test; let them finish first.
     QMURLSession::sharedSession()->waitForIdle();
     QMRunLoop::setMainRunLoop(nullptr);
