@@ -5,6 +5,7 @@
 #include "logging/QMLogger.h"
 #include "platform/QMJSON.h"
 #include "platform/QMNotificationCenter.h"
+#include "reporting/QMRestLoader.h"
 
 std::shared_ptr<QMSessionStartMessageDelegate> QMSessionStartMessageDelegate::init(std::shared_ptr<QMURLRequest> request) {
     request_ = std::move(request);
@@ -19,11 +20,7 @@ void QMSessionStartMessageDelegate::connection(QMURLConnection&, const std::shar
 }
 
 void QMSessionStartMessageDelegate::connection(QMURLConnection&, const std::string& didReceiveData) {
-    if (!connectionData_) {
-        connectionData_.emplace();
-        connectionData_->reserve(2048);
-    }
-    connectionData_->append(didReceiveData);
+    QMRestLoader::appendResponseData(connectionData_, didReceiveData);
 }
 
 void QMSessionStartMessageDelegate::connectionDidFinishLoading(QMURLConnection&) {

@@ -1,6 +1,7 @@
 #include "veyrakit/QMVeyraKit.h"
 
 #include <exception>
+#include <functional>
 
 #include "core/QMMonitoringSessions.h"
 #include "core/QMVeyraPlugin.h"
@@ -91,38 +92,36 @@ void QMVeyraKit::pluginWithMPMoviePlayerController(const std::shared_ptr<MPMovie
     QMMonitoringSessions::setCurrentMPMoviePlayerMonitoringSession(std::move(plugin));
 }
 
-void QMVeyraKit::viewerFaultReport(const std::string& errorCode, const std::string& playerVersion) {
+namespace {
+// A plain message to the AVPlayer slot: nothing happens while it is empty.
+template <typename Command>
+void forwardToAVPlayerPlugin(Command command) {
     if (auto plugin = QMMonitoringSessions::currentAVPlayerMonitoringSession()) {
-        plugin->viewerFaultReport(errorCode, playerVersion);
+        command(*plugin);
     }
+}
+}  // namespace
+
+void QMVeyraKit::viewerFaultReport(const std::string& errorCode, const std::string& playerVersion) {
+    forwardToAVPlayerPlugin([&](QMVeyraPlugin& plugin) { plugin.viewerFaultReport(errorCode, playerVersion); });
 }
 
 void QMVeyraKit::sizeChangedToFullScreen() {
-    if (auto plugin = QMMonitoringSessions::currentAVPlayerMonitoringSession()) {
-        plugin->sizeChangedToFullScreen();
-    }
+    forwardToAVPlayerPlugin(std::mem_fn(&QMVeyraPlugin::sizeChangedToFullScreen));
 }
 
 void QMVeyraKit::sizeChangedToWindow() {
-    if (auto plugin = QMMonitoringSessions::currentAVPlayerMonitoringSession()) {
-        plugin->sizeChangedToWindow();
-    }
+    forwardToAVPlayerPlugin(std::mem_fn(&QMVeyraPlugin::sizeChangedToWindow));
 }
 
 void QMVeyraKit::stopPlayback() {
-    if (auto plugin = QMMonitoringSessions::currentAVPlayerMonitoringSession()) {
-        plugin->stopPlayback();
-    }
+    forwardToAVPlayerPlugin(std::mem_fn(&QMVeyraPlugin::stopPlayback));
 }
 
 void QMVeyraKit::startAds() {
-    if (auto plugin = QMMonitoringSessions::currentAVPlayerMonitoringSession()) {
-        plugin->startAds();
-    }
+    forwardToAVPlayerPlugin(std::mem_fn(&QMVeyraPlugin::startAds));
 }
 
 void QMVeyraKit::stopAds() {
-    if (auto plugin = QMMonitoringSessions::currentAVPlayerMonitoringSession()) {
-        plugin->stopAds();
-    }
+    forwardToAVPlayerPlugin(std::mem_fn(&QMVeyraPlugin::stopAds));
 }

@@ -21,6 +21,7 @@
 #include "reporting/QMOnDemandReporter.h"
 #include "reporting/QMPeriodicalReporter.h"
 #include "reporting/QMReportType.h"
+#include "reporting/QMRestLoader.h"
 #include "veyrakit/VeyraKit.h"
 
 namespace {
@@ -378,11 +379,7 @@ void QMVeyraPlugin::connection(QMURLConnection&, const std::shared_ptr<QMHTTPURL
 }
 
 void QMVeyraPlugin::connection(QMURLConnection&, const std::string& didReceiveData) {
-    if (!connectionData_) {
-        connectionData_.emplace();
-        connectionData_->reserve(2048);
-    }
-    connectionData_->append(didReceiveData);
+    QMRestLoader::appendResponseData(connectionData_, didReceiveData);
 }
 
 void QMVeyraPlugin::connectionDidFinishLoading(QMURLConnection&) {
