@@ -12,7 +12,7 @@ namespace {
 // The real loop and libcurl against a collector stub on 127.0.0.1; the simulated player runs on
 // wall-clock time, so the scenario is short and reports come every second.
 class AVPlayerSessionOverSockets : public QMAVPlayerSessionTest {
-protected:
+  protected:
     void SetUp() override {
         QMAVPlayerSessionTest::SetUp();
         QMRunLoop::setMainRunLoop(realLoop);
@@ -20,8 +20,9 @@ protected:
         server.Post(R"(/player/(init|report))", [this](const httplib::Request& req, httplib::Response& res) {
             std::lock_guard<std::mutex> lock(mutex);
             received.push_back(req.path + " " + req.body);
-            res.set_content(req.path == "/player/init" ? R"({"sessionId":"S-7","intervalSeconds":1000})" : "{}",
-                            "application/json");
+            res.set_content(
+                req.path == "/player/init" ? R"({"sessionId":"S-7","intervalSeconds":1000})" : "{}",
+                "application/json");
         });
         base = "http://127.0.0.1:" + std::to_string(server.bind_to_any_port("127.0.0.1"));
         thread = std::thread([this] { server.listen_after_bind(); });
@@ -54,7 +55,8 @@ variant 1500000
 at 0:00 play
 at 0:00.300 ready
 at 0:01.300 bitrate 1500000
-)"), std::make_shared<QMFacadeSimulatorHost>());
+)"),
+                                                         std::make_shared<QMFacadeSimulatorHost>());
     QMVeyraKit::pluginWithAVPlayer(simulator->player(), "A-1", base, "C-1", "VOD", "Short", std::nullopt,
                                    std::nullopt, std::nullopt);
     simulator->start();

@@ -59,7 +59,8 @@ void QMAVPlayerBitrateMetric::onBitrateSwitch(const QMNotification&) {
     if (!hasAccessLogEvents()) {
         return;
     }
-    const int64_t bitrate = truncatedBitrate(player_->currentItem()->accessLog()->events().back()->indicatedBitrate());
+    const int64_t bitrate =
+        truncatedBitrate(player_->currentItem()->accessLog()->events().back()->indicatedBitrate());
     if (currentBitRate_ == UNKNOWN_BITRATE) {
         // The first entry only makes the bitrate known: no period has ended.
         mustSendPulseImmediately_ = false;
@@ -90,13 +91,9 @@ void QMAVPlayerBitrateMetric::makeAvailableBitratesOnDemandRequest(const QMJSON&
     }
 }
 
-void QMAVPlayerBitrateMetric::pauseMetricCollection() {
-    isActive_ = false;
-}
+void QMAVPlayerBitrateMetric::pauseMetricCollection() { isActive_ = false; }
 
-void QMAVPlayerBitrateMetric::resumeMetricCollection() {
-    isActive_ = true;
-}
+void QMAVPlayerBitrateMetric::resumeMetricCollection() { isActive_ = true; }
 
 bool QMAVPlayerBitrateMetric::hasAccessLogEvents() const {
     const auto& item = player_ ? player_->currentItem() : nullptr;

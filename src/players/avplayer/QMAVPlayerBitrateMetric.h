@@ -14,7 +14,7 @@
 // the entry point for the list of available bitrates, sent once as an AVAILABLE_BITRATES report
 // (held back until the session id is known).
 class VEYRAKIT_EXPORT QMAVPlayerBitrateMetric : public QMAVPlayerStatelessMetric {
-public:
+  public:
     // Bitrate not yet known.
     static constexpr int64_t UNKNOWN_BITRATE = -2;
 
@@ -41,9 +41,11 @@ public:
     int64_t currentBitRate() const { return currentBitRate_; }
     bool isActive() const { return isActive_; }
     bool mustSendPulseImmediately() const { return mustSendPulseImmediately_; }
-    const std::optional<QMJSON>& unsentAvailableBitratesReport() const { return unsentAvailableBitratesReport_; }
+    const std::optional<QMJSON>& unsentAvailableBitratesReport() const {
+        return unsentAvailableBitratesReport_;
+    }
 
-private:
+  private:
     bool hasAccessLogEvents() const;
 
     int64_t lastBitRate_ = UNKNOWN_BITRATE;

@@ -4,6 +4,6 @@
 // The handlers of an AVPlayer plugin: the media error handler only. (The diagnostic reporter is
 // owned by the plugin, not handled here.)
 class VEYRAKIT_EXPORT QMAVPlayerEventManager : public QMEventManager {
-public:
+  public:
     QMAVPlayerEventManager();
 };

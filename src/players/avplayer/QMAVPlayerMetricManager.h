@@ -6,6 +6,6 @@
 // 2, 4, 5, each taking the current plugin from the repository; that order is also the order in
 // which their "sessionId" observations see the session id, hence of their held-back reports.
 class VEYRAKIT_EXPORT QMAVPlayerMetricManager : public QMMetricManager {
-public:
+  public:
     QMAVPlayerMetricManager();
 };

@@ -11,7 +11,7 @@ class QMVeyraPlugin;
 // status of the item that is current when the handlers are attached; when the failure comes
 // before the session exists (no on-demand reporter yet), waits for the plugin's "sessionId".
 class VEYRAKIT_EXPORT QMAVPlayerOnMediaErrorHandler : public QMEventHandler {
-public:
+  public:
     // Takes the current plugin and its player from the repository.
     QMAVPlayerOnMediaErrorHandler();
     ~QMAVPlayerOnMediaErrorHandler() override;
@@ -35,7 +35,7 @@ public:
     std::shared_ptr<AVPlayer> player() const { return player_; }
     bool registerSessionId() const { return registerSessionId_; }
 
-private:
+  private:
     void onFailure();
     void stopObservingSessionId();
 

@@ -36,13 +36,13 @@ QMAVPlayerPlaybackMetric::QMAVPlayerPlaybackMetric() {
 void QMAVPlayerPlaybackMetric::startMetricCollection() {
     // The centre does not own its observers: the handler holds the metric only while it runs.
     std::weak_ptr<QMAVPlayerPlaybackMetric> weakSelf = selfAs<QMAVPlayerPlaybackMetric>();
-    QMNotificationCenter::defaultCenter()->addObserver(
-        this, AVPlayerItemDidPlayToEndTimeNotification, player_ ? player_->currentItem().get() : nullptr,
-        [weakSelf](const QMNotification& notification) {
-            if (auto self = weakSelf.lock()) {
-                self->itemDidFinishPlaying(&notification);
-            }
-        });
+    QMNotificationCenter::defaultCenter()->addObserver(this, AVPlayerItemDidPlayToEndTimeNotification,
+                                                       player_ ? player_->currentItem().get() : nullptr,
+                                                       [weakSelf](const QMNotification& notification) {
+                                                           if (auto self = weakSelf.lock()) {
+                                                               self->itemDidFinishPlaying(&notification);
+                                                           }
+                                                       });
 }
 
 void QMAVPlayerPlaybackMetric::stopMetricCollection() {
@@ -51,7 +51,8 @@ void QMAVPlayerPlaybackMetric::stopMetricCollection() {
     if (item) {
         item->removeObserver(this, "duration");
     }
-    QMNotificationCenter::defaultCenter()->removeObserver(this, AVPlayerItemDidPlayToEndTimeNotification, item.get());
+    QMNotificationCenter::defaultCenter()->removeObserver(this, AVPlayerItemDidPlayToEndTimeNotification,
+                                                          item.get());
     if (timer_) {
         timer_->invalidate();
     }
@@ -127,13 +128,9 @@ void QMAVPlayerPlaybackMetric::stopPlayback() {
     }
 }
 
-void QMAVPlayerPlaybackMetric::pauseMetricCollection() {
-    isActive_ = false;
-}
+void QMAVPlayerPlaybackMetric::pauseMetricCollection() { isActive_ = false; }
 
-void QMAVPlayerPlaybackMetric::resumeMetricCollection() {
-    isActive_ = true;
-}
+void QMAVPlayerPlaybackMetric::resumeMetricCollection() { isActive_ = true; }
 
 void QMAVPlayerPlaybackMetric::itemDidFailedPlaying(const QMNotification*) {
     QMLogger::info("itemDidFailedPlaying event fire.", "SV");

@@ -15,7 +15,7 @@ class QMTimer;
 // and the end of playback: when the item plays to its end or the host stops playback, one last
 // unscheduled periodical report carrying "playbackCompleted", after which the plugin is destroyed.
 class VEYRAKIT_EXPORT QMAVPlayerPlaybackMetric : public QMAVPlayerStatelessMetric {
-public:
+  public:
     // Observes the current item's "duration" at once (the plugin's "sessionId" too).
     QMAVPlayerPlaybackMetric();
 
@@ -55,7 +55,7 @@ public:
     const std::optional<QMJSON>& unsentDurationReport() const { return unsentDurationReport_; }
     int32_t assetDuration() const { return assetDuration_; }
 
-private:
+  private:
     bool isPlaybackFinished_ = false;
     bool unScheduledPeriodicalSent_ = false;
     bool isActive_ = true;

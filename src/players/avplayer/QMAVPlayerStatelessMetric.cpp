@@ -15,13 +15,9 @@ QMAVPlayerStatelessMetric::QMAVPlayerStatelessMetric()
     }
 }
 
-QMAVPlayerStatelessMetric::~QMAVPlayerStatelessMetric() {
-    plugin_.reset();
-}
+QMAVPlayerStatelessMetric::~QMAVPlayerStatelessMetric() { plugin_.reset(); }
 
-bool QMAVPlayerStatelessMetric::canCollectMetric() {
-    return true;
-}
+bool QMAVPlayerStatelessMetric::canCollectMetric() { return true; }
 
 void QMAVPlayerStatelessMetric::stopMetricCollection() {
     QMStatelessMetric::stopMetricCollection();
@@ -38,14 +34,14 @@ void QMAVPlayerStatelessMetric::observeValueForKeyPath(const std::string& keyPat
     }
 }
 
-bool QMAVPlayerStatelessMetric::hasSessionId() const {
-    return plugin_ && plugin_->sessionId();
-}
+bool QMAVPlayerStatelessMetric::hasSessionId() const { return plugin_ && plugin_->sessionId(); }
 
-void QMAVPlayerStatelessMetric::sendOnDemandReport(const QMJSON& report, const std::string& completionPrefix) const {
+void QMAVPlayerStatelessMetric::sendOnDemandReport(const QMJSON& report,
+                                                   const std::string& completionPrefix) const {
     if (auto reporter = plugin_ ? plugin_->onDemandReporter() : nullptr) {
         reporter->sendOnDemandReport(
-            report, [completionPrefix](const std::optional<QMJSON>&) { QMLogger::info("", completionPrefix); },
+            report,
+            [completionPrefix](const std::optional<QMJSON>&) { QMLogger::info("", completionPrefix); },
             nullptr);
     }
 }

@@ -11,7 +11,7 @@ class QMVeyraPlugin;
 // What the stateless AVPlayer metrics share: the plugin and player of the repository at creation,
 // and a one-shot report held back until the plugin's "sessionId" is set.
 class VEYRAKIT_EXPORT QMAVPlayerStatelessMetric : public QMStatelessMetric {
-public:
+  public:
     ~QMAVPlayerStatelessMetric() override;
 
     // Always: the manager asks for values on every report.
@@ -28,7 +28,7 @@ public:
     std::shared_ptr<AVPlayer> player() const { return player_; }
     bool removeSessionId() const { return removeSessionId_; }
 
-protected:
+  protected:
     // Takes the current plugin and its player from the repository and observes the plugin's
     // "sessionId" at once, so that a session id arriving at any time is seen.
     QMAVPlayerStatelessMetric();
@@ -41,7 +41,7 @@ protected:
     std::shared_ptr<QMVeyraPlugin> plugin_;
     std::shared_ptr<AVPlayer> player_;
 
-private:
+  private:
     void stopObservingSessionId();
 
     bool removeSessionId_ = false;

@@ -27,7 +27,8 @@ std::shared_ptr<QMAVPlayerVeyraPlugin> QMAVPlayerVeyraPlugin::pluginWithParams(
     const std::optional<std::string>& serverHost, const std::optional<std::string>& qmrCID,
     const std::optional<std::string>& assetType, const std::optional<std::string>& assetName,
     const std::optional<std::string>& viewerId, const std::optional<QMCustomMetadataArray>& assetMetadata,
-    const std::optional<QMCustomMetadataArray>& viewerMetadata, const std::optional<QMPluginMetadata>& pluginMetadata) {
+    const std::optional<QMCustomMetadataArray>& viewerMetadata,
+    const std::optional<QMPluginMetadata>& pluginMetadata) {
     return std::make_shared<QMAVPlayerVeyraPlugin>()->initWithParams(
         player, assetId, serverHost, qmrCID, assetType, assetName, viewerId, assetMetadata, viewerMetadata,
         pluginMetadata);
@@ -38,7 +39,8 @@ std::shared_ptr<QMAVPlayerVeyraPlugin> QMAVPlayerVeyraPlugin::initWithParams(
     const std::optional<std::string>& serverHost, const std::optional<std::string>& qmrCID,
     const std::optional<std::string>& assetType, const std::optional<std::string>& assetName,
     const std::optional<std::string>& viewerId, const std::optional<QMCustomMetadataArray>& assetMetadata,
-    const std::optional<QMCustomMetadataArray>& viewerMetadata, const std::optional<QMPluginMetadata>& pluginMetadata) {
+    const std::optional<QMCustomMetadataArray>& viewerMetadata,
+    const std::optional<QMPluginMetadata>& pluginMetadata) {
     if (!player) {
         QMLogger::error("AVPlayer instance is null, the plugin will not initialized", "T");
         return nullptr;
@@ -49,8 +51,8 @@ std::shared_ptr<QMAVPlayerVeyraPlugin> QMAVPlayerVeyraPlugin::initWithParams(
     disposed_ = false;
     auto playbackUrl = extractPlaybackURL(player_);
     auto streamType = extractStreamType(playbackUrl);
-    QMVeyraPlugin::initWithParams(std::move(playbackUrl), std::move(streamType), assetId, serverHost, qmrCID, assetType,
-                                  assetName, viewerId, std::move(convertedAssetMetadata),
+    QMVeyraPlugin::initWithParams(std::move(playbackUrl), std::move(streamType), assetId, serverHost, qmrCID,
+                                  assetType, assetName, viewerId, std::move(convertedAssetMetadata),
                                   std::move(convertedViewerMetadata), pluginMetadata);
     return selfAs<QMAVPlayerVeyraPlugin>();
 }
@@ -162,13 +164,9 @@ void QMAVPlayerVeyraPlugin::stopPlayback() {
                                          [](auto& metric) { metric.stopPlayback(); });
 }
 
-void QMAVPlayerVeyraPlugin::startAds() {
-    pauseForAdvertisement(true);
-}
+void QMAVPlayerVeyraPlugin::startAds() { pauseForAdvertisement(true); }
 
-void QMAVPlayerVeyraPlugin::stopAds() {
-    pauseForAdvertisement(false);
-}
+void QMAVPlayerVeyraPlugin::stopAds() { pauseForAdvertisement(false); }
 
 void QMAVPlayerVeyraPlugin::pauseForAdvertisement(bool paused) {
     auto apply = [paused](auto& metric) {
@@ -184,9 +182,7 @@ void QMAVPlayerVeyraPlugin::pauseForAdvertisement(bool paused) {
     withMetric<QMAVPlayerPlaybackMetric>(QMMetricManager::PLAYBACK_METRIC_KEY, apply);
 }
 
-void QMAVPlayerVeyraPlugin::destroy() {
-    dispose();
-}
+void QMAVPlayerVeyraPlugin::destroy() { dispose(); }
 
 void QMAVPlayerVeyraPlugin::dispose() {
     if (disposed_) {

@@ -16,7 +16,7 @@
 //
 // Make it with std::make_shared, then initWithParams; or use pluginWithParams.
 class VEYRAKIT_EXPORT QMAVPlayerVeyraPlugin : public QMVeyraPlugin {
-public:
+  public:
     QMAVPlayerVeyraPlugin();
     ~QMAVPlayerVeyraPlugin() override;
 
@@ -83,10 +83,10 @@ public:
     // Once: logs, removes the observers, then the base tear-down.
     void dispose() override;
 
-protected:
+  protected:
     std::shared_ptr<AVPlayer> player_;
 
-private:
+  private:
     template <typename Metric, typename Action>
     void withMetric(int key, Action action);
     void pauseForAdvertisement(bool paused);

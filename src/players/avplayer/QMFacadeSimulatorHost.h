@@ -7,7 +7,7 @@
 // become the facade's class operations (advertisements, size changes, stop, fault report), which
 // reach the current AVPlayer plugin.
 class VEYRAKIT_EXPORT QMFacadeSimulatorHost : public QMSimulatorHost {
-public:
+  public:
     QMFacadeSimulatorHost();
     ~QMFacadeSimulatorHost() override;
 

@@ -15,11 +15,12 @@ struct Pattern {
 const std::vector<Pattern>& patterns() {
     static const std::vector<Pattern> all = [] {
         std::vector<Pattern> made;
-        for (auto [text, type] : {std::pair{".*\\.mp4$", &QMStreamType::PDL()},
-                                  std::pair{".*\\.m3u8$", &QMStreamType::HLS()},
-                                  std::pair{".*\\.mpd$", &QMStreamType::MPEG_DASH()}}) {
-            made.push_back({QMRegularExpression::regularExpressionWithPattern(text, NSRegularExpressionCaseInsensitive),
-                            type});
+        for (auto [text, type] :
+             {std::pair{".*\\.mp4$", &QMStreamType::PDL()}, std::pair{".*\\.m3u8$", &QMStreamType::HLS()},
+              std::pair{".*\\.mpd$", &QMStreamType::MPEG_DASH()}}) {
+            made.push_back(
+                {QMRegularExpression::regularExpressionWithPattern(text, NSRegularExpressionCaseInsensitive),
+                 type});
         }
         return made;
     }();

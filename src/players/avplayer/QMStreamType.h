@@ -7,7 +7,7 @@
 
 // The kind of stream a media URL names, as the session request carries it ("streamType").
 class VEYRAKIT_EXPORT QMStreamType : public QMObject {
-public:
+  public:
     QMStreamType() = delete;
 
     static const std::string& PDL();        // "PDL": a progressive download (.mp4)

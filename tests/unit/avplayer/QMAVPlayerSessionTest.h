@@ -15,7 +15,7 @@
 // Sessions monitored through the facade: a simulated AVPlayer whose host steps reach the facade,
 // a server stub answering the session request after `initDelay` and every report with {}.
 class QMAVPlayerSessionTest : public QMCoreTest {
-protected:
+  protected:
     using Strings = std::vector<std::string>;
 
     void TearDown() override {
@@ -34,11 +34,12 @@ protected:
     void monitor(const std::shared_ptr<AVPlayer>& player,
                  const std::optional<QMCustomMetadataArray>& assetMetadata = std::nullopt,
                  const std::optional<QMCustomMetadataArray>& viewerMetadata = std::nullopt) {
-        QMVeyraKit::pluginWithAVPlayer(player, "A-1", "https://collector.test", "C-1", std::nullopt, "Name", "V-1",
-                                       assetMetadata, viewerMetadata);
+        QMVeyraKit::pluginWithAVPlayer(player, "A-1", "https://collector.test", "C-1", std::nullopt, "Name",
+                                       "V-1", assetMetadata, viewerMetadata);
     }
     // Parses the scenario, lets the facade monitor its player, and starts it.
-    void simulate(const std::string& scenario, const std::optional<QMCustomMetadataArray>& assetMetadata = std::nullopt,
+    void simulate(const std::string& scenario,
+                  const std::optional<QMCustomMetadataArray>& assetMetadata = std::nullopt,
                   const std::optional<QMCustomMetadataArray>& viewerMetadata = std::nullopt) {
         simulator = QMPlayerSimulator::simulatorWithScenario(QMScenarioParser::parse(scenario),
                                                              std::make_shared<QMFacadeSimulatorHost>());
@@ -49,8 +50,8 @@ protected:
     Strings requestStream() const {
         Strings out;
         for (const auto& r : QMURLStubRegistry::shared().requests()) {
-            out.push_back(std::to_string(r.timeMillis - startMillis) + " " + r.url.substr(r.url.rfind("/player/")) +
-                          " " + r.body.value_or(""));
+            out.push_back(std::to_string(r.timeMillis - startMillis) + " " +
+                          r.url.substr(r.url.rfind("/player/")) + " " + r.body.value_or(""));
         }
         return out;
     }
@@ -87,5 +88,6 @@ protected:
 
     std::shared_ptr<QMPlayerSimulator> simulator;
     // A player model driven by the test itself.
-    std::shared_ptr<AVPlayer> player = AVPlayer::playerWithURL(QMURL::URLWithString("https://cdn.example/v/index.m3u8"));
+    std::shared_ptr<AVPlayer> player =
+        AVPlayer::playerWithURL(QMURL::URLWithString("https://cdn.example/v/index.m3u8"));
 };

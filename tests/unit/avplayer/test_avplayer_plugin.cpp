@@ -23,7 +23,7 @@ std::shared_ptr<QMCustomMetadata> md(std::optional<std::string> key, std::option
 }
 
 class QMAVPlayerPluginTest : public QMAVPlayerSessionTest {
-protected:
+  protected:
     void SetUp() override {
         QMAVPlayerSessionTest::SetUp();
         answerSession(0);
@@ -34,7 +34,9 @@ protected:
 }  // namespace
 
 TEST(QMAVPlayerPluginValues, StreamTypeIsAnchoredAtTheEndOfTheWholeURLAndIgnoresCase) {
-    auto type = [](const char* url) { return QMAVPlayerVeyraPlugin::extractStreamType(QMURL::URLWithString(url)); };
+    auto type = [](const char* url) {
+        return QMAVPlayerVeyraPlugin::extractStreamType(QMURL::URLWithString(url));
+    };
     EXPECT_EQ(type("https://cdn.example/v/MOVIE.MP4"), "PDL");
     EXPECT_EQ(type("https://cdn.example/v/index.m3u8"), "HLS");
     EXPECT_EQ(type("https://cdn.example/v/index.m3u8?token=x"), "UNKNOWN");
@@ -43,22 +45,27 @@ TEST(QMAVPlayerPluginValues, StreamTypeIsAnchoredAtTheEndOfTheWholeURLAndIgnores
 }
 
 TEST(QMAVPlayerPluginValues, MetadataSkipsElementsWithoutKeyOrValuesAndIsNothingWhenEmpty) {
-    EXPECT_EQ(converted(QMCustomMetadataArray{md(std::nullopt, Values{"x"}), nullptr, md("genre", Values{"a", "b"}),
-                                              md("tags", std::nullopt), md("empty", Values{})}),
-              R"([{"key":"genre","values":["a","b"]},{"key":"empty","values":[]}])");
+    EXPECT_EQ(
+        converted(QMCustomMetadataArray{md(std::nullopt, Values{"x"}), nullptr, md("genre", Values{"a", "b"}),
+                                        md("tags", std::nullopt), md("empty", Values{})}),
+        R"([{"key":"genre","values":["a","b"]},{"key":"empty","values":[]}])");
     EXPECT_EQ(converted(QMCustomMetadataArray{md(std::nullopt, Values{"x"})}), "<nothing>");
     EXPECT_EQ(converted(QMCustomMetadataArray{}), "<nothing>");
     EXPECT_EQ(converted(std::nullopt), "<nothing>");
 }
 
 TEST_F(QMAVPlayerPluginTest, FacadeContainsCreationFailuresAndRefusesNoPlayer) {
-    auto notURL = AVPlayer::playerWithPlayerItem(AVPlayerItem::playerItemWithAsset(std::make_shared<AVAsset>()));
-    QMVeyraKit::pluginWithAVPlayer(notURL, "A-1", "C-1", std::nullopt, "Name", "V-1", std::nullopt, std::nullopt);
+    auto notURL =
+        AVPlayer::playerWithPlayerItem(AVPlayerItem::playerItemWithAsset(std::make_shared<AVAsset>()));
+    QMVeyraKit::pluginWithAVPlayer(notURL, "A-1", "C-1", std::nullopt, "Name", "V-1", std::nullopt,
+                                   std::nullopt);
     EXPECT_FALSE(QMMonitoringSessions::currentAVPlayerMonitoringSession());
-    EXPECT_EQ(logs().back(), "E SV can't create plugin.error:*** -[NSMutableString appendString:]: nil argument");
+    EXPECT_EQ(logs().back(),
+              "E SV can't create plugin.error:*** -[NSMutableString appendString:]: nil argument");
 
-    EXPECT_FALSE(QMAVPlayerVeyraPlugin::pluginWithParams(nullptr, "A-1", std::nullopt, "C-1", std::nullopt, "N",
-                                                         std::nullopt, std::nullopt, std::nullopt, std::nullopt));
+    EXPECT_FALSE(QMAVPlayerVeyraPlugin::pluginWithParams(nullptr, "A-1", std::nullopt, "C-1", std::nullopt,
+                                                         "N", std::nullopt, std::nullopt, std::nullopt,
+                                                         std::nullopt));
     EXPECT_EQ(logs().back(), "E T AVPlayer instance is null, the plugin will not initialized");
 }
 
@@ -85,7 +92,8 @@ TEST_F(QMAVPlayerPluginTest, AdsPauseBufferingViewingBitrateAndPlaybackOnlySizeG
     auto playback = metric<QMAVPlayerPlaybackMetric>(2);
     auto viewing = metric<QMAVPlayerViewingTimeMetric>(3);
     auto active = [&] {
-        return std::vector<bool>{buffering->isActive(), viewing->isActive(), bitrate->isActive(), playback->isActive()};
+        return std::vector<bool>{buffering->isActive(), viewing->isActive(), bitrate->isActive(),
+                                 playback->isActive()};
     };
     EXPECT_EQ(active(), std::vector<bool>(4, true));
     QMVeyraKit::startAds();

@@ -30,8 +30,8 @@ TEST_F(QMAVPlayerSessionTest, AVodSessionPlayedToTheEndSendsTheExactRequestStrea
     answerSession(500);
     simulate(kScenario, QMCustomMetadataArray{std::make_shared<QMCustomMetadata>(std::nullopt, Strings{"x"})},
              QMCustomMetadataArray{std::make_shared<QMCustomMetadata>("tier", Strings{"gold"})});
-    std::vector<std::weak_ptr<QMObject>> parts{plugin()->eventManager(), plugin()->eventManager()->handlers().at(0),
-                                               plugin()->metricManager()};
+    std::vector<std::weak_ptr<QMObject>> parts{
+        plugin()->eventManager(), plugin()->eventManager()->handlers().at(0), plugin()->metricManager()};
     for (const auto& [key, metric] : plugin()->metricManager()->metricsMap()) {
         parts.push_back(metric);
     }
@@ -39,28 +39,39 @@ TEST_F(QMAVPlayerSessionTest, AVodSessionPlayedToTheEndSendsTheExactRequestStrea
     runFor(120'000);
 
     const std::string P = R"({"type":"P","sessionId":"S-1",)";
-    const std::string noBuffering = R"("totalBufferingTime":"0","bufferingTimeLeadingToNow":"0","currentBufferingTime":"0",)";
-    EXPECT_EQ(requestStream(), (Strings{
-        R"(0 /player/init {"assetId":"A-1","qmrCID":"C-1","assetName":"Name","viewerId":"V-1","protocolVersion":"1.1","mediaUrl":"https://media.veyrakit.invalid/vod/clip/master.m3u8","streamType":"HLS","assetType":"VOD","viewerMetadata":[{"key":"tier","values":["gold"]}],"uniqueViewerData":[{"key":"viewerIdInCookie","values":["false"]}]})",
-        R"(500 /player/report {"sessionId":"S-1","type":"S","pulseNumber":1})",
-        "500 /player/report " + P + R"("playing":0,"assetDuration":"0","totalViewedTime":"0","currentViewedTime":"0","currentElapsedTime":"500","totalElapsedTime":"500","periodDuration":"10","alive":"1","periodicalNumber":1,"pulseNumber":2})",
-        R"(2000 /player/report {"sessionId":"S-1","type":"D","duration":"40","pulseNumber":3})",
-        R"(2000 /player/report {"sessionId":"S-1","type":"J","joinTime":2000,"pulseNumber":4})",
-        "10500 /player/report " + P + noBuffering + R"("currentBitRate":800000,"playing":1,"assetDuration":"40","totalPlayingTime":"8500","currentPlayingTime":"8500","totalViewedTime":"9000","currentViewedTime":"8000","currentElapsedTime":"10000","totalElapsedTime":"10500","periodDuration":"10","alive":"0","periodicalNumber":2,"pulseNumber":5})",
-        // The switch ends a period: the report carries the bitrate of the period that ended.
-        "12000 /player/report " + P + noBuffering + R"("currentBitRate":800000,"playing":1,"assetDuration":"40","totalPlayingTime":"10000","currentPlayingTime":"1500","totalViewedTime":"11000","currentViewedTime":"2000","currentElapsedTime":"1500","totalElapsedTime":"12000","periodDuration":"10","alive":"0","periodicalNumber":3,"pulseNumber":6})",
-        // During the break: viewing time frozen at its start, full screen counted until the pause.
-        "20500 /player/report " + P + noBuffering + R"("currentBitRate":1500000,"playing":0,"assetDuration":"40","totalPlayingTime":"18000","currentPlayingTime":"8000","totalViewedTime":"19000","currentViewedTime":"8000","totalFullScreenTime":"5000","currentFullScreenTime":"5000","currentElapsedTime":"8500","totalElapsedTime":"20500","periodDuration":"10","alive":"0","periodicalNumber":4,"pulseNumber":7})",
-        "30500 /player/report " + P + noBuffering + R"("currentBitRate":1500000,"playing":1,"assetDuration":"40","totalPlayingTime":"23500","currentPlayingTime":"5500","totalViewedTime":"24000","currentViewedTime":"5000","totalFullScreenTime":"10500","currentFullScreenTime":"5500","currentElapsedTime":"10000","totalElapsedTime":"30500","periodDuration":"10","alive":"0","periodicalNumber":5,"pulseNumber":8})",
-        "40500 /player/report " + P + noBuffering + R"("currentBitRate":1500000,"playing":1,"assetDuration":"40","totalPlayingTime":"33500","currentPlayingTime":"10000","totalViewedTime":"34000","currentViewedTime":"10000","totalFullScreenTime":"20500","currentFullScreenTime":"10000","currentElapsedTime":"10000","totalElapsedTime":"40500","periodDuration":"10","alive":"0","periodicalNumber":6,"pulseNumber":9})",
-        "47000 /player/report " + P + noBuffering + R"("currentBitRate":1500000,"playing":1,"assetDuration":"40","playbackCompleted":true,"totalPlayingTime":"40000","currentPlayingTime":"6500","totalViewedTime":"41000","currentViewedTime":"7000","totalFullScreenTime":"27000","currentFullScreenTime":"6500","currentElapsedTime":"6500","totalElapsedTime":"47000","periodDuration":"10","alive":"0","periodicalNumber":7,"pulseNumber":10})",
-    }));
+    const std::string noBuffering =
+        R"("totalBufferingTime":"0","bufferingTimeLeadingToNow":"0","currentBufferingTime":"0",)";
+    EXPECT_EQ(
+        requestStream(),
+        (Strings{
+            R"(0 /player/init {"assetId":"A-1","qmrCID":"C-1","assetName":"Name","viewerId":"V-1","protocolVersion":"1.1","mediaUrl":"https://media.veyrakit.invalid/vod/clip/master.m3u8","streamType":"HLS","assetType":"VOD","viewerMetadata":[{"key":"tier","values":["gold"]}],"uniqueViewerData":[{"key":"viewerIdInCookie","values":["false"]}]})",
+            R"(500 /player/report {"sessionId":"S-1","type":"S","pulseNumber":1})",
+            "500 /player/report " + P +
+                R"("playing":0,"assetDuration":"0","totalViewedTime":"0","currentViewedTime":"0","currentElapsedTime":"500","totalElapsedTime":"500","periodDuration":"10","alive":"1","periodicalNumber":1,"pulseNumber":2})",
+            R"(2000 /player/report {"sessionId":"S-1","type":"D","duration":"40","pulseNumber":3})",
+            R"(2000 /player/report {"sessionId":"S-1","type":"J","joinTime":2000,"pulseNumber":4})",
+            "10500 /player/report " + P + noBuffering +
+                R"("currentBitRate":800000,"playing":1,"assetDuration":"40","totalPlayingTime":"8500","currentPlayingTime":"8500","totalViewedTime":"9000","currentViewedTime":"8000","currentElapsedTime":"10000","totalElapsedTime":"10500","periodDuration":"10","alive":"0","periodicalNumber":2,"pulseNumber":5})",
+            // The switch ends a period: the report carries the bitrate of the period that ended.
+            "12000 /player/report " + P + noBuffering +
+                R"("currentBitRate":800000,"playing":1,"assetDuration":"40","totalPlayingTime":"10000","currentPlayingTime":"1500","totalViewedTime":"11000","currentViewedTime":"2000","currentElapsedTime":"1500","totalElapsedTime":"12000","periodDuration":"10","alive":"0","periodicalNumber":3,"pulseNumber":6})",
+            // During the break: viewing time frozen at its start, full screen counted until the pause.
+            "20500 /player/report " + P + noBuffering +
+                R"("currentBitRate":1500000,"playing":0,"assetDuration":"40","totalPlayingTime":"18000","currentPlayingTime":"8000","totalViewedTime":"19000","currentViewedTime":"8000","totalFullScreenTime":"5000","currentFullScreenTime":"5000","currentElapsedTime":"8500","totalElapsedTime":"20500","periodDuration":"10","alive":"0","periodicalNumber":4,"pulseNumber":7})",
+            "30500 /player/report " + P + noBuffering +
+                R"("currentBitRate":1500000,"playing":1,"assetDuration":"40","totalPlayingTime":"23500","currentPlayingTime":"5500","totalViewedTime":"24000","currentViewedTime":"5000","totalFullScreenTime":"10500","currentFullScreenTime":"5500","currentElapsedTime":"10000","totalElapsedTime":"30500","periodDuration":"10","alive":"0","periodicalNumber":5,"pulseNumber":8})",
+            "40500 /player/report " + P + noBuffering +
+                R"("currentBitRate":1500000,"playing":1,"assetDuration":"40","totalPlayingTime":"33500","currentPlayingTime":"10000","totalViewedTime":"34000","currentViewedTime":"10000","totalFullScreenTime":"20500","currentFullScreenTime":"10000","currentElapsedTime":"10000","totalElapsedTime":"40500","periodDuration":"10","alive":"0","periodicalNumber":6,"pulseNumber":9})",
+            "47000 /player/report " + P + noBuffering +
+                R"("currentBitRate":1500000,"playing":1,"assetDuration":"40","playbackCompleted":true,"totalPlayingTime":"40000","currentPlayingTime":"6500","totalViewedTime":"41000","currentViewedTime":"7000","totalFullScreenTime":"27000","currentFullScreenTime":"6500","currentElapsedTime":"6500","totalElapsedTime":"47000","periodDuration":"10","alive":"0","periodicalNumber":7,"pulseNumber":10})",
+        }));
     const auto lines = logs();
-    EXPECT_EQ(Strings(lines.end() - 5, lines.end()),
-              (Strings{"I T playback completed. Last P",
-                       "I P TBF:'0', BFTN:'0', CBF:'0', CBR:'1500000', P:'1', PC:'1', TPT:'40000', CPT:'6500', "
-                       "TVT:'41000', CVT:'7000', TFT:'27000', CFT:'6500', PRD:'7', PLS:'10', ",
-                       "I SV Disposing avplayerveyraplugin", "I T Disposing all parts", "I T P timer disposed"}));
+    EXPECT_EQ(
+        Strings(lines.end() - 5, lines.end()),
+        (Strings{"I T playback completed. Last P",
+                 "I P TBF:'0', BFTN:'0', CBF:'0', CBR:'1500000', P:'1', PC:'1', TPT:'40000', CPT:'6500', "
+                 "TVT:'41000', CVT:'7000', TFT:'27000', CFT:'6500', PRD:'7', PLS:'10', ",
+                 "I SV Disposing avplayerveyraplugin", "I T Disposing all parts", "I T P timer disposed"}));
     expectNothingLeft(simulator->player());
     simulator.reset();  // drops the scenario's player: only what the test holds is left
     for (const auto& part : parts) {
@@ -84,9 +95,15 @@ at 0:13 stop
     runFor(120'000);
     const Strings stream = requestStream();
     ASSERT_EQ(stream.size(), 8u);
-    EXPECT_EQ(stream[3], R"(1000 /player/report {"sessionId":"S-1","type":"D","duration":"-2147483648","pulseNumber":3})");
-    EXPECT_EQ(stream[5], R"(5000 /player/report {"sessionId":"S-1","type":"F","manual":1,"errorCode":"E42","playerVersion":"7.1","pulseNumber":5})");
-    EXPECT_EQ(stream[7], R"(13000 /player/report {"type":"P","sessionId":"S-1","totalBufferingTime":"0","bufferingTimeLeadingToNow":"0","currentBufferingTime":"0","currentBitRate":800000,"playing":1,"assetDuration":"-2147483648","playbackCompleted":true,"totalPlayingTime":"12000","currentPlayingTime":"2500","totalViewedTime":"13000","currentViewedTime":"3000","currentElapsedTime":"2500","totalElapsedTime":"13000","periodDuration":"10","alive":"0","periodicalNumber":3,"pulseNumber":7})");
+    EXPECT_EQ(
+        stream[3],
+        R"(1000 /player/report {"sessionId":"S-1","type":"D","duration":"-2147483648","pulseNumber":3})");
+    EXPECT_EQ(
+        stream[5],
+        R"(5000 /player/report {"sessionId":"S-1","type":"F","manual":1,"errorCode":"E42","playerVersion":"7.1","pulseNumber":5})");
+    EXPECT_EQ(
+        stream[7],
+        R"(13000 /player/report {"type":"P","sessionId":"S-1","totalBufferingTime":"0","bufferingTimeLeadingToNow":"0","currentBufferingTime":"0","currentBitRate":800000,"playing":1,"assetDuration":"-2147483648","playbackCompleted":true,"totalPlayingTime":"12000","currentPlayingTime":"2500","totalViewedTime":"13000","currentViewedTime":"3000","currentElapsedTime":"2500","totalElapsedTime":"13000","periodDuration":"10","alive":"0","periodicalNumber":3,"pulseNumber":7})");
     EXPECT_TRUE(plugin()->destroyed());
     expectNothingLeft(simulator->player());
 }

@@ -8,7 +8,7 @@ namespace {
 // The player plays from the start; the session id arrives after 1 s, periodical reports follow
 // every 10 s from then on.
 class QMBitrateMetricTest : public QMAVPlayerSessionTest {
-protected:
+  protected:
     void SetUp() override {
         QMAVPlayerSessionTest::SetUp();
         answerSession(1'000);
@@ -26,7 +26,8 @@ protected:
         std::vector<std::string> out;
         for (const auto& r : reports()) {
             if (r["type"] == "P") {
-                out.push_back(r["periodicalNumber"].dump() + ":" + r.value("currentBitRate", QMJSON("-")).dump());
+                out.push_back(r["periodicalNumber"].dump() + ":" +
+                              r.value("currentBitRate", QMJSON("-")).dump());
             }
         }
         return out;
@@ -45,8 +46,8 @@ TEST_F(QMBitrateMetricTest, EveryEntryAfterTheFirstForcesAReportCarryingTheEnded
     entry(1500000);
     entry(1500000);  // the same bitrate again still ends a period
     runFor(10'000);
-    EXPECT_EQ(periodicals(), (std::vector<std::string>{R"(1:"-")", "2:800000", "3:800000", "4:1500000",
-                                                       "5:1500000"}));
+    EXPECT_EQ(periodicals(),
+              (std::vector<std::string>{R"(1:"-")", "2:800000", "3:800000", "4:1500000", "5:1500000"}));
     EXPECT_EQ(bitrate->lastBitRate(), 1500000);
     EXPECT_TRUE(reports().back()["currentBitRate"].is_number_integer());
 }
@@ -68,7 +69,8 @@ TEST_F(QMBitrateMetricTest, HeldReportsGoOutOnceInTheOrderTheMetricsWereMadeWhen
     runFor(1'000);
     const auto sent = bodies("/player/report");
     ASSERT_EQ(sent.size(), 5u);
-    EXPECT_EQ(sent[0], R"({"sessionId":"S-1","type":"B","bitrates":[400000,800000,1500000],"pulseNumber":1})");
+    EXPECT_EQ(sent[0],
+              R"({"sessionId":"S-1","type":"B","bitrates":[400000,800000,1500000],"pulseNumber":1})");
     EXPECT_EQ(sent[1], R"({"sessionId":"S-1","type":"J","joinTime":0,"pulseNumber":2})");
     EXPECT_EQ(sent[2], R"({"sessionId":"S-1","type":"D","duration":"180","pulseNumber":3})");
     EXPECT_EQ(reports()[3]["type"], "S");

@@ -15,7 +15,8 @@ TEST_F(QMAVPlayerSessionTest, AFailureBeforeTheSessionIsReportedOnceTheIdArrives
     EXPECT_EQ(count("I X Media error"), 1);
     EXPECT_TRUE(bodies("/player/report").empty());
     runFor(60'000);
-    EXPECT_EQ(bodies("/player/report"), (std::vector<std::string>{R"({"sessionId":"S-1","type":"E","pulseNumber":1})"}));
+    EXPECT_EQ(bodies("/player/report"),
+              (std::vector<std::string>{R"({"sessionId":"S-1","type":"E","pulseNumber":1})"}));
     EXPECT_TRUE(plugin()->disposed() && plugin()->destroyed());
     expectNothingLeft(simulator->player());
 }
@@ -30,8 +31,8 @@ TEST_F(QMAVPlayerSessionTest, AFailureDuringTheSessionSendsTheErrorReportAndEnds
     EXPECT_EQ(stubs().requests().back().timeMillis - startMillis, 16'000);
     const auto lines = logs();
     EXPECT_EQ(Strings(lines.end() - 5, lines.end()),
-              (Strings{"I X Media error", "I E ", "I SV Disposing avplayerveyraplugin", "I T Disposing all parts",
-                       "I T P timer disposed"}));
+              (Strings{"I X Media error", "I E ", "I SV Disposing avplayerveyraplugin",
+                       "I T Disposing all parts", "I T P timer disposed"}));
     expectNothingLeft(simulator->player());
 }
 

@@ -7,7 +7,7 @@ namespace {
 
 // The player plays from the start; the session id arrives after 5 s.
 class QMPlaybackMetricTest : public QMAVPlayerSessionTest {
-protected:
+  protected:
     void SetUp() override {
         QMAVPlayerSessionTest::SetUp();
         answerSession(5'000);
