@@ -33,6 +33,7 @@ public:
     void run();                                       // until stop()
     void runUntilDate(int64_t dateMillis);            // until the loop's clock reaches the date
     bool runUntil(const std::function<bool()>& predicate, int64_t timeoutMillis);  // true if met
+    // Ends the run in progress (run, runUntilDate, runUntil), or the next one if none is running.
     void stop();
 
     // The loop's clock: microseconds since 1970 (wall clock, or virtual).
@@ -73,13 +74,15 @@ private:
 
 // Same loop on a virtual clock: when nothing is runnable and no I/O is in flight, time jumps to
 // the next timer. Real sockets keep working: while a transfer is in flight the loop waits for it
-// (virtual time does not move meanwhile).
+// (virtual time does not move meanwhile). With nothing scheduled at all, run() waits (really)
+// for tasks posted from other threads.
 class VEYRAKIT_EXPORT QMVirtualRunLoop : public QMRunLoop {
 public:
     explicit QMVirtualRunLoop(int64_t startMillis = 1'700'000'000'000);
     int64_t nowMicros() const override;
     bool isVirtual() const override { return true; }
-    // Runs everything due within the next `ms` milliseconds, then leaves the clock there.
+    // Runs everything due within the next `ms` milliseconds (including what falls due exactly
+    // at the end), then leaves the clock there. Not ended by stop().
     void advanceBy(int64_t ms);
 
 protected:
