@@ -4,6 +4,10 @@ JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
 SANITIZE ?= 0
 
+# Let ccache share objects between clones of the tree (paths are hashed relative to it).
+export CCACHE_BASEDIR := $(CURDIR)
+export CCACHE_NOHASHDIR := 1
+
 ifeq ($(SANITIZE),1)
   BUILD_DIR := build-sanitize
   CMAKE_FLAGS += -DVEYRAKIT_SANITIZE=ON -DCMAKE_BUILD_TYPE=Debug -DVEYRAKIT_BUILD_BENCH=OFF
