@@ -46,15 +46,17 @@ class AVPlayerSessionOverSockets : public QMAVPlayerSessionTest {
 
 }  // namespace
 
-TEST_F(AVPlayerSessionOverSockets, APlaybackToTheEndIsReportedWithGapFreePulsesAndEndsTheSession) {
+TEST_F(AVPlayerSessionOverSockets, APlaybackStoppedByTheHostIsReportedWithGapFreePulsesAndEndsTheSession) {
     simulator = QMPlayerSimulator::simulatorWithScenario(QMScenarioParser::parse(R"(
 url https://media.veyrakit.invalid/vod/short/master.m3u8
-duration 0:02.500
+duration 0:30
 variant 800000
 variant 1500000
 at 0:00 play
 at 0:00.300 ready
 at 0:01.300 bitrate 1500000
+at 0:02.800 stop-playback
+at 0:02.800 stop
 )"),
                                                          std::make_shared<QMFacadeSimulatorHost>());
     QMVeyraKit::pluginWithAVPlayer(simulator->player(), "A-1", base, "C-1", "VOD", "Short", std::nullopt,
@@ -89,7 +91,7 @@ at 0:01.300 bitrate 1500000
     EXPECT_NE(types.find("DJ"), std::string::npos);
     const QMJSON& last = byPulse.rbegin()->second;
     EXPECT_EQ(last["playbackCompleted"], true);
-    EXPECT_EQ(last["assetDuration"], "2");
+    EXPECT_EQ(last["assetDuration"], "30");
     EXPECT_EQ(last["currentBitRate"], 1500000);
     expectNothingLeft(simulator->player());
 }

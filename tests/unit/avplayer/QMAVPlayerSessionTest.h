@@ -22,6 +22,9 @@ class QMAVPlayerSessionTest : public QMCoreTest {
         if (simulator) {
             simulator->stop();
         }
+        // What a host does to end monitoring: a session still running is torn down.
+        QMVeyraKit::pluginWithAVPlayer(nullptr, "A-1", "C-1", std::nullopt, "Name", std::nullopt, std::nullopt,
+                                       std::nullopt);
         QMCoreTest::TearDown();
     }
 
