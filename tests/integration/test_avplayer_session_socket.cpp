@@ -24,6 +24,7 @@ class AVPlayerSessionOverSockets : public QMAVPlayerSessionTest {
                 req.path == "/player/init" ? R"({"sessionId":"S-7","intervalSeconds":1000})" : "{}",
                 "application/json");
         });
+        server.set_keep_alive_timeout(1);  // stop() waits for idle connections at most this long
         base = "http://127.0.0.1:" + std::to_string(server.bind_to_any_port("127.0.0.1"));
         thread = std::thread([this] { server.listen_after_bind(); });
         while (!server.is_running()) {
