@@ -10,6 +10,7 @@
 namespace {
 
 constexpr auto kFollowInterval = std::chrono::milliseconds(200);
+constexpr int kLastPassAttempts = 5;
 
 }  // namespace
 
@@ -54,27 +55,32 @@ void QMDemoRemoteCollector::follow() {
     std::unique_lock<std::mutex> lock(mutex_);
     while (!stopping_) {
         wake_.wait_for(lock, kFollowInterval, [this] { return stopping_; });
+        const bool last = stopping_;
         lock.unlock();
-        deliverNewRequests();
+        // The last pass must not lose the run's final requests to one failed fetch.
+        for (int attempt = 0; !deliverNewRequests() && last && attempt < kLastPassAttempts; ++attempt) {
+            std::this_thread::sleep_for(kFollowInterval);
+        }
         lock.lock();
     }
 }
 
-void QMDemoRemoteCollector::deliverNewRequests() {
+bool QMDemoRemoteCollector::deliverNewRequests() {
     std::optional<std::string> sessionId;
     {
         std::lock_guard<std::mutex> lock(mutex_);
         sessionId = sessionId_;
     }
-    if (!sessionId) return;
+    if (!sessionId) return true;
     auto answer = get("/api/requests?session=" + *sessionId);
-    if (!answer) return;
+    if (!answer) return false;
     for (const auto& request : (*answer)["requests"]) {
         const int64_t id = request.value("id", int64_t{0});
         if (id <= lastDelivered_) continue;
         lastDelivered_ = id;
         observer_(request);
     }
+    return true;
 }
 
 void QMDemoRemoteCollector::stop() {

@@ -27,7 +27,8 @@ class QMDemoRemoteCollector : public QMDemoCollector {
     // GET on the collector: the parsed JSON body of a 200 answer, nullopt otherwise.
     std::optional<nlohmann::ordered_json> get(const std::string& path) const;
     void follow();
-    void deliverNewRequests();
+    // False when the collector could not be asked.
+    bool deliverNewRequests();
 
     std::string baseURL_;
     std::string origin_;  // scheme, host and port

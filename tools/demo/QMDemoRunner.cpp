@@ -148,74 +148,90 @@ void QMDemoRunner::routeConsole() {
     });
 }
 
-QMDemoRunner::Result QMDemoRunner::run() {
-    auto scenario = loadScenario();
-    const QMScenarioPlayerKind kind = options_.player ? kindOf(*options_.player) : scenario->playerKind();
+QMScenarioPlayerKind QMDemoRunner::playerKind(const QMScenario& scenario) const {
+    const QMScenarioPlayerKind kind = options_.player ? kindOf(*options_.player) : scenario.playerKind();
     if (!QMDemoPlayback::canMonitor(kind)) {
         throw QMDemoError("the " + pluginName(kind) + " plugin is not available in this build",
                           QMDemoError::kFailure);
     }
-    if (kind != scenario->playerKind()) {
+    if (kind != scenario.playerKind()) {
         throw QMDemoError(options_.scenarioPath + " is written for the " +
-                              QMDemoOptions::playerName(playerOf(scenario->playerKind())) +
+                              QMDemoOptions::playerName(playerOf(scenario.playerKind())) +
                               " player, not for --player " + QMDemoOptions::playerName(playerOf(kind)),
                           QMDemoError::kUsage);
     }
-    Result result{
-        options_.scenarioPath, QMDemoOptions::playerName(playerOf(kind)), "", std::nullopt, std::nullopt,
-        std::nullopt};
+    return kind;
+}
+
+void QMDemoRunner::startCollector(QMDemoCollector& collector, Result& result) {
+    // The observer reads the clock without keeping the loop (and the connections it caches) alive.
+    collector.start([this, clock = std::weak_ptr<QMRunLoop>(loop_)](const Json& request) {
+        progress_.printRequest(request, sessionMillis(request, clock.lock()));
+    });
+    result.server = collector.baseURL();
+    progress_.printNote("Playing " + options_.scenarioPath + " (" + result.player + ") with " +
+                        collector.description());
+}
+
+void QMDemoRunner::play(const std::shared_ptr<QMScenario>& scenario, QMDemoCollector& collector,
+                        Result& result) {
+    QMDemoPlayback playback(scenario, result.server);
+    scenarioStartMillis_ = loop_->nowMillis();
+    scenarioStartWallMillis_ = wallMillis();
+    playback.start();
+    const int64_t budget = scenarioBudgetMillis(*scenario);
+    const auto deadline =
+        std::chrono::steady_clock::now() + std::chrono::milliseconds(realBudgetMillis(budget));
+    bool following = false;
+    loop_->runUntil(
+        [&] {
+            if (auto sessionId = playback.sessionId(); sessionId && !following) {
+                collector.followSession(*sessionId);
+                following = true;
+            }
+            return playback.isOver() || std::chrono::steady_clock::now() > deadline;
+        },
+        budget);
+    if (!playback.isOver()) {
+        result.problem = "the session had not ended within " +
+                         QMDemoProgressPrinter::sessionClock(budget).substr(1) + " of scenario time";
+    }
+    result.sessionId = playback.sessionId();
+    playback.finish();
+    loop_->runUntil([&] { return loop_->transferCount() == 0; }, kDrainMillis);
+}
+
+void QMDemoRunner::judge(QMDemoCollector& collector, Result& result) {
+    if (!result.sessionId) {
+        result.problem =
+            result.problem.value_or("the monitoring plugin got no session id, so it sent no report");
+        return;
+    }
+    result.analysis = collector.analysis(*result.sessionId);
+    if (!result.analysis) result.problem = "the collector has no request of session " + *result.sessionId;
+}
+
+QMDemoRunner::Result QMDemoRunner::run() {
+    auto scenario = loadScenario();
+    Result result{options_.scenarioPath,
+                  QMDemoOptions::playerName(playerOf(playerKind(*scenario))),
+                  "",
+                  std::nullopt,
+                  std::nullopt,
+                  std::nullopt};
     auto collector = makeCollector();
     QMDemoSandbox sandbox;
     ProcessSettings restoreAtExit;
     routeConsole();
     loop_ = makeLoop();
     QMRunLoop::setMainRunLoop(loop_);
-    // The observer reads the clock without keeping the loop (and the connections it caches) alive.
-    collector->start([this, clock = std::weak_ptr<QMRunLoop>(loop_)](const Json& request) {
-        progress_.printRequest(request, sessionMillis(request, clock.lock()));
-    });
-    result.server = collector->baseURL();
-    progress_.printNote("Playing " + options_.scenarioPath + " (" + result.player + ") with " +
-                        collector->description());
-    {
-        QMDemoPlayback playback(scenario, result.server);
-        scenarioStartMillis_ = loop_->nowMillis();
-        scenarioStartWallMillis_ = wallMillis();
-        playback.start();
-        const int64_t budget = scenarioBudgetMillis(*scenario);
-        const auto deadline =
-            std::chrono::steady_clock::now() + std::chrono::milliseconds(realBudgetMillis(budget));
-        bool following = false;
-        loop_->runUntil(
-            [&] {
-                if (auto sessionId = playback.sessionId(); sessionId && !following) {
-                    collector->followSession(*sessionId);
-                    following = true;
-                }
-                return playback.isOver() || std::chrono::steady_clock::now() > deadline;
-            },
-            budget);
-        if (!playback.isOver()) {
-            result.problem = "the session had not ended " + QMDemoProgressPrinter::sessionClock(budget) +
-                             " into the scenario";
-        }
-        result.sessionId = playback.sessionId();
-        playback.finish();
-        loop_->runUntil([&] { return loop_->transferCount() == 0; }, kDrainMillis);
-    }
+    startCollector(*collector, result);
+    play(scenario, *collector, result);
     // The loop's connection cache goes first: the collector's servers would otherwise wait for
     // those kept-alive connections to time out before they stop.
     QMRunLoop::setMainRunLoop(nullptr);
     loop_.reset();
     collector->stop();
-    if (!result.sessionId) {
-        result.problem =
-            result.problem.value_or("the monitoring plugin got no session id, so it sent no report");
-        return result;
-    }
-    result.analysis = collector->analysis(*result.sessionId);
-    if (!result.analysis) {
-        result.problem = "the collector has no request of session " + *result.sessionId;
-    }
+    judge(*collector, result);
     return result;
 }

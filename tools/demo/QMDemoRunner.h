@@ -43,6 +43,13 @@ class QMDemoRunner {
 
   private:
     std::shared_ptr<QMScenario> loadScenario() const;
+    // The player to monitor: the scenario's, if this build can monitor it and the options agree.
+    QMScenarioPlayerKind playerKind(const QMScenario& scenario) const;
+    void startCollector(QMDemoCollector& collector, Result& result);
+    // Plays the scenario on the installed loop until the session is over (or the time is up).
+    void play(const std::shared_ptr<QMScenario>& scenario, QMDemoCollector& collector, Result& result);
+    // Asks the collector for its judgement of the run's session.
+    static void judge(QMDemoCollector& collector, Result& result);
     QMCollectorPolicy loadPolicy() const;
     std::unique_ptr<QMDemoCollector> makeCollector() const;
     std::shared_ptr<QMRunLoop> makeLoop() const;

@@ -89,7 +89,9 @@ TEST(DemoRun, DefaultScenarioAgainstTheEmbeddedCollectorPassesEveryCheck) {
     EXPECT_EQ(run.result.player, "avplayer");
     EXPECT_EQ(run.result.scenario, QMDemoOptions::defaultScenarioPath());
     expectDefaultPlayback(run.summary());
-    EXPECT_EQ(run.summary()["reports"], Json::parse(R"({"S":1,"P":28,"D":1,"J":1,"retransmissions":0})"));
+    // The D and J reports leave at the same moment on two connections: their order may vary.
+    EXPECT_EQ(nlohmann::json::parse(run.summary()["reports"].dump()),
+              nlohmann::json::parse(R"({"S":1,"P":28,"D":1,"J":1,"retransmissions":0})"));
     // The only interval with buffering is the one holding the stall.
     auto intervals = run.summary()["intervalBufferingMs"].get<std::vector<int64_t>>();
     EXPECT_EQ(intervals.size(), 27u);  // the first report comes before the join and has none
