@@ -70,12 +70,12 @@ bool QMPlayerSimulator::isPlaybackOver() const { return driver_->isOver(); }
 
 double QMPlayerSimulator::position() const { return driver_->position(); }
 
-std::optional<int64_t> QMPlayerSimulator::endMicros() const {
+std::optional<int64_t> QMPlayerSimulator::endMicros(int64_t nowMicros) const {
     const auto seconds = driver_->secondsToEnd();
     if (!seconds) {
         return std::nullopt;
     }
-    return QMClock::currentTimeMicros() + static_cast<int64_t>(std::ceil(*seconds * 1e6));
+    return nowMicros + static_cast<int64_t>(std::ceil(*seconds * 1e6));
 }
 
 void QMPlayerSimulator::scheduleNext() {
@@ -86,7 +86,8 @@ void QMPlayerSimulator::scheduleNext() {
     if (!running_) {
         return;
     }
-    std::optional<int64_t> next = endMicros();
+    const int64_t now = QMClock::currentTimeMicros();
+    std::optional<int64_t> next = endMicros(now);
     if (nextStep_ < scenario_->steps().size()) {
         const int64_t stepMicros = startMicros_ + scenario_->steps()[nextStep_].atMillis * 1000;
         next = next ? std::min(*next, stepMicros) : stepMicros;
@@ -95,7 +96,7 @@ void QMPlayerSimulator::scheduleNext() {
         finishIfDone();
         return;
     }
-    const int64_t delayMicros = std::max<int64_t>(*next - QMClock::currentTimeMicros(), 0);
+    const int64_t delayMicros = std::max<int64_t>(*next - now, 0);
     std::weak_ptr<QMPlayerSimulator> weakSelf = selfAs<QMPlayerSimulator>();
     timer_ = QMTimer::scheduledTimerWithTimeInterval(
         static_cast<double>(delayMicros) / 1e6,
@@ -112,7 +113,7 @@ void QMPlayerSimulator::fire() {
     // The end of the media comes before a step due at the same moment; steps keep their order.
     while (running_) {
         const int64_t now = QMClock::currentTimeMicros();
-        const auto end = endMicros();
+        const auto end = endMicros(now);
         const bool stepDue = nextStep_ < scenario_->steps().size() &&
                              startMicros_ + scenario_->steps()[nextStep_].atMillis * 1000 <= now;
         if (end && *end <= now) {
@@ -172,7 +173,8 @@ void QMPlayerSimulator::callHost(const QMScenarioStep& step) {
 }
 
 void QMPlayerSimulator::finishIfDone() {
-    if (finished_ || nextStep_ < scenario_->steps().size() || endMicros()) {
+    if (finished_ || nextStep_ < scenario_->steps().size() ||
+        endMicros(QMClock::currentTimeMicros())) {
         return;
     }
     finished_ = true;

@@ -57,7 +57,10 @@ private:
     void fire();
     void guarded(const char* what, int line, const std::function<void()>& work);
     void callHost(const QMScenarioStep& step);
-    std::optional<int64_t> endMicros() const;
+    // When the playhead reaches the end, seen from `nowMicros`. Callers pass the clock reading
+    // they compare against, so that a real-time clock moving between two reads cannot keep the
+    // end forever one microsecond ahead.
+    std::optional<int64_t> endMicros(int64_t nowMicros) const;
     void scheduleNext();
     void finishIfDone();
 
