@@ -28,45 +28,6 @@ namespace {
 
 const std::string kViewerIdDefaultsKey = "viewerId";
 
-// The integer reading of a JSON value, as a number or a numeric string reads on the platform:
-// a leading integer after optional white space, 0 when there is none, clamped to 32 bits.
-int32_t intValue(const QMJSON& value) {
-    if (value.is_boolean()) {
-        return value.get<bool>() ? 1 : 0;
-    }
-    if (value.is_number()) {
-        const double d = value.get<double>();
-        if (std::isnan(d)) {
-            return 0;
-        }
-        if (value.is_number_unsigned()) {
-            return static_cast<int32_t>(std::min<unsigned long long>(value.get<unsigned long long>(), INT32_MAX));
-        }
-        if (value.is_number_integer()) {
-            return static_cast<int32_t>(std::clamp<long long>(value.get<long long>(), INT32_MIN, INT32_MAX));
-        }
-        return static_cast<int32_t>(std::clamp<double>(std::trunc(d), INT32_MIN, INT32_MAX));
-    }
-    if (!value.is_string()) {
-        return 0;
-    }
-    const std::string& s = value.get_ref<const std::string&>();
-    std::size_t i = 0;
-    while (i < s.size() && std::isspace(static_cast<unsigned char>(s[i]))) {
-        ++i;
-    }
-    bool negative = false;
-    if (i < s.size() && (s[i] == '-' || s[i] == '+')) {
-        negative = s[i] == '-';
-        ++i;
-    }
-    long long v = 0;
-    for (; i < s.size() && std::isdigit(static_cast<unsigned char>(s[i])); ++i) {
-        v = std::min<long long>(v * 10 + (s[i] - '0'), static_cast<long long>(INT32_MAX) + 1);
-    }
-    return static_cast<int32_t>(std::clamp<long long>(negative ? -v : v, INT32_MIN, INT32_MAX));
-}
-
 const QMJSON* member(const std::optional<QMJSON>& object, const std::string& key) {
     if (!object || !object->is_object()) {
         return nullptr;
@@ -392,15 +353,15 @@ void QMVeyraPlugin::connectionDidFinishLoading(QMURLConnection&) {
 
 void QMVeyraPlugin::applySessionResponse(const std::optional<QMJSON>& response) {
     if (const QMJSON* queueSize = member(response, "logQueueSize")) {
-        setLOQ_QUEUE_SIZE(intValue(*queueSize));
+        setLOQ_QUEUE_SIZE(QMJSONIntValue(*queueSize));
         if (const QMJSON* sendLog = member(response, "sendLog")) {
-            setIsLogReporter(intValue(*sendLog) != 0);
+            setIsLogReporter(QMJSONIntValue(*sendLog) != 0);
         }
     }
     QMLogger::info(QMFormat("log queue size:%d", LOQ_QUEUE_SIZE_), "T");
 
     const QMJSON* interval = member(response, "intervalSeconds");
-    INTERVAL_LENGTH = (interval ? intValue(*interval) : 0) / 1000;  // milliseconds on the wire
+    INTERVAL_LENGTH = (interval ? QMJSONIntValue(*interval) : 0) / 1000;  // milliseconds on the wire
 
     if (applyThrottle(response)) {
         return;  // the buffer is kept on the throttled paths
@@ -418,7 +379,7 @@ void QMVeyraPlugin::applySessionResponse(const std::optional<QMJSON>& response) 
 
 bool QMVeyraPlugin::applyThrottle(const std::optional<QMJSON>& response) {
     const QMJSON* skipReports = member(response, "skipReports");
-    const int32_t skip = skipReports ? intValue(*skipReports) : 0;
+    const int32_t skip = skipReports ? QMJSONIntValue(*skipReports) : 0;
     if (skip < 1 && skip != -1) {
         return false;
     }

@@ -1,6 +1,9 @@
 #include "platform/QMJSON.h"
 
+#include <algorithm>
 #include <cctype>
+#include <climits>
+#include <cstdint>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
@@ -227,4 +230,41 @@ std::string QMDescription(const QMJSON& value) {
     std::string out;
     appendDescription(out, value, 0);
     return out;
+}
+
+int32_t QMJSONIntValue(const QMJSON& value) {
+    if (value.is_boolean()) {
+        return value.get<bool>() ? 1 : 0;
+    }
+    if (value.is_number()) {
+        const double d = value.get<double>();
+        if (std::isnan(d)) {
+            return 0;
+        }
+        if (value.is_number_unsigned()) {
+            return static_cast<int32_t>(std::min<unsigned long long>(value.get<unsigned long long>(), INT32_MAX));
+        }
+        if (value.is_number_integer()) {
+            return static_cast<int32_t>(std::clamp<long long>(value.get<long long>(), INT32_MIN, INT32_MAX));
+        }
+        return static_cast<int32_t>(std::clamp<double>(std::trunc(d), INT32_MIN, INT32_MAX));
+    }
+    if (!value.is_string()) {
+        return 0;
+    }
+    const std::string& s = value.get_ref<const std::string&>();
+    std::size_t i = 0;
+    while (i < s.size() && std::isspace(static_cast<unsigned char>(s[i]))) {
+        ++i;
+    }
+    bool negative = false;
+    if (i < s.size() && (s[i] == '-' || s[i] == '+')) {
+        negative = s[i] == '-';
+        ++i;
+    }
+    long long v = 0;
+    for (; i < s.size() && std::isdigit(static_cast<unsigned char>(s[i])); ++i) {
+        v = std::min<long long>(v * 10 + (s[i] - '0'), static_cast<long long>(INT32_MAX) + 1);
+    }
+    return static_cast<int32_t>(std::clamp<long long>(negative ? -v : v, INT32_MIN, INT32_MAX));
 }

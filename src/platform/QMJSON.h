@@ -1,4 +1,5 @@
 #pragma once
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -30,3 +31,8 @@ public:
 // ([A-Za-z0-9_]+) is quoted ("a b", "http://x"), so is null ("<null>"), and a nested collection
 // is indented by its own level once more ("key =     (").
 VEYRAKIT_EXPORT std::string QMDescription(const QMJSON& value);
+
+// The platform's integer reading of a value (a number's or a numeric string's intValue): numbers
+// truncated, strings by their leading integer after optional white space, booleans 1 or 0,
+// anything else 0; clamped to 32 bits.
+VEYRAKIT_EXPORT int32_t QMJSONIntValue(const QMJSON& value);

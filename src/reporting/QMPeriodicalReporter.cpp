@@ -22,31 +22,7 @@ std::shared_ptr<QMVeyraPlugin> currentPlugin() {
     return QMObjectRepository::getRepositoryInstance()->plugin();
 }
 
-// Leading integer of a text, as the platform's string integer reading does: blanks skipped,
-// optional sign, digits up to the first other character, 0 when there are none.
-int64_t leadingInteger(const std::string& text) {
-    std::size_t i = 0;
-    while (i < text.size() && std::isspace(static_cast<unsigned char>(text[i]))) {
-        ++i;
-    }
-    bool negative = false;
-    if (i < text.size() && (text[i] == '+' || text[i] == '-')) {
-        negative = text[i] == '-';
-        ++i;
-    }
-    int64_t value = 0;
-    for (; i < text.size() && std::isdigit(static_cast<unsigned char>(text[i])); ++i) {
-        const int digit = text[i] - '0';
-        if (value > (std::numeric_limits<int64_t>::max() - digit) / 10) {
-            return negative ? std::numeric_limits<int64_t>::min() : std::numeric_limits<int64_t>::max();
-        }
-        value = value * 10 + digit;
-    }
-    return negative ? -value : value;
-}
-
-// "skipReports" as an integer: numbers truncated, strings by their leading integer, anything
-// else (or a missing key, or an unparsable answer) 0.
+// "skipReports" as an integer (0 when missing, or when the answer did not parse).
 int32_t skipReportsOf(const std::optional<QMJSON>& answer) {
     if (!answer || !answer->is_object()) {
         return 0;
@@ -55,18 +31,7 @@ int32_t skipReportsOf(const std::optional<QMJSON>& answer) {
     if (value == answer->end()) {
         return 0;
     }
-    if (value->is_number_integer() || value->is_boolean()) {
-        return static_cast<int32_t>(value->is_boolean() ? (value->get<bool>() ? 1 : 0)
-                                                        : value->get<int64_t>());
-    }
-    if (value->is_number_float()) {
-        const double number = value->get<double>();
-        return std::isfinite(number) ? static_cast<int32_t>(static_cast<int64_t>(number)) : 0;
-    }
-    if (value->is_string()) {
-        return static_cast<int32_t>(leadingInteger(value->get<std::string>()));
-    }
-    return 0;
+    return QMJSONIntValue(*value);
 }
 
 }  // namespace

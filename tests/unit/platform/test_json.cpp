@@ -56,3 +56,16 @@ TEST(JSONDescription, ScalarsAndCollectionsUseThePlatformLayout) {
               "        \"\"\n    );\n    inner =     {\n        k = \"<null>\";\n    };\n}");
     EXPECT_EQ(QMDescription(QMJSON::array({QMJSON::array({1})})), "(\n        (\n        1\n    )\n)");
 }
+
+TEST(JSONIntValue, ReadsNumbersAndNumericTextTheWayServersSendThrottleValues) {
+    EXPECT_EQ(QMJSONIntValue(QMJSON(2)), 2);
+    EXPECT_EQ(QMJSONIntValue(QMJSON("2")), 2);
+    EXPECT_EQ(QMJSONIntValue(QMJSON(" \t-1")), -1);
+    EXPECT_EQ(QMJSONIntValue(QMJSON("12abc")), 12);
+    EXPECT_EQ(QMJSONIntValue(QMJSON("abc")), 0);
+    EXPECT_EQ(QMJSONIntValue(QMJSON(-2.9)), -2);
+    EXPECT_EQ(QMJSONIntValue(QMJSON(true)), 1);
+    EXPECT_EQ(QMJSONIntValue(QMJSON(nullptr)), 0);
+    EXPECT_EQ(QMJSONIntValue(QMJSON("99999999999")), INT32_MAX);
+    EXPECT_EQ(QMJSONIntValue(QMJSON(-99999999999LL)), INT32_MIN);
+}
