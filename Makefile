@@ -32,7 +32,8 @@ test: build
 	@cd $(BUILD_DIR) && ASAN_OPTIONS=detect_leaks=1:abort_on_error=0 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 	  ctest --output-on-failure -j $(JOBS) --timeout 300
 
-demo: build
+demo: configure
+	@cmake --build $(BUILD_DIR) -j $(JOBS) --target veyrakit-demo
 	@$(BUILD_DIR)/tools/demo/veyrakit-demo $(ARGS)
 
 bench: build

@@ -132,6 +132,9 @@ void QMCollectorServer::Impl::configureCommon(httplib::Server& server) {
         int yes = 1;
         setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
     });
+    // Answers go out as separate header and body writes; without this, Nagle holds the body
+    // back until the client's delayed acknowledgement (about 40 ms a request).
+    server.set_tcp_nodelay(true);
     auto other = [this](const httplib::Request& req, httplib::Response& res) {
         handle(req, res, QMCollectorEndpoint::Other);
     };
