@@ -15,7 +15,7 @@ else
   CMAKE_FLAGS += -DCMAKE_BUILD_TYPE=RelWithDebInfo
 endif
 
-.PHONY: all bootstrap configure build test demo install clean bench
+.PHONY: all bootstrap configure build test demo install clean bench format format-check
 
 all: build
 
@@ -44,3 +44,12 @@ install: build
 
 clean:
 	@rm -rf build build-sanitize
+
+# Every C++ source and header the project owns, formatted by the root .clang-format.
+FORMAT_SOURCES = $(shell git ls-files -- '*.cpp' '*.h')
+
+format:
+	@clang-format -i $(FORMAT_SOURCES)
+
+format-check:
+	@clang-format --dry-run --Werror $(FORMAT_SOURCES)

@@ -11,7 +11,8 @@ void BM_FormatLogLine(benchmark::State& state) {
     int64_t millis = 1'700'000'000'123;
     for (auto _ : state) {
         std::string line = QMFormat("%@ %@", level, text);
-        std::string trace = QMFormat("[%lld]: %@", millis++, std::string("Access log indicated bitrate: 2560000.000000\n"));
+        std::string trace =
+            QMFormat("[%lld]: %@", millis++, std::string("Access log indicated bitrate: 2560000.000000\n"));
         benchmark::DoNotOptimize(line);
         benchmark::DoNotOptimize(trace);
     }

@@ -27,7 +27,8 @@ QMJSON periodicalReport() {
     report["bitrateSwitchCount"] = "3";
     report["playbackDuration"] = 5400.25;
     report["currentPosition"] = 431.52;
-    report["assetMetadata"] = QMJSON::array({{{"key", "genre"}, {"values", QMJSON::array({"drama", "series"})}}});
+    report["assetMetadata"] =
+        QMJSON::array({{{"key", "genre"}, {"values", QMJSON::array({"drama", "series"})}}});
     return report;
 }
 

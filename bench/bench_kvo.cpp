@@ -7,25 +7,26 @@
 namespace {
 
 class Player : public QMObject {
-public:
+  public:
     void setRate(float rate) {
         willChangeValueForKey("rate");
         rate_ = rate;
         didChangeValueForKey("rate", rate_);
     }
 
-private:
+  private:
     float rate_ = 0;
 };
 
 class RateObserver : public QMObject {
-public:
-    void observeValueForKeyPath(const std::string&, QMObject*, const QMKeyValueChange& change, void*) override {
+  public:
+    void observeValueForKeyPath(const std::string&, QMObject*, const QMKeyValueChange& change,
+                                void*) override {
         sum_ += std::any_cast<float>(change.at(NSKeyValueChangeNewKey));
     }
     float sum() const { return sum_; }
 
-private:
+  private:
     float sum_ = 0;
 };
 

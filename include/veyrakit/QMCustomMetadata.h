@@ -10,7 +10,7 @@
 // One piece of asset or viewer metadata given by the host: a key and its values. Either may be
 // absent. Accessors are atomic.
 class VEYRAKIT_EXPORT QMCustomMetadata : public QMObject {
-public:
+  public:
     QMCustomMetadata() = default;
     QMCustomMetadata(std::optional<std::string> key, std::optional<std::vector<std::string>> values);
 
@@ -19,7 +19,7 @@ public:
     std::optional<std::vector<std::string>> values() const;
     void setValues(std::optional<std::vector<std::string>> values);
 
-private:
+  private:
     mutable std::mutex mutex_;
     std::optional<std::string> key_;
     std::optional<std::vector<std::string>> values_;

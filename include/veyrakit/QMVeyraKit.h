@@ -16,7 +16,7 @@ using QMCustomMetadataArray = std::vector<std::shared_ptr<QMCustomMetadata>>;
 // host's player, keeps at most one current plugin per player kind, and forwards the host's
 // playback commands to the current AVPlayer plugin. Call on the main thread.
 class VEYRAKIT_EXPORT QMVeyraKit {
-public:
+  public:
     QMVeyraKit() = delete;
 
     static void pluginWithAVPlayer(const std::shared_ptr<AVPlayer>& player,
@@ -27,15 +27,12 @@ public:
                                    const std::optional<std::string>& viewerId,
                                    const std::optional<QMCustomMetadataArray>& assetMetadata,
                                    const std::optional<QMCustomMetadataArray>& viewerMetadata);
-    static void pluginWithAVPlayer(const std::shared_ptr<AVPlayer>& player,
-                                   const std::optional<std::string>& assetId,
-                                   const std::optional<std::string>& serverHost,
-                                   const std::optional<std::string>& qmrCID,
-                                   const std::optional<std::string>& assetType,
-                                   const std::optional<std::string>& assetName,
-                                   const std::optional<std::string>& viewerId,
-                                   const std::optional<QMCustomMetadataArray>& assetMetadata,
-                                   const std::optional<QMCustomMetadataArray>& viewerMetadata);
+    static void pluginWithAVPlayer(
+        const std::shared_ptr<AVPlayer>& player, const std::optional<std::string>& assetId,
+        const std::optional<std::string>& serverHost, const std::optional<std::string>& qmrCID,
+        const std::optional<std::string>& assetType, const std::optional<std::string>& assetName,
+        const std::optional<std::string>& viewerId, const std::optional<QMCustomMetadataArray>& assetMetadata,
+        const std::optional<QMCustomMetadataArray>& viewerMetadata);
 
     static void pluginWithMPMoviePlayerController(const std::shared_ptr<MPMoviePlayerController>& player,
                                                   const std::optional<std::string>& assetId,
@@ -45,15 +42,12 @@ public:
                                                   const std::optional<std::string>& viewerId,
                                                   const std::optional<QMCustomMetadataArray>& assetMetadata,
                                                   const std::optional<QMCustomMetadataArray>& viewerMetadata);
-    static void pluginWithMPMoviePlayerController(const std::shared_ptr<MPMoviePlayerController>& player,
-                                                  const std::optional<std::string>& assetId,
-                                                  const std::optional<std::string>& serverHost,
-                                                  const std::optional<std::string>& qmrCID,
-                                                  const std::optional<std::string>& assetType,
-                                                  const std::optional<std::string>& assetName,
-                                                  const std::optional<std::string>& viewerId,
-                                                  const std::optional<QMCustomMetadataArray>& assetMetadata,
-                                                  const std::optional<QMCustomMetadataArray>& viewerMetadata);
+    static void pluginWithMPMoviePlayerController(
+        const std::shared_ptr<MPMoviePlayerController>& player, const std::optional<std::string>& assetId,
+        const std::optional<std::string>& serverHost, const std::optional<std::string>& qmrCID,
+        const std::optional<std::string>& assetType, const std::optional<std::string>& assetName,
+        const std::optional<std::string>& viewerId, const std::optional<QMCustomMetadataArray>& assetMetadata,
+        const std::optional<QMCustomMetadataArray>& viewerMetadata);
 
     // Forwarded to the current AVPlayer plugin only; nothing happens without one.
     static void viewerFaultReport(const std::string& errorCode, const std::string& playerVersion);

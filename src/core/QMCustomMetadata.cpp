@@ -2,7 +2,8 @@
 
 #include <utility>
 
-QMCustomMetadata::QMCustomMetadata(std::optional<std::string> key, std::optional<std::vector<std::string>> values)
+QMCustomMetadata::QMCustomMetadata(std::optional<std::string> key,
+                                   std::optional<std::vector<std::string>> values)
     : key_(std::move(key)), values_(std::move(values)) {}
 
 std::optional<std::string> QMCustomMetadata::key() const {

@@ -12,7 +12,7 @@
 // returns the initialised plugin, or nothing when the plugin refused to initialise; it may throw.
 // Without a creator the facade calls the player plugin's factory.
 class VEYRAKIT_EXPORT QMMonitoringSessions {
-public:
+  public:
     template <typename Player>
     using Creator = std::function<std::shared_ptr<QMVeyraPlugin>(
         const std::shared_ptr<Player>& player, const std::optional<std::string>& assetId,

@@ -10,7 +10,7 @@ class QMVeyraPlugin;
 // their plugin (metrics, handlers, reporters, the logger) fetch it from here. The plugin is never
 // cleared by the system.
 class VEYRAKIT_EXPORT QMObjectRepository : public QMObject {
-public:
+  public:
     // The single instance, created on first use under a process-wide recursive lock.
     static std::shared_ptr<QMObjectRepository> getRepositoryInstance();
 
@@ -18,7 +18,7 @@ public:
     std::shared_ptr<QMVeyraPlugin> plugin() const;
     void setPlugin(std::shared_ptr<QMVeyraPlugin> plugin);
 
-private:
+  private:
     mutable std::mutex pluginMutex_;
     std::shared_ptr<QMVeyraPlugin> plugin_;
 };

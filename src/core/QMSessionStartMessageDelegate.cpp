@@ -7,13 +7,15 @@
 #include "platform/QMNotificationCenter.h"
 #include "reporting/QMRestLoader.h"
 
-std::shared_ptr<QMSessionStartMessageDelegate> QMSessionStartMessageDelegate::init(std::shared_ptr<QMURLRequest> request) {
+std::shared_ptr<QMSessionStartMessageDelegate> QMSessionStartMessageDelegate::init(
+    std::shared_ptr<QMURLRequest> request) {
     request_ = std::move(request);
     onDemandReportRetried_ = 0;
     return selfAs<QMSessionStartMessageDelegate>();
 }
 
-void QMSessionStartMessageDelegate::connection(QMURLConnection&, const std::shared_ptr<QMHTTPURLResponse>& didReceiveResponse) {
+void QMSessionStartMessageDelegate::connection(QMURLConnection&,
+                                               const std::shared_ptr<QMHTTPURLResponse>& didReceiveResponse) {
     if (didReceiveResponse && didReceiveResponse->statusCode() >= 300) {
         QMLogger::info("Session start message received non-200 response code", "X");
     }

@@ -9,7 +9,8 @@
 #include "platform/QMFormat.h"
 #include "players/avplayer/QMAVPlayerVeyraPlugin.h"
 
-void QMVeyraKit::pluginWithAVPlayer(const std::shared_ptr<AVPlayer>& player, const std::optional<std::string>& assetId,
+void QMVeyraKit::pluginWithAVPlayer(const std::shared_ptr<AVPlayer>& player,
+                                    const std::optional<std::string>& assetId,
                                     const std::optional<std::string>& qmrCID,
                                     const std::optional<std::string>& assetType,
                                     const std::optional<std::string>& assetName,
@@ -20,14 +21,12 @@ void QMVeyraKit::pluginWithAVPlayer(const std::shared_ptr<AVPlayer>& player, con
                        viewerMetadata);
 }
 
-void QMVeyraKit::pluginWithAVPlayer(const std::shared_ptr<AVPlayer>& player, const std::optional<std::string>& assetId,
-                                    const std::optional<std::string>& serverHost,
-                                    const std::optional<std::string>& qmrCID,
-                                    const std::optional<std::string>& assetType,
-                                    const std::optional<std::string>& assetName,
-                                    const std::optional<std::string>& viewerId,
-                                    const std::optional<QMCustomMetadataArray>& assetMetadata,
-                                    const std::optional<QMCustomMetadataArray>& viewerMetadata) {
+void QMVeyraKit::pluginWithAVPlayer(
+    const std::shared_ptr<AVPlayer>& player, const std::optional<std::string>& assetId,
+    const std::optional<std::string>& serverHost, const std::optional<std::string>& qmrCID,
+    const std::optional<std::string>& assetType, const std::optional<std::string>& assetName,
+    const std::optional<std::string>& viewerId, const std::optional<QMCustomMetadataArray>& assetMetadata,
+    const std::optional<QMCustomMetadataArray>& viewerMetadata) {
     if (auto old = QMMonitoringSessions::currentAVPlayerMonitoringSession()) {
         old->destroy();
         QMMonitoringSessions::setCurrentAVPlayerMonitoringSession(nullptr);
@@ -39,11 +38,12 @@ void QMVeyraKit::pluginWithAVPlayer(const std::shared_ptr<AVPlayer>& player, con
     std::shared_ptr<QMVeyraPlugin> plugin;
     try {
         if (const auto& create = QMMonitoringSessions::avPlayerPluginCreator()) {
-            plugin = create(player, assetId, serverHost, qmrCID, assetType, assetName, viewerId, assetMetadata,
-                            viewerMetadata, pluginMetadata);
+            plugin = create(player, assetId, serverHost, qmrCID, assetType, assetName, viewerId,
+                            assetMetadata, viewerMetadata, pluginMetadata);
         } else {
-            plugin = QMAVPlayerVeyraPlugin::pluginWithParams(player, assetId, serverHost, qmrCID, assetType, assetName,
-                                                             viewerId, assetMetadata, viewerMetadata, pluginMetadata);
+            plugin = QMAVPlayerVeyraPlugin::pluginWithParams(player, assetId, serverHost, qmrCID, assetType,
+                                                             assetName, viewerId, assetMetadata,
+                                                             viewerMetadata, pluginMetadata);
         }
     } catch (const std::exception& e) {
         // The host never sees the failure: the session simply does not exist.
@@ -53,27 +53,22 @@ void QMVeyraKit::pluginWithAVPlayer(const std::shared_ptr<AVPlayer>& player, con
     QMMonitoringSessions::setCurrentAVPlayerMonitoringSession(std::move(plugin));
 }
 
-void QMVeyraKit::pluginWithMPMoviePlayerController(const std::shared_ptr<MPMoviePlayerController>& player,
-                                                   const std::optional<std::string>& assetId,
-                                                   const std::optional<std::string>& qmrCID,
-                                                   const std::optional<std::string>& assetType,
-                                                   const std::optional<std::string>& assetName,
-                                                   const std::optional<std::string>& viewerId,
-                                                   const std::optional<QMCustomMetadataArray>& assetMetadata,
-                                                   const std::optional<QMCustomMetadataArray>& viewerMetadata) {
+void QMVeyraKit::pluginWithMPMoviePlayerController(
+    const std::shared_ptr<MPMoviePlayerController>& player, const std::optional<std::string>& assetId,
+    const std::optional<std::string>& qmrCID, const std::optional<std::string>& assetType,
+    const std::optional<std::string>& assetName, const std::optional<std::string>& viewerId,
+    const std::optional<QMCustomMetadataArray>& assetMetadata,
+    const std::optional<QMCustomMetadataArray>& viewerMetadata) {
     pluginWithMPMoviePlayerController(player, assetId, std::nullopt, qmrCID, assetType, assetName, viewerId,
                                       assetMetadata, viewerMetadata);
 }
 
-void QMVeyraKit::pluginWithMPMoviePlayerController(const std::shared_ptr<MPMoviePlayerController>& player,
-                                                   const std::optional<std::string>& assetId,
-                                                   const std::optional<std::string>& serverHost,
-                                                   const std::optional<std::string>& qmrCID,
-                                                   const std::optional<std::string>& assetType,
-                                                   const std::optional<std::string>& assetName,
-                                                   const std::optional<std::string>& viewerId,
-                                                   const std::optional<QMCustomMetadataArray>& assetMetadata,
-                                                   const std::optional<QMCustomMetadataArray>& viewerMetadata) {
+void QMVeyraKit::pluginWithMPMoviePlayerController(
+    const std::shared_ptr<MPMoviePlayerController>& player, const std::optional<std::string>& assetId,
+    const std::optional<std::string>& serverHost, const std::optional<std::string>& qmrCID,
+    const std::optional<std::string>& assetType, const std::optional<std::string>& assetName,
+    const std::optional<std::string>& viewerId, const std::optional<QMCustomMetadataArray>& assetMetadata,
+    const std::optional<QMCustomMetadataArray>& viewerMetadata) {
     // Unlike the AVPlayer path: logged, destroyed and disposed, and the slot is not emptied here.
     if (auto old = QMMonitoringSessions::currentMPMoviePlayerMonitoringSession()) {
         QMLogger::info("CDNSwitchingPluginManager: Destroying old plugin instance to create new one.", "T");
@@ -103,7 +98,8 @@ void forwardToAVPlayerPlugin(Command command) {
 }  // namespace
 
 void QMVeyraKit::viewerFaultReport(const std::string& errorCode, const std::string& playerVersion) {
-    forwardToAVPlayerPlugin([&](QMVeyraPlugin& plugin) { plugin.viewerFaultReport(errorCode, playerVersion); });
+    forwardToAVPlayerPlugin(
+        [&](QMVeyraPlugin& plugin) { plugin.viewerFaultReport(errorCode, playerVersion); });
 }
 
 void QMVeyraKit::sizeChangedToFullScreen() {
@@ -114,14 +110,8 @@ void QMVeyraKit::sizeChangedToWindow() {
     forwardToAVPlayerPlugin(std::mem_fn(&QMVeyraPlugin::sizeChangedToWindow));
 }
 
-void QMVeyraKit::stopPlayback() {
-    forwardToAVPlayerPlugin(std::mem_fn(&QMVeyraPlugin::stopPlayback));
-}
+void QMVeyraKit::stopPlayback() { forwardToAVPlayerPlugin(std::mem_fn(&QMVeyraPlugin::stopPlayback)); }
 
-void QMVeyraKit::startAds() {
-    forwardToAVPlayerPlugin(std::mem_fn(&QMVeyraPlugin::startAds));
-}
+void QMVeyraKit::startAds() { forwardToAVPlayerPlugin(std::mem_fn(&QMVeyraPlugin::startAds)); }
 
-void QMVeyraKit::stopAds() {
-    forwardToAVPlayerPlugin(std::mem_fn(&QMVeyraPlugin::stopAds));
-}
+void QMVeyraKit::stopAds() { forwardToAVPlayerPlugin(std::mem_fn(&QMVeyraPlugin::stopAds)); }

@@ -40,7 +40,8 @@ const QMJSON* member(const std::optional<QMJSON>& object, const std::string& key
 // platform string does when handed an object that is not a string.
 const std::string& appendableText(const QMJSON& value) {
     if (!value.is_string()) {
-        throw QMInvalidArgumentException(QMFormat("-[NSMutableString appendString:]: argument is not a string: %@", value));
+        throw QMInvalidArgumentException(
+            QMFormat("-[NSMutableString appendString:]: argument is not a string: %@", value));
     }
     return value.get_ref<const std::string&>();
 }
@@ -77,10 +78,12 @@ const std::string& QMVeyraPlugin::DEFAULT_SERVER_HOST() {
 }
 
 std::shared_ptr<QMVeyraPlugin> QMVeyraPlugin::initWithParams(
-    std::shared_ptr<QMURL> playbackUrl, std::optional<std::string> streamType, std::optional<std::string> assetId,
-    std::optional<std::string> serverHost, std::optional<std::string> qmrCID, std::optional<std::string> assetType,
-    std::optional<std::string> assetName, std::optional<std::string> viewerId, std::optional<QMJSON> assetMetadata,
-    std::optional<QMJSON> viewerMetadata, std::optional<QMPluginMetadata> pluginMetadata) {
+    std::shared_ptr<QMURL> playbackUrl, std::optional<std::string> streamType,
+    std::optional<std::string> assetId, std::optional<std::string> serverHost,
+    std::optional<std::string> qmrCID, std::optional<std::string> assetType,
+    std::optional<std::string> assetName, std::optional<std::string> viewerId,
+    std::optional<QMJSON> assetMetadata, std::optional<QMJSON> viewerMetadata,
+    std::optional<QMPluginMetadata> pluginMetadata) {
     assetId_ = std::move(assetId);
     serverHost_ = serverHost ? std::move(*serverHost) : DEFAULT_SERVER_HOST();
     qmrCID_ = std::move(qmrCID);
@@ -127,13 +130,16 @@ void QMVeyraPlugin::buildUniqueViewerData() {
         uniqueViewerData_ = QMJSON::array();
     }
     std::optional<QMJSON> stored = QMUserDefaults::standardUserDefaults()->objectForKey(kViewerIdDefaultsKey);
-    const bool present = stored && !stored->is_null() && !(stored->is_string() && stored->get_ref<const std::string&>().empty());
+    const bool present = stored && !stored->is_null() &&
+                         !(stored->is_string() && stored->get_ref<const std::string&>().empty());
     if (present) {
         // The stored id goes out bare, the cookie flag as an array: the server expects both forms.
-        uniqueViewerData_ = QMJSON::array({QMJSON{{"key", "viewerId"}, {"values", *stored}},
-                                           QMJSON{{"key", "viewerIdInCookie"}, {"values", QMJSON::array({"true"})}}});
+        uniqueViewerData_ =
+            QMJSON::array({QMJSON{{"key", "viewerId"}, {"values", *stored}},
+                           QMJSON{{"key", "viewerIdInCookie"}, {"values", QMJSON::array({"true"})}}});
     } else {
-        uniqueViewerData_ = QMJSON::array({QMJSON{{"key", "viewerIdInCookie"}, {"values", QMJSON::array({"false"})}}});
+        uniqueViewerData_ =
+            QMJSON::array({QMJSON{{"key", "viewerIdInCookie"}, {"values", QMJSON::array({"false"})}}});
     }
 }
 
@@ -218,9 +224,7 @@ void QMVeyraPlugin::onPlayerStart() {
     }
 }
 
-void QMVeyraPlugin::onPlayerStop() {
-    stopped_ = true;
-}
+void QMVeyraPlugin::onPlayerStop() { stopped_ = true; }
 
 void QMVeyraPlugin::destroy() {
     if (destroyed_) {
@@ -255,9 +259,7 @@ void QMVeyraPlugin::viewerFaultReport(const std::string& errorCode, const std::s
     }
 }
 
-void QMVeyraPlugin::getSessionIdFromServer() {
-    getSessionIdFromServer(false);
-}
+void QMVeyraPlugin::getSessionIdFromServer() { getSessionIdFromServer(false); }
 
 void QMVeyraPlugin::getSessionIdFromServer(bool startImmediately) {
     startSessionImmediately_ = startImmediately;
@@ -284,7 +286,8 @@ bool QMVeyraPlugin::isBlank(const std::optional<std::string>& value) const {
     if (!value) {
         return true;
     }
-    auto pattern = QMRegularExpression::regularExpressionWithPattern("^[\\s]*$", NSRegularExpressionCaseInsensitive);
+    auto pattern =
+        QMRegularExpression::regularExpressionWithPattern("^[\\s]*$", NSRegularExpressionCaseInsensitive);
     return pattern && pattern->numberOfMatchesInString(*value) > 0;
 }
 
@@ -319,7 +322,8 @@ QMJSON QMVeyraPlugin::sessionRequestBody() const {
 }
 
 void QMVeyraPlugin::sendSessionRequest(const QMJSON& body) {
-    auto request = QMURLRequest::requestWithURL(QMURL::URLWithString(QMFormat("%@/player/init", serverHost_)));
+    auto request =
+        QMURLRequest::requestWithURL(QMURL::URLWithString(QMFormat("%@/player/init", serverHost_)));
     request->setHTTPMethod("POST");
     auto device = UIDevice::currentDevice();
     request->setValue(QMFormat("%@/%@ (%@; CPU %@ %@ like Mac OS X)", "iosApp", "5.0", device->model(),
@@ -332,7 +336,8 @@ void QMVeyraPlugin::sendSessionRequest(const QMJSON& body) {
     QMURLConnection::connectionWithRequest(request, selfAs<QMVeyraPlugin>(), true);
 }
 
-void QMVeyraPlugin::connection(QMURLConnection&, const std::shared_ptr<QMHTTPURLResponse>& didReceiveResponse) {
+void QMVeyraPlugin::connection(QMURLConnection&,
+                               const std::shared_ptr<QMHTTPURLResponse>& didReceiveResponse) {
     if (!didReceiveResponse || didReceiveResponse->statusCode() != 200) {
         QMLogger::error("HTTP response code non-200 received. Agent will shutdown", "X");
         destroy();
@@ -398,7 +403,8 @@ bool QMVeyraPlugin::applyThrottle(const std::optional<QMJSON>& response) {
 
 void QMVeyraPlugin::storeOfferedViewerId(const std::optional<QMJSON>& response) {
     const QMJSON* offered = member(response, "offerViewerId");
-    if (!offered || offered->is_null() || (offered->is_string() && offered->get_ref<const std::string&>() == "null")) {
+    if (!offered || offered->is_null() ||
+        (offered->is_string() && offered->get_ref<const std::string&>() == "null")) {
         return;
     }
     auto defaults = QMUserDefaults::standardUserDefaults();
@@ -413,8 +419,8 @@ void QMVeyraPlugin::acceptSessionId(const std::string& sessionId, const std::opt
     setSessionId(sessionId);
 
     const QMJSON* skipReports = member(response, "skipReports");
-    QMLogger::info("skipReports: " + (skipReports ? elementText(*skipReports) : std::string()) + ", sessionId: '" +
-                       sessionId + "'",
+    QMLogger::info("skipReports: " + (skipReports ? elementText(*skipReports) : std::string()) +
+                       ", sessionId: '" + sessionId + "'",
                    "IR");
     if (startSessionImmediately_ || WaitingForSessionInit_) {
         startSessionImmediately_ = false;
@@ -460,13 +466,9 @@ void QMVeyraPlugin::startSession() {
         });
 }
 
-std::shared_ptr<QMMetricManager> QMVeyraPlugin::getMetricManagerInstance() {
-    return nullptr;
-}
+std::shared_ptr<QMMetricManager> QMVeyraPlugin::getMetricManagerInstance() { return nullptr; }
 
-std::shared_ptr<QMEventManager> QMVeyraPlugin::getEventManagerInstance() {
-    return nullptr;
-}
+std::shared_ptr<QMEventManager> QMVeyraPlugin::getEventManagerInstance() { return nullptr; }
 
 void QMVeyraPlugin::registerEventHandlers() {}
 void QMVeyraPlugin::deregisterEventHandlers() {}

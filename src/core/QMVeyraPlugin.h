@@ -27,7 +27,7 @@ using QMPluginMetadata = std::map<std::string, std::string>;
 // Make it with std::make_shared, then call initWithParams (it registers the plugin in the
 // repository, so it needs the shared owner).
 class VEYRAKIT_EXPORT QMVeyraPlugin : public QMObject, public QMURLConnectionDelegate {
-public:
+  public:
     QMVeyraPlugin();
     ~QMVeyraPlugin() override;
 
@@ -38,17 +38,13 @@ public:
     // init log line, registers event handlers, requests the session id and starts the event
     // manager. Returns this plugin. An absent playback URL throws QMInvalidArgumentException
     // while the init log line is built (after the plugin was registered).
-    std::shared_ptr<QMVeyraPlugin> initWithParams(std::shared_ptr<QMURL> playbackUrl,
-                                                  std::optional<std::string> streamType,
-                                                  std::optional<std::string> assetId,
-                                                  std::optional<std::string> serverHost,
-                                                  std::optional<std::string> qmrCID,
-                                                  std::optional<std::string> assetType,
-                                                  std::optional<std::string> assetName,
-                                                  std::optional<std::string> viewerId,
-                                                  std::optional<QMJSON> assetMetadata,
-                                                  std::optional<QMJSON> viewerMetadata,
-                                                  std::optional<QMPluginMetadata> pluginMetadata);
+    std::shared_ptr<QMVeyraPlugin> initWithParams(
+        std::shared_ptr<QMURL> playbackUrl, std::optional<std::string> streamType,
+        std::optional<std::string> assetId, std::optional<std::string> serverHost,
+        std::optional<std::string> qmrCID, std::optional<std::string> assetType,
+        std::optional<std::string> assetName, std::optional<std::string> viewerId,
+        std::optional<QMJSON> assetMetadata, std::optional<QMJSON> viewerMetadata,
+        std::optional<QMPluginMetadata> pluginMetadata);
 
     // Properties.
     std::shared_ptr<QMMetricManager> metricManager() const { return metricManager_; }
@@ -66,7 +62,7 @@ public:
     std::optional<std::string> assetName() const { return assetName_; }
     std::optional<std::string> viewerId() const { return viewerId_; }
     const std::string& serverHost() const { return serverHost_; }
-    std::optional<QMJSON> assetMetadata() const { return assetMetadata_; }   // [{"key","values"}]
+    std::optional<QMJSON> assetMetadata() const { return assetMetadata_; }  // [{"key","values"}]
     std::optional<QMJSON> viewerMetadata() const { return viewerMetadata_; }
 
     // Observable under the key "sessionId"; the change's new value is the
@@ -103,7 +99,8 @@ public:
     void onRetryTimeReached();
     void startSession();
 
-    void connection(QMURLConnection& connection, const std::shared_ptr<QMHTTPURLResponse>& didReceiveResponse) override;
+    void connection(QMURLConnection& connection,
+                    const std::shared_ptr<QMHTTPURLResponse>& didReceiveResponse) override;
     void connection(QMURLConnection& connection, const std::string& didReceiveData) override;
     void connectionDidFinishLoading(QMURLConnection& connection) override;
     void connection(QMURLConnection& connection, const std::shared_ptr<QMError>& didFailWithError) override;
@@ -123,7 +120,7 @@ public:
     virtual void startAds();
     virtual void stopAds();
 
-private:
+  private:
     void buildUniqueViewerData();
     void buildInitLog();
     bool isBlank(const std::optional<std::string>& value) const;

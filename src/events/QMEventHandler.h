@@ -3,7 +3,7 @@
 
 // Watches one aspect of the player; its event manager switches it on and off with its siblings.
 class VEYRAKIT_EXPORT QMEventHandler : public QMObject {
-public:
+  public:
     QMEventHandler() = default;
 
     virtual void attachHandlers();

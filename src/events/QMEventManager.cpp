@@ -7,13 +7,13 @@
 namespace {
 // Keeps the enumeration mark balanced when a handler throws.
 class EnumerationMark {
-public:
+  public:
     explicit EnumerationMark(int& depth) : depth_(depth) { ++depth_; }
     ~EnumerationMark() { --depth_; }
     EnumerationMark(const EnumerationMark&) = delete;
     EnumerationMark& operator=(const EnumerationMark&) = delete;
 
-private:
+  private:
     int& depth_;
 };
 }  // namespace

@@ -9,7 +9,7 @@
 // Owns a player kind's handlers in attachment order and attaches or detaches them all.
 // Player-specific managers append their handlers in their constructor.
 class VEYRAKIT_EXPORT QMEventManager : public QMObject {
-public:
+  public:
     using Handlers = std::vector<std::shared_ptr<QMEventHandler>>;
 
     QMEventManager() = default;
@@ -27,7 +27,7 @@ public:
     void addHandler(std::shared_ptr<QMEventHandler> handler);
     bool started() const { return started_; }
 
-private:
+  private:
     template <typename Fn>
     void forEachHandler(Fn fn);
     void checkNotEnumerating() const;

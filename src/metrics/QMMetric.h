@@ -11,7 +11,7 @@
 // vocabulary of report value names. A report asks each collectable metric for its values
 // (`collectMetric`), which also runs the metric's per-report reset hook.
 class VEYRAKIT_EXPORT QMMetric : public QMObject {
-public:
+  public:
     QMMetric() = default;
 
     // Report value names (the JSON keys of reports).
@@ -56,10 +56,10 @@ public:
     bool isSentSuccessfully() const { return isSentSuccessfully_; }
     void setIsSentSuccessfully(bool isSentSuccessfully) { isSentSuccessfully_ = isSentSuccessfully; }
 
-protected:
+  protected:
     [[noreturn]] static void mustOverride(const std::string& operation);
 
-private:
+  private:
     std::atomic<bool> isMonitoring_{false};
     std::atomic<bool> isSentSuccessfully_{false};
 };

@@ -11,7 +11,7 @@
 // every periodical report, relays whether the report got through, and stops them at tear-down.
 // Player-specific managers fill the map in their constructor.
 class VEYRAKIT_EXPORT QMMetricManager : public QMObject {
-public:
+  public:
     // Enumeration follows ascending key order, so on an equal value name the metric with the
     // higher key wins the merge.
     using MetricsMap = std::map<int, std::shared_ptr<QMMetric>>;
@@ -46,7 +46,7 @@ public:
     std::shared_ptr<QMMetric> metricForKey(int key) const;  // null when absent
     bool started() const { return started_; }
 
-private:
+  private:
     mutable std::mutex mapMutex_;
     MetricsMap metricsMap_;
     bool started_ = false;

@@ -10,7 +10,7 @@
 // A named condition of the player ("buffering", "playing", ...) with the closed intervals during
 // which it held and the interval that is open now.
 class VEYRAKIT_EXPORT QMState : public QMObject {
-public:
+  public:
     using History = std::vector<std::shared_ptr<QMStateHistoryEntry>>;
 
     explicit QMState(std::string name);  // initWithName:
@@ -39,7 +39,7 @@ public:
     bool debugMode() const { return debugMode_; }
     void setDebugMode(bool debugMode) { debugMode_ = debugMode; }
 
-private:
+  private:
     int64_t openIntervalUntilNow() const;
 
     std::string name_;

@@ -6,7 +6,7 @@
 // One interval during which a named state held. Created empty (all three times 0), then given
 // its entrance time; the exit time is validated against it when set.
 class VEYRAKIT_EXPORT QMStateHistoryEntry : public QMObject {
-public:
+  public:
     QMStateHistoryEntry() = default;
 
     int64_t entranceTime() const { return entranceTime_; }
@@ -21,7 +21,7 @@ public:
     // exitTime - entranceTime, computed when the exit time is set; 0 until then.
     int64_t duration() const { return duration_; }
 
-private:
+  private:
     int64_t entranceTime_ = 0;
     int64_t exitTime_ = 0;
     int64_t duration_ = 0;

@@ -9,7 +9,7 @@
 
 // A metric that measures time in named states, created on their first entrance.
 class VEYRAKIT_EXPORT QMStatefulMetric : public QMMetric {
-public:
+  public:
     using States = std::map<std::string, std::shared_ptr<QMState>>;
 
     QMStatefulMetric() = default;
@@ -31,10 +31,10 @@ public:
     bool isLastActiveState(const std::string& name) const;
     std::shared_ptr<QMState> lastActiveState() const { return lastActiveState_; }
 
-protected:
+  protected:
     const States& states() const { return states_; }
 
-private:
+  private:
     std::shared_ptr<QMState> requireState(const std::string& name) const;
 
     States states_;

@@ -6,7 +6,7 @@
 
 // A metric that keeps its current values in one dictionary, absent until the subclass makes it.
 class VEYRAKIT_EXPORT QMStatelessMetric : public QMMetric {
-public:
+  public:
     QMStatelessMetric() = default;
 
     std::optional<QMJSON> metric() const;
@@ -15,7 +15,7 @@ public:
     // True exactly when the dictionary exists; an empty one counts.
     bool canCollectMetric() override;
 
-private:
+  private:
     mutable std::mutex metricMutex_;
     std::optional<QMJSON> metric_;
 };

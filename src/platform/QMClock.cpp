@@ -2,9 +2,7 @@
 
 #include "platform/QMRunLoop.h"
 
-int64_t QMClock::currentTimeMicros() {
-    return QMRunLoop::mainRunLoop()->nowMicros();
-}
+int64_t QMClock::currentTimeMicros() { return QMRunLoop::mainRunLoop()->nowMicros(); }
 
 int64_t QMClock::currentTimeMillis() {
     const int64_t micros = currentTimeMicros();
@@ -13,6 +11,4 @@ int64_t QMClock::currentTimeMillis() {
     return seconds * 1000 + microsOfSecond / 1000;
 }
 
-double QMClock::timeIntervalSince1970() {
-    return static_cast<double>(currentTimeMicros()) / 1e6;
-}
+double QMClock::timeIntervalSince1970() { return static_cast<double>(currentTimeMicros()) / 1e6; }

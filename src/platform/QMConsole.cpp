@@ -51,9 +51,7 @@ QMConsole::Sink QMConsole::exchangeSink(Sink sink) {
     return sink;
 }
 
-void QMConsole::setSink(Sink sink) {
-    exchangeSink(sink ? std::move(sink) : Sink(writeToStderr));
-}
+void QMConsole::setSink(Sink sink) { exchangeSink(sink ? std::move(sink) : Sink(writeToStderr)); }
 
 std::string QMConsole::formatLine(const std::string& message) {
     timeval now{};
@@ -64,7 +62,8 @@ std::string QMConsole::formatLine(const std::string& message) {
     const std::size_t length = std::strftime(stamp, sizeof stamp, "%Y-%m-%d %H:%M:%S", &local);
     char line[128];
     std::snprintf(line, sizeof line, "%.*s.%03ld VeyraKit[%ld:%ld] ", static_cast<int>(length), stamp,
-                  static_cast<long>(now.tv_usec / 1000), static_cast<long>(getpid()), static_cast<long>(gettid()));
+                  static_cast<long>(now.tv_usec / 1000), static_cast<long>(getpid()),
+                  static_cast<long>(gettid()));
     return line + message;
 }
 
@@ -75,9 +74,7 @@ QMConsole::Capture::Capture() {
     });
 }
 
-QMConsole::Capture::~Capture() {
-    exchangeSink(std::move(previous_));
-}
+QMConsole::Capture::~Capture() { exchangeSink(std::move(previous_)); }
 
 std::vector<std::string> QMConsole::Capture::lines() const {
     std::lock_guard<std::mutex> lock(mutex_);

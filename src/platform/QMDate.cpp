@@ -10,7 +10,8 @@ namespace {
 
 const char* const kMonthNames[] = {"January", "February", "March",     "April",   "May",      "June",
                                    "July",    "August",   "September", "October", "November", "December"};
-const char* const kDayNames[] = {"Sunday", "Monday", "Tuesday", "Wednesday", "Thursday", "Friday", "Saturday"};
+const char* const kDayNames[] = {"Sunday",   "Monday", "Tuesday", "Wednesday",
+                                 "Thursday", "Friday", "Saturday"};
 
 // The fields of a date in UTC. The date's seconds are read back to whole microseconds first
 // (the finest resolution any clock hands us), so that 1700000000.123 shows .123 and not .122.
@@ -59,12 +60,24 @@ void appendField(std::string& out, char letter, std::size_t count, const Fields&
                 appendNumber(out, c.tm_mon + 1, count);
             }
             break;
-        case 'd': appendNumber(out, c.tm_mday, count); break;
-        case 'D': appendNumber(out, c.tm_yday + 1, count); break;
-        case 'H': appendNumber(out, c.tm_hour, count); break;
-        case 'h': appendNumber(out, c.tm_hour % 12 == 0 ? 12 : c.tm_hour % 12, count); break;
-        case 'm': appendNumber(out, c.tm_min, count); break;
-        case 's': appendNumber(out, c.tm_sec, count); break;
+        case 'd':
+            appendNumber(out, c.tm_mday, count);
+            break;
+        case 'D':
+            appendNumber(out, c.tm_yday + 1, count);
+            break;
+        case 'H':
+            appendNumber(out, c.tm_hour, count);
+            break;
+        case 'h':
+            appendNumber(out, c.tm_hour % 12 == 0 ? 12 : c.tm_hour % 12, count);
+            break;
+        case 'm':
+            appendNumber(out, c.tm_min, count);
+            break;
+        case 's':
+            appendNumber(out, c.tm_sec, count);
+            break;
         case 'S': {
             // Fractional seconds are cut, not rounded, to the number of letters.
             std::string digits;
@@ -73,7 +86,9 @@ void appendField(std::string& out, char letter, std::size_t count, const Fields&
             out += digits;
             break;
         }
-        case 'a': out += c.tm_hour < 12 ? "AM" : "PM"; break;
+        case 'a':
+            out += c.tm_hour < 12 ? "AM" : "PM";
+            break;
         case 'E':
             if (count >= 4) {
                 out += kDayNames[c.tm_wday];
@@ -81,10 +96,18 @@ void appendField(std::string& out, char letter, std::size_t count, const Fields&
                 out.append(kDayNames[c.tm_wday], 3);
             }
             break;
-        case 'Z': out += count == 4 ? "GMT" : count == 5 ? "Z" : "+0000"; break;
-        case 'X': out += "Z"; break;  // ISO 8601 zone: UTC is "Z"
-        case 'z': out += count >= 4 ? "Coordinated Universal Time" : "UTC"; break;
-        default: out.append(count, letter); break;
+        case 'Z':
+            out += count == 4 ? "GMT" : count == 5 ? "Z" : "+0000";
+            break;
+        case 'X':
+            out += "Z";
+            break;  // ISO 8601 zone: UTC is "Z"
+        case 'z':
+            out += count >= 4 ? "Coordinated Universal Time" : "UTC";
+            break;
+        default:
+            out.append(count, letter);
+            break;
     }
 }
 
@@ -92,9 +115,7 @@ void appendField(std::string& out, char letter, std::size_t count, const Fields&
 
 QMDate::QMDate(double timeIntervalSince1970) : seconds_(timeIntervalSince1970) {}
 
-std::shared_ptr<QMDate> QMDate::date() {
-    return std::make_shared<QMDate>(QMClock::timeIntervalSince1970());
-}
+std::shared_ptr<QMDate> QMDate::date() { return std::make_shared<QMDate>(QMClock::timeIntervalSince1970()); }
 
 std::shared_ptr<QMDate> QMDate::dateWithTimeIntervalSince1970(double seconds) {
     return std::make_shared<QMDate>(seconds);
@@ -140,6 +161,4 @@ std::string QMDate::formatUTC(const std::string& pattern) const {
     return out;
 }
 
-std::string QMDate::description() const {
-    return formatUTC("yyyy-MM-dd HH:mm:ss Z");
-}
+std::string QMDate::description() const { return formatUTC("yyyy-MM-dd HH:mm:ss Z"); }

@@ -7,7 +7,7 @@
 
 // A point in time (the platform date): seconds since 1970 as a double.
 class VEYRAKIT_EXPORT QMDate : public QMObject {
-public:
+  public:
     explicit QMDate(double timeIntervalSince1970);
     static std::shared_ptr<QMDate> date();  // now, on the run loop's clock
     static std::shared_ptr<QMDate> dateWithTimeIntervalSince1970(double seconds);
@@ -19,6 +19,6 @@ public:
     // "2026-11-21 09:44:00 +0000", as the platform describes a date.
     std::string description() const override;
 
-private:
+  private:
     double seconds_;
 };

@@ -29,7 +29,8 @@ std::shared_ptr<QMError> QMError::URLErrorWithCode(long code) {
         {NSURLErrorServerCertificateUntrusted, "The certificate for this server is invalid."},
     };
     auto it = descriptions.find(code);
-    return errorWithDomain(NSURLErrorDomain, code, it != descriptions.end() ? it->second : descriptions.at(NSURLErrorUnknown));
+    return errorWithDomain(NSURLErrorDomain, code,
+                           it != descriptions.end() ? it->second : descriptions.at(NSURLErrorUnknown));
 }
 
 std::string QMError::description() const {

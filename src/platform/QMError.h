@@ -25,7 +25,7 @@ enum : long {
 // An error with a domain, a code and a localized description. description() reads
 // `Error Domain=<domain> Code=<code> "<localizedDescription>"`, as the platform prints it.
 class VEYRAKIT_EXPORT QMError : public QMObject {
-public:
+  public:
     QMError(std::string domain, long code, std::string localizedDescription);
     static std::shared_ptr<QMError> errorWithDomain(const std::string& domain, long code,
                                                     const std::string& localizedDescription);
@@ -37,7 +37,7 @@ public:
     const std::string& localizedDescription() const { return localizedDescription_; }
     std::string description() const override;
 
-private:
+  private:
     std::string domain_;
     long code_;
     std::string localizedDescription_;

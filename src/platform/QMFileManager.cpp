@@ -123,13 +123,9 @@ std::shared_ptr<QMFileHandle> QMFileHandle::fileHandleForAppendingAtPath(const s
 
 QMFileHandle::QMFileHandle(int fd) : fd_(fd) {}
 
-QMFileHandle::~QMFileHandle() {
-    closeFile();
-}
+QMFileHandle::~QMFileHandle() { closeFile(); }
 
-bool QMFileHandle::writeData(const std::string& data) {
-    return fd_ >= 0 && writeAll(fd_, data);
-}
+bool QMFileHandle::writeData(const std::string& data) { return fd_ >= 0 && writeAll(fd_, data); }
 
 void QMFileHandle::synchronizeFile() {
     if (fd_ >= 0) {

@@ -7,7 +7,7 @@
 
 // Files as the SDK needs them: the app's documents directory and appending writes.
 class VEYRAKIT_EXPORT QMFileManager : public QMObject {
-public:
+  public:
     static std::shared_ptr<QMFileManager> defaultManager();
 
     // $VEYRAKIT_DOCUMENTS_DIR, else $XDG_DATA_HOME/veyrakit/Documents, else
@@ -25,7 +25,7 @@ public:
 
 // Appends to a file, creating it when missing. Closed on destruction.
 class VEYRAKIT_EXPORT QMFileHandle : public QMObject {
-public:
+  public:
     static std::shared_ptr<QMFileHandle> fileHandleForAppendingAtPath(const std::string& path);
     explicit QMFileHandle(int fd);
     ~QMFileHandle() override;
@@ -33,6 +33,6 @@ public:
     void synchronizeFile();
     void closeFile();
 
-private:
+  private:
     int fd_;
 };

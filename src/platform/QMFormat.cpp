@@ -8,14 +8,22 @@ namespace {
 
 const char* kindName(QMFormatArg::Kind kind) {
     switch (kind) {
-        case QMFormatArg::Kind::Null: return "nothing";
-        case QMFormatArg::Kind::String: return "a string";
-        case QMFormatArg::Kind::Int: return "a signed integer";
-        case QMFormatArg::Kind::UInt: return "an unsigned integer";
-        case QMFormatArg::Kind::Double: return "a floating-point number";
-        case QMFormatArg::Kind::Bool: return "a boolean";
-        case QMFormatArg::Kind::Object: return "an object";
-        case QMFormatArg::Kind::Json: return "a JSON value";
+        case QMFormatArg::Kind::Null:
+            return "nothing";
+        case QMFormatArg::Kind::String:
+            return "a string";
+        case QMFormatArg::Kind::Int:
+            return "a signed integer";
+        case QMFormatArg::Kind::UInt:
+            return "an unsigned integer";
+        case QMFormatArg::Kind::Double:
+            return "a floating-point number";
+        case QMFormatArg::Kind::Bool:
+            return "a boolean";
+        case QMFormatArg::Kind::Object:
+            return "an object";
+        case QMFormatArg::Kind::Json:
+            return "a JSON value";
     }
     return "an unknown value";
 }
@@ -28,15 +36,16 @@ const char* kindName(QMFormatArg::Kind kind) {
 // One parsed conversion directive: %[flags][width][.precision][length]conversion.
 struct Directive {
     std::string flags;
-    int width = -1;  // -1: none
+    int width = -1;      // -1: none
     int precision = -1;  // -1: none
     std::string length;  // "", "hh", "h", "l", "ll", "q", "L", "z", "t", "j"
     char conversion = 0;
 };
 
 class Formatter {
-public:
-    Formatter(const std::string& format, const std::vector<QMFormatArg>& args) : format_(format), args_(args) {}
+  public:
+    Formatter(const std::string& format, const std::vector<QMFormatArg>& args)
+        : format_(format), args_(args) {}
 
     std::string run() {
         std::string out;
@@ -60,11 +69,11 @@ public:
         return out;
     }
 
-private:
+  private:
     const QMFormatArg& nextArg(char conversion) {
         if (next_ >= args_.size()) {
-            throw QMInvalidArgumentException(std::string("Format \"") + format_ + "\" lacks an argument for %" +
-                                             conversion);
+            throw QMInvalidArgumentException(std::string("Format \"") + format_ +
+                                             "\" lacks an argument for %" + conversion);
         }
         return args_[next_++];
     }
@@ -122,14 +131,29 @@ private:
             case 's':
                 appendString(out, directive, nextArg('s'));
                 break;
-            case 'd': case 'i': case 'u': case 'x': case 'X': case 'o': case 'c':
+            case 'd':
+            case 'i':
+            case 'u':
+            case 'x':
+            case 'X':
+            case 'o':
+            case 'c':
                 appendInteger(out, directive, nextArg(directive.conversion).asInteger(directive.conversion));
                 break;
-            case 'f': case 'F': case 'e': case 'E': case 'g': case 'G': case 'a': case 'A':
-                appendPrintf(out, directive, "", nextArg(directive.conversion).asDouble(directive.conversion));
+            case 'f':
+            case 'F':
+            case 'e':
+            case 'E':
+            case 'g':
+            case 'G':
+            case 'a':
+            case 'A':
+                appendPrintf(out, directive, "",
+                             nextArg(directive.conversion).asDouble(directive.conversion));
                 break;
             default:
-                throw QMInvalidArgumentException(std::string("Format \"") + format_ + "\" uses the unsupported conversion %" +
+                throw QMInvalidArgumentException(std::string("Format \"") + format_ +
+                                                 "\" uses the unsupported conversion %" +
                                                  directive.conversion);
         }
     }
@@ -165,11 +189,13 @@ private:
         if (directive.conversion == 'c') {
             appendPrintf(out, directive, "", static_cast<int>(static_cast<unsigned char>(value)));
         } else if (length == "hh") {
-            appendPrintf(out, directive, "hh", isSigned ? static_cast<int>(static_cast<signed char>(value))
-                                                   : static_cast<int>(static_cast<unsigned char>(value)));
+            appendPrintf(out, directive, "hh",
+                         isSigned ? static_cast<int>(static_cast<signed char>(value))
+                                  : static_cast<int>(static_cast<unsigned char>(value)));
         } else if (length == "h") {
-            appendPrintf(out, directive, "h", isSigned ? static_cast<int>(static_cast<short>(value))
-                                                  : static_cast<int>(static_cast<unsigned short>(value)));
+            appendPrintf(out, directive, "h",
+                         isSigned ? static_cast<int>(static_cast<short>(value))
+                                  : static_cast<int>(static_cast<unsigned short>(value)));
         } else if (length.empty()) {
             if (isSigned) {
                 appendPrintf(out, directive, "", static_cast<int>(value));
@@ -225,14 +251,20 @@ private:
 
 std::string QMFormatArg::objectDescription() const {
     switch (kind_) {
-        case Kind::Null: return "(null)";
-        case Kind::Int: return std::to_string(i_);
-        case Kind::UInt: return std::to_string(u_);
-        case Kind::Bool: return i_ ? "1" : "0";
-        case Kind::Double: return QMDescription(QMJSON(d_));
+        case Kind::Null:
+            return "(null)";
+        case Kind::Int:
+            return std::to_string(i_);
+        case Kind::UInt:
+            return std::to_string(u_);
+        case Kind::Bool:
+            return i_ ? "1" : "0";
+        case Kind::Double:
+            return QMDescription(QMJSON(d_));
         case Kind::String:
         case Kind::Object:
-        case Kind::Json: return s_;
+        case Kind::Json:
+            return s_;
     }
     return s_;
 }
@@ -240,9 +272,12 @@ std::string QMFormatArg::objectDescription() const {
 int64_t QMFormatArg::asInteger(char conversion) const {
     switch (kind_) {
         case Kind::Int:
-        case Kind::Bool: return i_;
-        case Kind::UInt: return static_cast<int64_t>(u_);
-        default: mismatch(conversion, kind_);
+        case Kind::Bool:
+            return i_;
+        case Kind::UInt:
+            return static_cast<int64_t>(u_);
+        default:
+            mismatch(conversion, kind_);
     }
 }
 

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cctype>
-#include <climits>
-#include <cstdint>
 #include <charconv>
+#include <climits>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 
 namespace {
@@ -50,13 +50,27 @@ void appendQuoted(std::string& out, const std::string& s) {
     out += '"';
     for (unsigned char c : s) {
         switch (c) {
-            case '"': out += "\\\""; break;
-            case '\\': out += "\\\\"; break;
-            case '\n': out += "\\n"; break;
-            case '\r': out += "\\r"; break;
-            case '\t': out += "\\t"; break;
-            case '\b': out += "\\b"; break;
-            case '\f': out += "\\f"; break;
+            case '"':
+                out += "\\\"";
+                break;
+            case '\\':
+                out += "\\\\";
+                break;
+            case '\n':
+                out += "\\n";
+                break;
+            case '\r':
+                out += "\\r";
+                break;
+            case '\t':
+                out += "\\t";
+                break;
+            case '\b':
+                out += "\\b";
+                break;
+            case '\f':
+                out += "\\f";
+                break;
             default:
                 if (c < 0x20) {
                     char escaped[8];
@@ -136,19 +150,26 @@ void appendDescribedString(std::string& out, const std::string& s, bool inCollec
     out += '"';
     for (char c : s) {
         switch (c) {
-            case '"': out += "\\\""; break;
-            case '\\': out += "\\\\"; break;
-            case '\n': out += "\\n"; break;
-            case '\t': out += "\\t"; break;
-            default: out += c;
+            case '"':
+                out += "\\\"";
+                break;
+            case '\\':
+                out += "\\\\";
+                break;
+            case '\n':
+                out += "\\n";
+                break;
+            case '\t':
+                out += "\\t";
+                break;
+            default:
+                out += c;
         }
     }
     out += '"';
 }
 
-void appendIndent(std::string& out, int level) {
-    out.append(static_cast<std::size_t>(level * 4), ' ');
-}
+void appendIndent(std::string& out, int level) { out.append(static_cast<std::size_t>(level * 4), ' '); }
 
 // A nested collection opens with its own level's indentation, right after the indentation (or
 // "key = ") its parent already wrote: the platform's characteristic "key =     (" layout.
@@ -242,7 +263,8 @@ int32_t QMJSONIntValue(const QMJSON& value) {
             return 0;
         }
         if (value.is_number_unsigned()) {
-            return static_cast<int32_t>(std::min<unsigned long long>(value.get<unsigned long long>(), INT32_MAX));
+            return static_cast<int32_t>(
+                std::min<unsigned long long>(value.get<unsigned long long>(), INT32_MAX));
         }
         if (value.is_number_integer()) {
             return static_cast<int32_t>(std::clamp<long long>(value.get<long long>(), INT32_MIN, INT32_MAX));

@@ -1,9 +1,8 @@
 #pragma once
 #include <cstdint>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
-
-#include <nlohmann/json.hpp>
 
 #include "platform/QMExport.h"
 
@@ -12,7 +11,7 @@
 using QMJSON = nlohmann::ordered_json;
 
 class VEYRAKIT_EXPORT QMJSONSerialization {
-public:
+  public:
     // Compact: no whitespace at all ({"a":1,"b":"x"}). Numbers as the platform writes them:
     // integers as integers, a double with an integral value without a fraction (2.0 -> 2),
     // other doubles in their shortest round-trip form; NaN and infinities as null. Strings are

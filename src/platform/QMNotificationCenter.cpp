@@ -5,7 +5,7 @@
 
 struct QMNotificationCenter::Registration {
     const void* observer;
-    std::string name;  // empty: every name
+    std::string name;        // empty: every name
     const QMObject* sender;  // nullptr: every sender
     Handler handler;
     // Set on removal, so that a delivery already under way skips the registration.
@@ -41,8 +41,9 @@ namespace {
 // own reference, so a handler may remove itself.
 template <typename Registrations, typename Predicate>
 void removeMatching(Registrations& registrations, Predicate matches) {
-    auto firstRemoved = std::stable_partition(registrations.begin(), registrations.end(),
-                                              [&](const auto& registration) { return !matches(*registration); });
+    auto firstRemoved =
+        std::stable_partition(registrations.begin(), registrations.end(),
+                              [&](const auto& registration) { return !matches(*registration); });
     for (auto it = firstRemoved; it != registrations.end(); ++it) {
         (*it)->removed = true;
     }
@@ -63,7 +64,8 @@ void QMNotificationCenter::removeObserver(const void* observer, const std::strin
     });
 }
 
-void QMNotificationCenter::removeObserver(const void* observer, const std::string& name, const QMObject* sender) {
+void QMNotificationCenter::removeObserver(const void* observer, const std::string& name,
+                                          const QMObject* sender) {
     std::lock_guard<std::recursive_mutex> lock(mutex_);
     removeMatching(registrations_, [&](const Registration& r) {
         return r.observer == observer && (name.empty() || r.name == name) && (!sender || r.sender == sender);

@@ -12,13 +12,13 @@
 using QMUserInfo = std::map<std::string, std::any>;
 
 class VEYRAKIT_EXPORT QMNotification : public QMObject {
-public:
+  public:
     QMNotification(std::string name, std::shared_ptr<QMObject> object, QMUserInfo userInfo);
     const std::string& name() const { return name_; }
     const std::shared_ptr<QMObject>& object() const { return object_; }
     const QMUserInfo& userInfo() const { return userInfo_; }
 
-private:
+  private:
     std::string name_;
     std::shared_ptr<QMObject> object_;
     QMUserInfo userInfo_;
@@ -27,7 +27,7 @@ private:
 // Synchronous notification centre: handlers run on the posting thread, in registration order;
 // an observer removed while a notification is being delivered is not called afterwards.
 class VEYRAKIT_EXPORT QMNotificationCenter : public QMObject {
-public:
+  public:
     using Handler = std::function<void(const QMNotification&)>;
 
     static std::shared_ptr<QMNotificationCenter> defaultCenter();
@@ -44,7 +44,7 @@ public:
                               QMUserInfo userInfo = {});
     std::size_t observerCount() const;  // for tests
 
-private:
+  private:
     struct Registration;
     mutable std::recursive_mutex mutex_;
     std::vector<std::shared_ptr<Registration>> registrations_;

@@ -62,8 +62,8 @@ std::string removalParty(const QMObject* object) {
 
 QMInvalidArgumentException notRegistered(const QMObject* observer, const std::string& keyPath,
                                          const QMObject* object) {
-    return QMInvalidArgumentException("Cannot remove an observer " + removalParty(observer) + " for the key path \"" +
-                                      keyPath + "\" from " + removalParty(object) +
+    return QMInvalidArgumentException("Cannot remove an observer " + removalParty(observer) +
+                                      " for the key path \"" + keyPath + "\" from " + removalParty(object) +
                                       " because it is not registered as an observer.");
 }
 
@@ -73,13 +73,9 @@ QMObject::QMObject() : liveness_(std::make_shared<const char>('\0')) {}
 
 QMObject::~QMObject() = default;
 
-std::string QMObject::className() const {
-    return demangledName(typeid(*this));
-}
+std::string QMObject::className() const { return demangledName(typeid(*this)); }
 
-std::string QMObject::description() const {
-    return classAndAddress(this, ": ");
-}
+std::string QMObject::description() const { return classAndAddress(this, ": "); }
 
 void QMObject::addObserver(QMObject* observer, const std::string& keyPath, unsigned options, void* context) {
     auto observation = std::make_shared<Observation>();
@@ -94,7 +90,8 @@ void QMObject::addObserver(QMObject* observer, const std::string& keyPath, unsig
     observations_.push_back(std::move(observation));
 }
 
-std::shared_ptr<QMObject::Observation> QMObject::takeObservation(QMObject* observer, const std::string& keyPath,
+std::shared_ptr<QMObject::Observation> QMObject::takeObservation(QMObject* observer,
+                                                                 const std::string& keyPath,
                                                                  bool matchContext, void* context) {
     std::lock_guard<std::mutex> lock(observationMutex_);
     for (auto it = observations_.rbegin(); it != observations_.rend(); ++it) {
@@ -137,9 +134,7 @@ void QMObject::willChangeValueForKey(const std::string& key, std::any oldValue) 
     pendingOldValues_[key] = std::move(oldValue);
 }
 
-void QMObject::didChangeValueForKey(const std::string& key) {
-    deliverChange(key, nullptr);
-}
+void QMObject::didChangeValueForKey(const std::string& key) { deliverChange(key, nullptr); }
 
 void QMObject::didChangeValueForKey(const std::string& key, std::any newValue) {
     deliverChange(key, &newValue);
@@ -186,5 +181,5 @@ void QMObject::deliverChange(const std::string& key, const std::any* newValue) {
     }
 }
 
-void QMObject::observeValueForKeyPath(const std::string& keyPath, QMObject* object, const QMKeyValueChange& change,
-                                      void* context) {}
+void QMObject::observeValueForKeyPath(const std::string& keyPath, QMObject* object,
+                                      const QMKeyValueChange& change, void* context) {}

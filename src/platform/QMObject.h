@@ -30,7 +30,7 @@ using QMKeyValueChange = std::map<std::string, std::any>;
 // changing thread, removal of an unregistered observation throws, observers may remove
 // themselves or others while a change is being delivered).
 class VEYRAKIT_EXPORT QMObject : public std::enable_shared_from_this<QMObject> {
-public:
+  public:
     QMObject();
     virtual ~QMObject();
     QMObject(const QMObject&) = delete;
@@ -64,7 +64,7 @@ public:
         return std::dynamic_pointer_cast<T>(shared_from_this());
     }
 
-private:
+  private:
     struct Observation;
     void deliverChange(const std::string& key, const std::any* newValue);
     std::shared_ptr<Observation> takeObservation(QMObject* observer, const std::string& keyPath,

@@ -7,9 +7,7 @@
 
 namespace {
 
-pcre2_code* compiled(void* code) {
-    return static_cast<pcre2_code*>(code);
-}
+pcre2_code* compiled(void* code) { return static_cast<pcre2_code*>(code); }
 
 uint32_t compileOptions(unsigned options) {
     // Subjects are UTF-8; invalid sequences in a subject must not make matching fail outright.
@@ -75,13 +73,10 @@ void enumerateMatches(pcre2_code* code, const std::string& subject, OnMatch onMa
 QMRegularExpression::QMRegularExpression(std::string pattern, void* code)
     : pattern_(std::move(pattern)), code_(code) {}
 
-QMRegularExpression::~QMRegularExpression() {
-    pcre2_code_free(compiled(code_));
-}
+QMRegularExpression::~QMRegularExpression() { pcre2_code_free(compiled(code_)); }
 
-std::shared_ptr<QMRegularExpression> QMRegularExpression::regularExpressionWithPattern(const std::string& pattern,
-                                                                                       unsigned options,
-                                                                                       std::string* error) {
+std::shared_ptr<QMRegularExpression> QMRegularExpression::regularExpressionWithPattern(
+    const std::string& pattern, unsigned options, std::string* error) {
     int errorCode = 0;
     PCRE2_SIZE errorOffset = 0;
     pcre2_compile_context* context = pcre2_compile_context_create(nullptr);
@@ -94,7 +89,8 @@ std::shared_ptr<QMRegularExpression> QMRegularExpression::regularExpressionWithP
         if (error) {
             PCRE2_UCHAR message[256];
             pcre2_get_error_message(errorCode, message, sizeof message);
-            *error = std::string(reinterpret_cast<const char*>(message)) + " at offset " + std::to_string(errorOffset);
+            *error = std::string(reinterpret_cast<const char*>(message)) + " at offset " +
+                     std::to_string(errorOffset);
         }
         return nullptr;
     }
@@ -129,7 +125,8 @@ QMTextCheckingResult QMRegularExpression::firstMatchInString(const std::string& 
 }
 
 std::string QMSubstring(const std::string& s, QMRange range) {
-    if (range.location == NSNotFound || range.location > s.size() || range.length > s.size() - range.location) {
+    if (range.location == NSNotFound || range.location > s.size() ||
+        range.length > s.size() - range.location) {
         throw QMInvalidArgumentException("Range {" + std::to_string(range.location) + ", " +
                                          std::to_string(range.length) + "} out of bounds; string length " +
                                          std::to_string(s.size()));

@@ -30,7 +30,7 @@ enum QMRegularExpressionOptions : unsigned {
 
 // PCRE2-backed regular expression with the platform's matching API.
 class VEYRAKIT_EXPORT QMRegularExpression : public QMObject {
-public:
+  public:
     // nullptr (and `error` filled when given) for a pattern that does not compile.
     static std::shared_ptr<QMRegularExpression> regularExpressionWithPattern(const std::string& pattern,
                                                                              unsigned options,
@@ -44,7 +44,7 @@ public:
 
     QMRegularExpression(std::string pattern, void* code);
 
-private:
+  private:
     std::string pattern_;
     void* code_;  // pcre2_code*
 };

@@ -29,8 +29,8 @@ void ensureCurlGlobal() {
 
 std::string typeName(const std::exception& e) {
     int status = 0;
-    std::unique_ptr<char, void (*)(void*)> name(abi::__cxa_demangle(typeid(e).name(), nullptr, nullptr, &status),
-                                                std::free);
+    std::unique_ptr<char, void (*)(void*)> name(
+        abi::__cxa_demangle(typeid(e).name(), nullptr, nullptr, &status), std::free);
     return status == 0 && name ? std::string(name.get()) : std::string(typeid(e).name());
 }
 
@@ -49,9 +49,7 @@ void runGuarded(const std::function<void()>& work) {
     }
 }
 
-int64_t saturatingAdd(int64_t a, int64_t b) {
-    return b > INT64_MAX - a ? INT64_MAX : a + b;
-}
+int64_t saturatingAdd(int64_t a, int64_t b) { return b > INT64_MAX - a ? INT64_MAX : a + b; }
 
 QMSharedSlot<QMRunLoop>& mainLoopSlot() {
     static QMSharedSlot<QMRunLoop> slot;
@@ -108,9 +106,7 @@ QMRunLoop::~QMRunLoop() {
     curl_multi_cleanup(impl_->multi);
 }
 
-std::shared_ptr<QMRunLoop> QMRunLoop::mainRunLoop() {
-    return mainLoopSlot().get();
-}
+std::shared_ptr<QMRunLoop> QMRunLoop::mainRunLoop() { return mainLoopSlot().get(); }
 
 void QMRunLoop::setMainRunLoop(std::shared_ptr<QMRunLoop> loop) {
     // The previous loop may die here, outside the slot's lock: its tear-down runs destructors
@@ -135,13 +131,9 @@ void QMRunLoop::postAfter(int64_t delayMicros, std::function<void()> task) {
     curl_multi_wakeup(impl_->multi);
 }
 
-void QMRunLoop::run() {
-    runUntilMicros(kForever, true);
-}
+void QMRunLoop::run() { runUntilMicros(kForever, true); }
 
-void QMRunLoop::runUntilDate(int64_t dateMillis) {
-    runUntilMicros(dateMillis * 1000, true);
-}
+void QMRunLoop::runUntilDate(int64_t dateMillis) { runUntilMicros(dateMillis * 1000, true); }
 
 bool QMRunLoop::runUntil(const std::function<bool()>& predicate, int64_t timeoutMillis) {
     const int64_t deadline = saturatingAdd(nowMicros(), timeoutMillis * 1000);
@@ -176,9 +168,7 @@ void QMRunLoop::stop() {
     curl_multi_wakeup(impl_->multi);
 }
 
-bool QMRunLoop::consumeStop() {
-    return impl_->stopRequested.exchange(false);
-}
+bool QMRunLoop::consumeStop() { return impl_->stopRequested.exchange(false); }
 
 int64_t QMRunLoop::nowMicros() const {
     timeval tv{};
@@ -208,8 +198,9 @@ void QMRunLoop::removeTimer(const QMTimer* timer) {
 
 std::size_t QMRunLoop::timerCount() const {
     std::lock_guard<std::mutex> lock(impl_->mutex);
-    return static_cast<std::size_t>(std::count_if(impl_->schedule.begin(), impl_->schedule.end(),
-                                                  [](const Impl::Scheduled& e) { return e.timer != nullptr; }));
+    return static_cast<std::size_t>(
+        std::count_if(impl_->schedule.begin(), impl_->schedule.end(),
+                      [](const Impl::Scheduled& e) { return e.timer != nullptr; }));
 }
 
 void QMRunLoop::addTransfer(const std::shared_ptr<QMURLTransfer>& transfer) {
@@ -261,7 +252,8 @@ void QMRunLoop::idleUntil(int64_t wakeMicros) {
 
 void QMRunLoop::pollIO(int64_t timeoutMicros) {
     // Rounded up so that a wake-up a fraction of a millisecond away does not spin.
-    const int64_t ms = timeoutMicros == kForever ? INT_MAX : std::clamp<int64_t>((timeoutMicros + 999) / 1000, 0, INT_MAX);
+    const int64_t ms =
+        timeoutMicros == kForever ? INT_MAX : std::clamp<int64_t>((timeoutMicros + 999) / 1000, 0, INT_MAX);
     curl_multi_poll(impl_->multi, nullptr, 0, static_cast<int>(ms), nullptr);
 }
 
@@ -364,13 +356,9 @@ void QMRunLoop::driveTransfers() {
 
 QMVirtualRunLoop::QMVirtualRunLoop(int64_t startMillis) : nowMicros_(startMillis * 1000) {}
 
-int64_t QMVirtualRunLoop::nowMicros() const {
-    return nowMicros_.load();
-}
+int64_t QMVirtualRunLoop::nowMicros() const { return nowMicros_.load(); }
 
-void QMVirtualRunLoop::advanceBy(int64_t ms) {
-    runUntilMicros(nowMicros() + ms * 1000, false);
-}
+void QMVirtualRunLoop::advanceBy(int64_t ms) { runUntilMicros(nowMicros() + ms * 1000, false); }
 
 void QMVirtualRunLoop::idleUntil(int64_t wakeMicros) {
     // Real I/O in flight holds the virtual clock still until it has completed; with nothing

@@ -17,7 +17,7 @@ class QMURLTransfer;
 // post() is safe from any thread. An exception escaping a callback is caught, written to the
 // console, and the loop goes on.
 class VEYRAKIT_EXPORT QMRunLoop : public QMObject {
-public:
+  public:
     QMRunLoop();
     ~QMRunLoop() override;
 
@@ -30,8 +30,8 @@ public:
     void post(std::function<void()> task);
     // Runs `task` once the loop's clock has moved on by `delayMicros` (not counted as a timer).
     void postAfter(int64_t delayMicros, std::function<void()> task);
-    void run();                                       // until stop()
-    void runUntilDate(int64_t dateMillis);            // until the loop's clock reaches the date
+    void run();                             // until stop()
+    void runUntilDate(int64_t dateMillis);  // until the loop's clock reaches the date
     bool runUntil(const std::function<bool()>& predicate, int64_t timeoutMillis);  // true if met
     // Ends the run in progress (run, runUntilDate, runUntil), or the next one if none is running.
     void stop();
@@ -49,7 +49,7 @@ public:
     void removeTransfer(const QMURLTransfer* transfer);
     std::size_t transferCount() const;  // URL transfers in flight (for tests)
 
-protected:
+  protected:
     // Runs whatever is due now; returns false when nothing was done.
     bool runOnce(int64_t maxWaitMicros);
     // Virtual loops override how time passes while idle. kForever: until something arrives.
@@ -61,7 +61,7 @@ protected:
     // Runs until the clock reaches `dateMicros`; honours stop() when `stoppable`.
     void runUntilMicros(int64_t dateMicros, bool stoppable);
 
-private:
+  private:
     bool consumeStop();
     bool runPostedTasks();
     bool fireDueTimers();
@@ -77,7 +77,7 @@ private:
 // (virtual time does not move meanwhile). With nothing scheduled at all, run() waits (really)
 // for tasks posted from other threads.
 class VEYRAKIT_EXPORT QMVirtualRunLoop : public QMRunLoop {
-public:
+  public:
     explicit QMVirtualRunLoop(int64_t startMillis = 1'700'000'000'000);
     int64_t nowMicros() const override;
     bool isVirtual() const override { return true; }
@@ -85,10 +85,10 @@ public:
     // at the end), then leaves the clock there. Not ended by stop().
     void advanceBy(int64_t ms);
 
-protected:
+  protected:
     void idleUntil(int64_t wakeMicros) override;
 
-private:
+  private:
     // Longest real wait while I/O is in flight, before the loop looks again.
     static constexpr int64_t kRealWaitSliceMicros = 200'000;
     std::atomic<int64_t> nowMicros_;

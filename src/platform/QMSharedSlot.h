@@ -8,7 +8,7 @@
 // exchange or at exit) is let go outside the lock: its tear-down may ask for the instance again.
 template <typename T>
 class QMSharedSlot {
-public:
+  public:
     explicit QMSharedSlot(std::function<void(T&)> atExit = nullptr) : atExit_(std::move(atExit)) {}
     ~QMSharedSlot() {
         std::shared_ptr<T> last = exchange(nullptr);
@@ -30,7 +30,7 @@ public:
         return std::exchange(value_, std::move(value));
     }
 
-private:
+  private:
     std::mutex mutex_;
     std::shared_ptr<T> value_;
     std::function<void(T&)> atExit_;

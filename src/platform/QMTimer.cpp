@@ -18,14 +18,18 @@ QMTimer::QMTimer(int64_t intervalMicros, Callback callback, bool repeats, int64_
       repeats_(repeats),
       fireMicros_(firstFireMicros) {}
 
-std::shared_ptr<QMTimer> QMTimer::scheduledTimerWithTimeInterval(double seconds, Callback callback, bool repeats) {
+std::shared_ptr<QMTimer> QMTimer::scheduledTimerWithTimeInterval(double seconds, Callback callback,
+                                                                 bool repeats) {
     return scheduledTimerWithTimeInterval(seconds, std::move(callback), repeats, QMRunLoop::mainRunLoop());
 }
 
-std::shared_ptr<QMTimer> QMTimer::scheduledTimerWithTimeInterval(double seconds, Callback callback, bool repeats,
+std::shared_ptr<QMTimer> QMTimer::scheduledTimerWithTimeInterval(double seconds, Callback callback,
+                                                                 bool repeats,
                                                                  const std::shared_ptr<QMRunLoop>& loop) {
-    const int64_t interval = std::max(std::llround(seconds * 1e6), static_cast<long long>(kMinimumIntervalMicros));
-    auto timer = std::make_shared<QMTimer>(interval, std::move(callback), repeats, loop->nowMicros() + interval);
+    const int64_t interval =
+        std::max(std::llround(seconds * 1e6), static_cast<long long>(kMinimumIntervalMicros));
+    auto timer =
+        std::make_shared<QMTimer>(interval, std::move(callback), repeats, loop->nowMicros() + interval);
     timer->loop_ = loop;
     loop->addTimer(timer);
     return timer;

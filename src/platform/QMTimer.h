@@ -13,7 +13,7 @@ class QMRunLoop;
 // timer is invalidated, or until a one-shot timer has fired. invalidate() is safe from inside the
 // timer's own callback.
 class VEYRAKIT_EXPORT QMTimer : public QMObject {
-public:
+  public:
     using Callback = std::function<void(QMTimer&)>;
 
     static std::shared_ptr<QMTimer> scheduledTimerWithTimeInterval(double seconds, Callback callback,
@@ -33,7 +33,7 @@ public:
 
     QMTimer(int64_t intervalMicros, Callback callback, bool repeats, int64_t firstFireMicros);
 
-private:
+  private:
     void afterFire(Callback& callback, int64_t firedAtMicros);
     int64_t intervalMicros_;
     Callback callback_;

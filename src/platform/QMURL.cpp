@@ -73,9 +73,7 @@ std::shared_ptr<QMURL> QMURL::fileURLWithPath(const std::string& path) {
     return std::make_shared<QMURL>("file://" + percentEncodePath(absolute));
 }
 
-std::string QMURL::scheme() const {
-    return part(absoluteString_, CURLUPART_SCHEME).value_or("");
-}
+std::string QMURL::scheme() const { return part(absoluteString_, CURLUPART_SCHEME).value_or(""); }
 
 std::string QMURL::host() const {
     return part(absoluteString_, CURLUPART_HOST, CURLU_URLDECODE).value_or("");
@@ -97,6 +95,4 @@ std::string QMURL::pathExtension() const {
     return dot == std::string::npos || dot == 0 ? std::string() : lastComponent.substr(dot + 1);
 }
 
-bool QMURL::isFileURL() const {
-    return scheme() == "file";
-}
+bool QMURL::isFileURL() const { return scheme() == "file"; }

@@ -8,7 +8,7 @@
 // An absolute URL (parsed with libcurl's URL API). URLWithString returns nullptr for a string
 // that is not a URL.
 class VEYRAKIT_EXPORT QMURL : public QMObject {
-public:
+  public:
     static std::shared_ptr<QMURL> URLWithString(const std::string& string);
     static std::shared_ptr<QMURL> fileURLWithPath(const std::string& path);
 
@@ -23,6 +23,6 @@ public:
 
     explicit QMURL(std::string absoluteString);
 
-private:
+  private:
     std::string absoluteString_;
 };

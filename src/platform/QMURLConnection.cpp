@@ -10,7 +10,9 @@ namespace {
 
 QMURLTransfer::Events eventsFor(const std::shared_ptr<QMURLConnection>& connection) {
     return {
-        [connection](const std::shared_ptr<QMHTTPURLResponse>& response) { connection->deliverResponse(response); },
+        [connection](const std::shared_ptr<QMHTTPURLResponse>& response) {
+            connection->deliverResponse(response);
+        },
         [connection](const std::string& data) { connection->deliverData(data); },
         [connection] { connection->deliverFinish(); },
         [connection](const std::shared_ptr<QMError>& error) { connection->deliverFailure(error); },
@@ -22,7 +24,8 @@ QMURLTransfer::Events eventsFor(const std::shared_ptr<QMURLConnection>& connecti
 std::shared_ptr<QMURLConnection> QMURLConnection::connectionWithRequest(
     const std::shared_ptr<QMURLRequest>& request, std::shared_ptr<QMURLConnectionDelegate> delegate,
     bool startImmediately) {
-    auto connection = std::make_shared<QMURLConnection>(request ? request->copy() : nullptr, std::move(delegate));
+    auto connection =
+        std::make_shared<QMURLConnection>(request ? request->copy() : nullptr, std::move(delegate));
     if (startImmediately) {
         connection->start();
     }
@@ -44,7 +47,8 @@ void QMURLConnection::start() {
         startStubbed();
         return;
     }
-    transfer_ = QMURLTransfer::start(QMRunLoop::mainRunLoop(), request_, eventsFor(selfAs<QMURLConnection>()));
+    transfer_ =
+        QMURLTransfer::start(QMRunLoop::mainRunLoop(), request_, eventsFor(selfAs<QMURLConnection>()));
 }
 
 void QMURLConnection::startStubbed() {

@@ -13,12 +13,14 @@ class QMURLTransfer;
 // more data chunks, then either connectionDidFinishLoading or a failure (a failure may also come
 // before any response: refused connection, DNS failure, reset).
 class VEYRAKIT_EXPORT QMURLConnectionDelegate {
-public:
+  public:
     virtual ~QMURLConnectionDelegate() = default;
-    virtual void connection(QMURLConnection& connection, const std::shared_ptr<QMHTTPURLResponse>& didReceiveResponse) = 0;
+    virtual void connection(QMURLConnection& connection,
+                            const std::shared_ptr<QMHTTPURLResponse>& didReceiveResponse) = 0;
     virtual void connection(QMURLConnection& connection, const std::string& didReceiveData) = 0;
     virtual void connectionDidFinishLoading(QMURLConnection& connection) = 0;
-    virtual void connection(QMURLConnection& connection, const std::shared_ptr<QMError>& didFailWithError) = 0;
+    virtual void connection(QMURLConnection& connection,
+                            const std::shared_ptr<QMError>& didFailWithError) = 0;
 };
 
 // An asynchronous HTTP exchange scheduled on the main run loop (libcurl multi underneath, or the
@@ -27,7 +29,7 @@ public:
 // connection alive meanwhile, so the creator may drop its reference at once. HTTPS certificates
 // are verified. The request is copied when the connection is made.
 class VEYRAKIT_EXPORT QMURLConnection : public QMObject {
-public:
+  public:
     static std::shared_ptr<QMURLConnection> connectionWithRequest(
         const std::shared_ptr<QMURLRequest>& request, std::shared_ptr<QMURLConnectionDelegate> delegate,
         bool startImmediately = true);
@@ -45,7 +47,7 @@ public:
     void deliverFinish();
     void deliverFailure(const std::shared_ptr<QMError>& error);
 
-private:
+  private:
     void startStubbed();
     std::shared_ptr<QMURLRequest> request_;
     std::shared_ptr<QMURLConnectionDelegate> delegate_;

@@ -6,12 +6,11 @@
 
 namespace {
 
-bool sameField(const std::string& a, const std::string& b) {
-    return strcasecmp(a.c_str(), b.c_str()) == 0;
-}
+bool sameField(const std::string& a, const std::string& b) { return strcasecmp(a.c_str(), b.c_str()) == 0; }
 
 std::optional<std::string> findField(const QMURLRequest::Headers& headers, const std::string& field) {
-    auto it = std::find_if(headers.begin(), headers.end(), [&](const auto& h) { return sameField(h.first, field); });
+    auto it = std::find_if(headers.begin(), headers.end(),
+                           [&](const auto& h) { return sameField(h.first, field); });
     return it == headers.end() ? std::nullopt : std::optional<std::string>(it->second);
 }
 
@@ -46,7 +45,8 @@ std::optional<std::string> QMURLRequest::valueForHTTPHeaderField(const std::stri
     return findField(headers_, field);
 }
 
-QMHTTPURLResponse::QMHTTPURLResponse(std::shared_ptr<QMURL> url, long statusCode, QMURLRequest::Headers headers)
+QMHTTPURLResponse::QMHTTPURLResponse(std::shared_ptr<QMURL> url, long statusCode,
+                                     QMURLRequest::Headers headers)
     : url_(std::move(url)), statusCode_(statusCode), headers_(std::move(headers)) {}
 
 std::optional<std::string> QMHTTPURLResponse::valueForHTTPHeaderField(const std::string& field) const {

@@ -10,7 +10,7 @@
 
 // A mutable HTTP request: method, URL, ordered headers and body, sent exactly as given.
 class VEYRAKIT_EXPORT QMURLRequest : public QMObject {
-public:
+  public:
     using Headers = std::vector<std::pair<std::string, std::string>>;
 
     static std::shared_ptr<QMURLRequest> requestWithURL(std::shared_ptr<QMURL> url);
@@ -34,7 +34,7 @@ public:
     double timeoutInterval() const { return timeout_; }
     void setTimeoutInterval(double seconds) { timeout_ = seconds; }
 
-private:
+  private:
     std::shared_ptr<QMURL> url_;
     std::string method_ = "GET";
     Headers headers_;
@@ -43,14 +43,14 @@ private:
 };
 
 class VEYRAKIT_EXPORT QMHTTPURLResponse : public QMObject {
-public:
+  public:
     QMHTTPURLResponse(std::shared_ptr<QMURL> url, long statusCode, QMURLRequest::Headers headers);
     long statusCode() const { return statusCode_; }
     const std::shared_ptr<QMURL>& URL() const { return url_; }
     const QMURLRequest::Headers& allHeaderFields() const { return headers_; }
     std::optional<std::string> valueForHTTPHeaderField(const std::string& field) const;
 
-private:
+  private:
     std::shared_ptr<QMURL> url_;
     long statusCode_;
     QMURLRequest::Headers headers_;

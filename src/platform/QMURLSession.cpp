@@ -48,9 +48,7 @@ struct QMURLSession::Impl {
 
 QMURLSession::QMURLSession() : impl_(std::make_unique<Impl>()) {}
 
-QMURLSession::~QMURLSession() {
-    shutdown();
-}
+QMURLSession::~QMURLSession() { shutdown(); }
 
 std::shared_ptr<QMURLSession> QMURLSession::sharedSession() {
     // Shut down (worker joined) before the process ends.
@@ -58,8 +56,8 @@ std::shared_ptr<QMURLSession> QMURLSession::sharedSession() {
     return slot.get();
 }
 
-std::shared_ptr<QMURLSessionDataTask> QMURLSession::dataTaskWithRequest(const std::shared_ptr<QMURLRequest>& request,
-                                                                        CompletionHandler completionHandler) {
+std::shared_ptr<QMURLSessionDataTask> QMURLSession::dataTaskWithRequest(
+    const std::shared_ptr<QMURLRequest>& request, CompletionHandler completionHandler) {
     return std::make_shared<QMURLSessionDataTask>(selfAs<QMURLSession>(), request ? request->copy() : nullptr,
                                                   std::move(completionHandler));
 }
@@ -84,10 +82,11 @@ void QMURLSession::enqueue(std::shared_ptr<QMURLSessionDataTask> task) {
     weakWorker.lock()->post([weakWorker, task, finished] {
         auto worker = weakWorker.lock();
         auto received = std::make_shared<Received>();
-        QMURLTransfer::start(worker, task->originalRequest(),
-                             collectInto(received, [received, finished](const std::shared_ptr<QMError>& error) {
-                                 finished(*received, error);
-                             }));
+        QMURLTransfer::start(
+            worker, task->originalRequest(),
+            collectInto(received, [received, finished](const std::shared_ptr<QMError>& error) {
+                finished(*received, error);
+            }));
     });
 }
 
@@ -165,7 +164,8 @@ void QMURLSession::shutdown() {
     }
 }
 
-QMURLSessionDataTask::QMURLSessionDataTask(std::weak_ptr<QMURLSession> session, std::shared_ptr<QMURLRequest> request,
+QMURLSessionDataTask::QMURLSessionDataTask(std::weak_ptr<QMURLSession> session,
+                                           std::shared_ptr<QMURLRequest> request,
                                            QMURLSession::CompletionHandler handler)
     : session_(std::move(session)), request_(std::move(request)), handler_(std::move(handler)) {}
 

@@ -13,7 +13,7 @@ class QMURLSessionDataTask;
 // The shared URL session: data tasks run on the session's own worker thread and their
 // completion handlers run there too (not on the main loop). Honours the stub registry.
 class VEYRAKIT_EXPORT QMURLSession : public QMObject {
-public:
+  public:
     using CompletionHandler = std::function<void(const std::optional<std::string>& data,
                                                  const std::shared_ptr<QMHTTPURLResponse>& response,
                                                  const std::shared_ptr<QMError>& error)>;
@@ -35,7 +35,7 @@ public:
     QMURLSession();
     ~QMURLSession() override;
 
-private:
+  private:
     friend class QMURLSessionDataTask;
     void enqueue(std::shared_ptr<QMURLSessionDataTask> task);
     void enqueueStubbed(const std::shared_ptr<QMURLSessionDataTask>& task);
@@ -48,14 +48,14 @@ private:
 };
 
 class VEYRAKIT_EXPORT QMURLSessionDataTask : public QMObject {
-public:
+  public:
     QMURLSessionDataTask(std::weak_ptr<QMURLSession> session, std::shared_ptr<QMURLRequest> request,
                          QMURLSession::CompletionHandler handler);
     void resume();
     const std::shared_ptr<QMURLRequest>& originalRequest() const { return request_; }
     QMURLSession::CompletionHandler& completionHandler() { return handler_; }
 
-private:
+  private:
     std::weak_ptr<QMURLSession> session_;
     std::shared_ptr<QMURLRequest> request_;
     QMURLSession::CompletionHandler handler_;

@@ -8,7 +8,8 @@
 namespace {
 
 bool endsWith(const std::string& text, const std::string& suffix) {
-    return text.size() >= suffix.size() && text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
+    return text.size() >= suffix.size() &&
+           text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
 }
 
 }  // namespace
@@ -66,13 +67,15 @@ int QMURLStubRegistry::addStub(Matcher matcher, Responder responder, int times) 
 }
 
 int QMURLStubRegistry::addStub(Matcher matcher, QMStubResponse response, int times) {
-    return addStub(std::move(matcher), [response](const QMURLRequest&) { return response; }, times);
+    return addStub(
+        std::move(matcher), [response](const QMURLRequest&) { return response; }, times);
 }
 
 void QMURLStubRegistry::removeStub(int id) {
     std::vector<Stub> released;
     std::lock_guard<std::mutex> lock(mutex_);
-    auto split = std::stable_partition(stubs_.begin(), stubs_.end(), [id](const Stub& s) { return s.id != id; });
+    auto split =
+        std::stable_partition(stubs_.begin(), stubs_.end(), [id](const Stub& s) { return s.id != id; });
     released.assign(std::make_move_iterator(split), std::make_move_iterator(stubs_.end()));
     stubs_.erase(split, stubs_.end());
 }
@@ -83,7 +86,8 @@ void QMURLStubRegistry::removeAllStubs() {
     released.swap(stubs_);
 }
 
-QMURLStubRegistry::Matcher QMURLStubRegistry::urlEndsWith(const std::string& suffix, const std::string& method) {
+QMURLStubRegistry::Matcher QMURLStubRegistry::urlEndsWith(const std::string& suffix,
+                                                          const std::string& method) {
     return [suffix, method](const QMURLRequest& request) {
         const std::string url = request.URL() ? request.URL()->absoluteString() : std::string();
         return endsWith(url, suffix) && (method.empty() || request.HTTPMethod() == method);
@@ -112,7 +116,8 @@ std::optional<QMStubResponse> QMURLStubRegistry::answer(const QMURLRequest& requ
     std::vector<Stub> candidates;
     {
         std::lock_guard<std::mutex> lock(mutex_);
-        requests_.push_back({request.HTTPMethod(), request.URL() ? request.URL()->absoluteString() : std::string(),
+        requests_.push_back({request.HTTPMethod(),
+                             request.URL() ? request.URL()->absoluteString() : std::string(),
                              request.allHTTPHeaderFields(), request.HTTPBody(), nowMillis});
         candidates = stubs_;
     }
@@ -124,7 +129,8 @@ std::optional<QMStubResponse> QMURLStubRegistry::answer(const QMURLRequest& requ
         Responder responder;
         {
             std::lock_guard<std::mutex> lock(mutex_);
-            auto it = std::find_if(stubs_.begin(), stubs_.end(), [&](const Stub& s) { return s.id == candidate.id; });
+            auto it = std::find_if(stubs_.begin(), stubs_.end(),
+                                   [&](const Stub& s) { return s.id == candidate.id; });
             if (it == stubs_.end() || it->remaining == 0) {
                 continue;
             }

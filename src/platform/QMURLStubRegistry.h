@@ -19,10 +19,10 @@
 struct VEYRAKIT_EXPORT QMStubResponse {
     long status = 200;
     QMURLRequest::Headers headers;
-    std::vector<std::string> chunks;            // body, in the chunks the delegate receives
-    std::shared_ptr<QMError> failure;           // set: fail instead of answering
-    bool failAfterResponse = false;             // with failure: deliver status + chunks, then fail
-    int64_t delayMillis = 0;                    // on the run loop's clock, before the response
+    std::vector<std::string> chunks;   // body, in the chunks the delegate receives
+    std::shared_ptr<QMError> failure;  // set: fail instead of answering
+    bool failAfterResponse = false;    // with failure: deliver status + chunks, then fail
+    int64_t delayMillis = 0;           // on the run loop's clock, before the response
 
     static QMStubResponse json(const std::string& body, long status = 200);
     static QMStubResponse fail(long code = NSURLErrorCannotConnectToHost);
@@ -38,14 +38,14 @@ struct VEYRAKIT_EXPORT QMRecordedRequest {
 };
 
 class VEYRAKIT_EXPORT QMURLStubRegistry {
-public:
+  public:
     using Matcher = std::function<bool(const QMURLRequest&)>;
     using Responder = std::function<QMStubResponse(const QMURLRequest&)>;
 
     static QMURLStubRegistry& shared();
 
-    void enable();    // from now on, nothing reaches the network
-    void disable();   // back to the network; stubs and records are cleared
+    void enable();   // from now on, nothing reaches the network
+    void disable();  // back to the network; stubs and records are cleared
     bool isEnabled() const;
 
     // `times` answers at most (-1: unlimited). Returns an id for removeStub.
@@ -64,7 +64,7 @@ public:
     // Used by the transport: record the request and find its answer (nullopt: no stub matched).
     std::optional<QMStubResponse> answer(const QMURLRequest& request, int64_t nowMillis);
 
-private:
+  private:
     struct Stub {
         int id;
         Matcher matcher;

@@ -32,10 +32,13 @@ std::string trim(const std::string& text) {
 
 // Feeds a stub's answer to the client one step per loop task, as the network would.
 class StubReplay : public std::enable_shared_from_this<StubReplay> {
-public:
+  public:
     StubReplay(std::weak_ptr<QMRunLoop> loop, std::shared_ptr<QMURL> url, QMStubResponse response,
                QMURLTransfer::Events events)
-        : loop_(std::move(loop)), url_(std::move(url)), response_(std::move(response)), events_(std::move(events)) {
+        : loop_(std::move(loop)),
+          url_(std::move(url)),
+          response_(std::move(response)),
+          events_(std::move(events)) {
         std::erase(response_.chunks, std::string());  // the network never delivers an empty chunk
     }
 
@@ -50,7 +53,7 @@ public:
         perform(current);
     }
 
-private:
+  private:
     bool failsAtOnce() const { return response_.failure && !response_.failAfterResponse; }
     bool isLast(std::size_t step) const { return failsAtOnce() || step == response_.chunks.size() + 1; }
 
@@ -116,8 +119,12 @@ std::shared_ptr<QMError> QMURLTransfer::errorForResult(CURLcode result) {
     return QMError::URLErrorWithCode(it != codes.end() ? it->second : NSURLErrorUnknown);
 }
 
-QMURLTransfer::QMURLTransfer(std::weak_ptr<QMRunLoop> loop, std::shared_ptr<QMURLRequest> request, Events events)
-    : loop_(std::move(loop)), request_(std::move(request)), events_(std::move(events)), easy_(curl_easy_init()) {}
+QMURLTransfer::QMURLTransfer(std::weak_ptr<QMRunLoop> loop, std::shared_ptr<QMURLRequest> request,
+                             Events events)
+    : loop_(std::move(loop)),
+      request_(std::move(request)),
+      events_(std::move(events)),
+      easy_(curl_easy_init()) {}
 
 QMURLTransfer::~QMURLTransfer() {
     curl_easy_cleanup(easy_);
@@ -131,7 +138,8 @@ void QMURLTransfer::configure() {
     curl_easy_setopt(easy_, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(easy_, CURLOPT_SSL_VERIFYPEER, 1L);
     curl_easy_setopt(easy_, CURLOPT_SSL_VERIFYHOST, 2L);
-    const double seconds = request_->timeoutInterval() > 0 ? request_->timeoutInterval() : kDefaultTimeoutSeconds;
+    const double seconds =
+        request_->timeoutInterval() > 0 ? request_->timeoutInterval() : kDefaultTimeoutSeconds;
     const long timeoutMs = static_cast<long>(std::llround(seconds * 1000));
     curl_easy_setopt(easy_, CURLOPT_TIMEOUT_MS, timeoutMs);
     curl_easy_setopt(easy_, CURLOPT_CONNECTTIMEOUT_MS, timeoutMs);
@@ -153,7 +161,8 @@ void QMURLTransfer::configureMethodAndBody() {
     if (body || method == "POST" || method == "PUT" || method == "PATCH") {
         // The body lives in request_, which outlives the handle.
         static const char kEmpty[] = "";
-        curl_easy_setopt(easy_, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body ? body->size() : 0));
+        curl_easy_setopt(easy_, CURLOPT_POSTFIELDSIZE_LARGE,
+                         static_cast<curl_off_t>(body ? body->size() : 0));
         curl_easy_setopt(easy_, CURLOPT_POSTFIELDS, body ? body->data() : kEmpty);
     }
     if (method != "GET" || body) {

@@ -17,7 +17,7 @@ struct QMStubResponse;
 // so a client may cancel, start other transfers or run a nested loop while handling one.
 // Order: response, data chunks, then finish or failure (a failure may come first).
 class QMURLTransfer : public QMObject {
-public:
+  public:
     struct Events {
         std::function<void(const std::shared_ptr<QMHTTPURLResponse>&)> response;
         std::function<void(const std::string&)> data;
@@ -47,7 +47,7 @@ public:
     // the multi handle.
     void completed(CURLcode result);
 
-private:
+  private:
     static size_t onHeader(char* buffer, size_t size, size_t count, void* self);
     static size_t onBody(char* buffer, size_t size, size_t count, void* self);
     void configure();

@@ -36,9 +36,7 @@ void QMUserDefaults::resetStandardUserDefaults() {
     sharedDefaults.reset();
 }
 
-QMUserDefaults::QMUserDefaults(std::string path) : path_(std::move(path)) {
-    load();
-}
+QMUserDefaults::QMUserDefaults(std::string path) : path_(std::move(path)) { load(); }
 
 void QMUserDefaults::load() {
     std::error_code error;
@@ -54,7 +52,8 @@ void QMUserDefaults::load() {
     // Keep the damaged file for inspection, and start afresh rather than fail the host.
     const std::string asidePath = path_ + ".corrupt";
     std::filesystem::rename(path_, asidePath, error);
-    QMConsoleLog("User defaults at %@ are unreadable; moved aside to %@ and starting empty", path_, asidePath);
+    QMConsoleLog("User defaults at %@ are unreadable; moved aside to %@ and starting empty", path_,
+                 asidePath);
 }
 
 std::optional<QMJSON> QMUserDefaults::objectForKey(const std::string& key) const {
@@ -95,9 +94,7 @@ void QMUserDefaults::removeObjectForKey(const std::string& key) {
     persist();
 }
 
-bool QMUserDefaults::synchronize() {
-    return persist();
-}
+bool QMUserDefaults::synchronize() { return persist(); }
 
 bool QMUserDefaults::persist() {
     // Held across the write, so that two writers cannot leave the older snapshot on disk.

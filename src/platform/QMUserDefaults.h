@@ -14,7 +14,7 @@
 // through at once (so nothing set is lost if the host dies); synchronize() writes again and says
 // whether the file could be written. Never throws to the caller.
 class VEYRAKIT_EXPORT QMUserDefaults : public QMObject {
-public:
+  public:
     static std::shared_ptr<QMUserDefaults> standardUserDefaults();
     // Drops the shared instance so that the next call reloads from the (possibly new) location.
     static void resetStandardUserDefaults();
@@ -23,12 +23,12 @@ public:
 
     std::optional<QMJSON> objectForKey(const std::string& key) const;
     std::optional<std::string> stringForKey(const std::string& key) const;  // only string values
-    void setObject(const QMJSON& value, const std::string& forKey);  // null removes the key
+    void setObject(const QMJSON& value, const std::string& forKey);         // null removes the key
     void removeObjectForKey(const std::string& key);
     bool synchronize();  // writes the file; false (with a console line) when it cannot
     const std::string& path() const { return path_; }
 
-private:
+  private:
     void load();
     bool persist();
     std::string path_;

@@ -48,9 +48,7 @@ void UIDevice::clearOverride() {
     overridden = DeviceFacts{};
 }
 
-std::string UIDevice::model() const {
-    return factOrOverride(&DeviceFacts::model, systemFacts().machine);
-}
+std::string UIDevice::model() const { return factOrOverride(&DeviceFacts::model, systemFacts().machine); }
 
 std::string UIDevice::systemName() const {
     return factOrOverride(&DeviceFacts::systemName, systemFacts().sysname);

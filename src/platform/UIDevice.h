@@ -8,7 +8,7 @@
 // Device facts for the User-Agent. Read from uname(2): model = machine ("x86_64"), systemName =
 // sysname ("Linux"), systemVersion = release. Tests override them.
 class VEYRAKIT_EXPORT UIDevice : public QMObject {
-public:
+  public:
     static std::shared_ptr<UIDevice> currentDevice();
     static void overrideFacts(std::optional<std::string> model, std::optional<std::string> systemName,
                               std::optional<std::string> systemVersion);

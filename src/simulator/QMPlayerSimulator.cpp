@@ -173,8 +173,7 @@ void QMPlayerSimulator::callHost(const QMScenarioStep& step) {
 }
 
 void QMPlayerSimulator::finishIfDone() {
-    if (finished_ || nextStep_ < scenario_->steps().size() ||
-        endMicros(QMClock::currentTimeMicros())) {
+    if (finished_ || nextStep_ < scenario_->steps().size() || endMicros(QMClock::currentTimeMicros())) {
         return;
     }
     finished_ = true;

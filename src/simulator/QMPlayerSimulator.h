@@ -23,7 +23,7 @@
 // A step or the end of the media that raises (an observer's exception escaping a model change) is
 // written to the console and the simulation goes on.
 class VEYRAKIT_EXPORT QMPlayerSimulator : public QMObject {
-public:
+  public:
     QMPlayerSimulator(std::shared_ptr<QMScenario> scenario, std::shared_ptr<QMSimulatorHost> host);
     ~QMPlayerSimulator() override;
     // host may be null: host steps then do nothing.
@@ -53,7 +53,7 @@ public:
     // The main-loop time of start(), in milliseconds since 1970.
     int64_t startMillis() const { return startMicros_ / 1000; }
 
-private:
+  private:
     void fire();
     void guarded(const char* what, int line, const std::function<void()>& work);
     void callHost(const QMScenarioStep& step);

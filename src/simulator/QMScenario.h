@@ -18,7 +18,7 @@ struct VEYRAKIT_EXPORT QMScenarioVariant {
 // A parsed scenario (see docs/scenarios.md): what is played, and the steps, sorted by time, that
 // happen while it plays. QMScenarioParser builds it; a program may also fill one in directly.
 class VEYRAKIT_EXPORT QMScenario : public QMObject {
-public:
+  public:
     QMScenario();
     ~QMScenario() override;
 
@@ -67,7 +67,7 @@ public:
     const std::vector<QMScenarioStep>& steps() const { return steps_; }
     void setSteps(std::vector<QMScenarioStep> steps) { steps_ = std::move(steps); }
 
-private:
+  private:
     std::string sourceName_ = "scenario";
     QMScenarioPlayerKind playerKind_ = QMScenarioPlayerKind::AVPlayer;
     std::optional<std::string> url_;

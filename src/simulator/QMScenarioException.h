@@ -7,14 +7,14 @@
 // (1-based; 0 when the problem is not tied to a line, such as an unreadable file) and what is
 // wrong. reason() reads "<source>:<line>: <detail>".
 class VEYRAKIT_EXPORT QMScenarioException : public QMException {
-public:
+  public:
     QMScenarioException(const std::string& source, int line, const std::string& detail);
 
     const std::string& source() const { return source_; }
     int line() const { return line_; }
     const std::string& detail() const { return detail_; }
 
-private:
+  private:
     std::string source_;
     int line_;
     std::string detail_;

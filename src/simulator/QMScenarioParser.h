@@ -13,7 +13,7 @@
 // Reads the plain-text scenario format of docs/scenarios.md. Anything malformed raises
 // QMScenarioException naming the line and what is wrong; a scenario that parses is playable.
 class VEYRAKIT_EXPORT QMScenarioParser : public QMObject {
-public:
+  public:
     static std::shared_ptr<QMScenario> parse(const std::string& text,
                                              const std::string& sourceName = "scenario");
     // The source name is the path as given.
@@ -25,7 +25,7 @@ public:
     // "1:02:03.5" -> 3723500; "90" -> 90000; nullopt when malformed.
     static std::optional<int64_t> parseTime(const std::string& text);
 
-private:
+  private:
     struct Token {
         std::string text;
         std::optional<std::string> key;  // for key=value

@@ -8,7 +8,7 @@
 // that is not a URL asset) and is the player's current item from the start, still loading:
 // status unknown, buffer empty.
 class VEYRAKIT_EXPORT QMSimulatedAVPlayer : public QMSimulatedPlayer {
-public:
+  public:
     QMSimulatedAVPlayer(std::shared_ptr<QMScenario> scenario, std::shared_ptr<QMSimulatedStream> stream);
     ~QMSimulatedAVPlayer() override;
 
@@ -16,7 +16,7 @@ public:
     const std::shared_ptr<AVPlayerItem>& item() const { return item_; }
     double position() const override;
 
-protected:
+  protected:
     bool isAdvancing() const override;
     double playheadRate() const override;
     void play() override;
@@ -35,7 +35,7 @@ protected:
     void addAccessLogEvent() override;
     void refreshAccessLogEvent() override;
 
-private:
+  private:
     std::shared_ptr<AVPlayer> player_;
     std::shared_ptr<AVPlayerItem> item_;
     std::shared_ptr<AVPlayerItemAccessLogEvent> currentEvent_;

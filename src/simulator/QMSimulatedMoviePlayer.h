@@ -7,14 +7,14 @@
 // Drives an MPMoviePlayerController made with the scenario's URL, stopped and with an unknown
 // load state at first.
 class VEYRAKIT_EXPORT QMSimulatedMoviePlayer : public QMSimulatedPlayer {
-public:
+  public:
     QMSimulatedMoviePlayer(std::shared_ptr<QMScenario> scenario, std::shared_ptr<QMSimulatedStream> stream);
     ~QMSimulatedMoviePlayer() override;
 
     const std::shared_ptr<MPMoviePlayerController>& player() const { return player_; }
     double position() const override;
 
-protected:
+  protected:
     bool isAdvancing() const override;
     double playheadRate() const override;
     void play() override;
@@ -34,7 +34,7 @@ protected:
     void addAccessLogEvent() override;
     void refreshAccessLogEvent() override;
 
-private:
+  private:
     std::shared_ptr<MPMoviePlayerController> player_;
     std::shared_ptr<MPMovieAccessLogEvent> currentEvent_;
 };

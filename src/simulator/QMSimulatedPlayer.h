@@ -13,7 +13,7 @@
 // event opens (when the playhead first moves) and how much media was watched. Subclasses apply
 // the changes to their model.
 class VEYRAKIT_EXPORT QMSimulatedPlayer : public QMObject {
-public:
+  public:
     QMSimulatedPlayer(std::shared_ptr<QMScenario> scenario, std::shared_ptr<QMSimulatedStream> stream);
     ~QMSimulatedPlayer() override;
 
@@ -28,7 +28,7 @@ public:
     // The playhead, in seconds of media.
     virtual double position() const = 0;
 
-protected:
+  protected:
     virtual bool isAdvancing() const = 0;
     virtual double playheadRate() const = 0;
 
@@ -61,7 +61,7 @@ protected:
     // Whether the playhead has moved at least once (the first access-log event exists).
     bool hasStarted() const { return started_; }
 
-private:
+  private:
     // Adds what was watched since the last step to the current access-log event.
     void settle();
     void resync();

@@ -15,7 +15,7 @@
 // current access-log event. Every figure follows from the scenario and the simulated clock
 // (docs/scenarios.md gives the formulas), so tests can predict them exactly.
 class VEYRAKIT_EXPORT QMSimulatedStream : public QMObject {
-public:
+  public:
     struct Figures {
         std::optional<std::string> URI;
         std::optional<std::string> serverAddress;
@@ -73,7 +73,7 @@ public:
     const std::optional<std::string>& serverAddress() const { return serverAddress_; }
     const std::string& playbackSessionID() const { return playbackSessionID_; }
 
-private:
+  private:
     std::shared_ptr<QMScenario> scenario_;
     int64_t startMicros_ = 0;
     std::optional<int64_t> readyMicros_;

@@ -15,7 +15,7 @@ namespace {
 
 // Real loop, real libcurl, and a session server on 127.0.0.1 that keeps what it received.
 class SessionOverSockets : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         char pattern[] = "/tmp/veyrakit-session-XXXXXX";
         dir = mkdtemp(pattern);
@@ -80,25 +80,30 @@ TEST_F(SessionOverSockets, RunsFromInitThroughSeveralPeriodicalReports) {
     EXPECT_EQ(QMJSON::parse(init.body)["mediaUrl"], "https://cdn.example/v/index.m3u8");
     EXPECT_EQ(received[1].body, R"({"sessionId":"S-9","type":"S","pulseNumber":1})");
     for (int i = 2; i < 5; ++i) {
-        EXPECT_EQ(received[i].body, R"({"type":"P","sessionId":"S-9","periodicalNumber":)" + std::to_string(i - 1) +
-                                        R"(,"pulseNumber":)" + std::to_string(i) + "}");
+        EXPECT_EQ(received[i].body, R"({"type":"P","sessionId":"S-9","periodicalNumber":)" +
+                                        std::to_string(i - 1) + R"(,"pulseNumber":)" + std::to_string(i) +
+                                        "}");
     }
     EXPECT_EQ(QMUserDefaults::standardUserDefaults()->stringForKey("viewerId"), "V-77");
     const auto lines = loggedLines(console);
-    EXPECT_NE(std::find(lines.begin(), lines.end(), "I SV Start peroidical timer, interval:  1"), lines.end());
+    EXPECT_NE(std::find(lines.begin(), lines.end(), "I SV Start peroidical timer, interval:  1"),
+              lines.end());
     EXPECT_EQ(lines.back(), "I T P timer disposed");
 }
 
 TEST_F(SessionOverSockets, AServerThatIsDownGetsFourAttemptsThenTheDestroyNotification) {
     stopServer();  // every connection to the port is now refused
     int posted = 0;
-    QMNotificationCenter::defaultCenter()->addObserver(this, "destroy", nullptr, [&](const QMNotification&) { ++posted; });
+    QMNotificationCenter::defaultCenter()->addObserver(this, "destroy", nullptr,
+                                                       [&](const QMNotification&) { ++posted; });
     auto plugin = makeTestPlugin({.serverHost = base});
     ASSERT_TRUE(loop->runUntil([&] { return posted > 0; }, 10'000));
     QMNotificationCenter::defaultCenter()->removeObserver(this);
 
     EXPECT_EQ(plugin->playerIdFetchRetryCount(), 3);
     const auto lines = loggedLines(console);
-    EXPECT_EQ(std::count(lines.begin(), lines.end(), "I IR get session id from server - didFailWithError:QMVeyraPlugin"), 3);
+    EXPECT_EQ(std::count(lines.begin(), lines.end(),
+                         "I IR get session id from server - didFailWithError:QMVeyraPlugin"),
+              3);
     EXPECT_EQ(lines.back(), "E X Cannot connect to server.");
 }

@@ -25,7 +25,7 @@ namespace {
 // Accepts one connection on 127.0.0.1, keeps the request's bytes exactly as they arrived and
 // answers 204.
 class RawOneShotServer {
-public:
+  public:
     RawOneShotServer() : fd_(socket(AF_INET, SOCK_STREAM, 0)) {
         sockaddr_in addr{};
         addr.sin_family = AF_INET;
@@ -44,7 +44,7 @@ public:
     int port = 0;
     std::string received;
 
-private:
+  private:
     void serve() {
         const int client = accept(fd_, nullptr, nullptr);
         char buffer[4096];
@@ -70,7 +70,7 @@ private:
 };
 
 class URLLoadingTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         QMURLStubRegistry::shared().disable();
         QMRunLoop::setMainRunLoop(std::make_shared<QMRunLoop>());
@@ -90,9 +90,12 @@ protected:
         serverThread.join();
     }
 
-    std::string url(const std::string& path) const { return "http://127.0.0.1:" + std::to_string(port) + path; }
+    std::string url(const std::string& path) const {
+        return "http://127.0.0.1:" + std::to_string(port) + path;
+    }
 
-    std::shared_ptr<QMRecordingConnectionDelegate> load(const std::string& target, const std::string& method = "GET",
+    std::shared_ptr<QMRecordingConnectionDelegate> load(const std::string& target,
+                                                        const std::string& method = "GET",
                                                         double timeout = 0) {
         auto request = QMURLRequest::requestWithURL(QMURL::URLWithString(target));
         request->setHTTPMethod(method);
@@ -215,7 +218,8 @@ TEST_F(URLLoadingTest, HTTPSRefusesAnUntrustedCertificate) {
     std::ofstream(keyPath) << kUntrustedKey;
     std::ofstream(certPath) << kUntrustedCertificate;
     httplib::SSLServer tls(certPath.c_str(), keyPath.c_str());
-    tls.Get("/x", [](const httplib::Request&, httplib::Response& res) { res.set_content("secret", "text/plain"); });
+    tls.Get("/x",
+            [](const httplib::Request&, httplib::Response& res) { res.set_content("secret", "text/plain"); });
     const int tlsPort = tls.bind_to_any_port("127.0.0.1");
     std::thread tlsThread([&] { tls.listen_after_bind(); });
     while (!tls.is_running()) {
@@ -233,7 +237,8 @@ TEST_F(URLLoadingTest, HTTPSRefusesAnUntrustedCertificate) {
 TEST_F(URLLoadingTest, MethodHeadersAndBodyGoOutExactlyAsGiven) {
     RawOneShotServer raw;
     const std::string body(2'000, 'x');  // large enough that a client would normally ask to continue
-    auto request = QMURLRequest::requestWithURL(QMURL::URLWithString("http://127.0.0.1:" + std::to_string(raw.port) + "/r"));
+    auto request = QMURLRequest::requestWithURL(
+        QMURL::URLWithString("http://127.0.0.1:" + std::to_string(raw.port) + "/r"));
     request->setHTTPMethod("PUT");
     request->setValue("iosApp/5.0 (iPhone; CPU iOS 17.0 like Mac OS X)", "User-Agent");
     request->setValue("text/plain", "Content-Type");
@@ -261,12 +266,16 @@ TEST_F(URLLoadingTest, VirtualClockHoldsStillWhileARealRequestIsInFlight) {
     const int64_t start = virtualLoop->nowMillis();
     auto delegate = std::make_shared<QMRecordingConnectionDelegate>();
     QMTimer::scheduledTimerWithTimeInterval(
-        1.0, [&](QMTimer&) { delegate->events.push_back("timer @" + std::to_string(virtualLoop->nowMillis())); }, false);
-    QMURLConnection::connectionWithRequest(QMURLRequest::requestWithURL(QMURL::URLWithString(url("/slow"))), delegate);
+        1.0,
+        [&](QMTimer&) { delegate->events.push_back("timer @" + std::to_string(virtualLoop->nowMillis())); },
+        false);
+    QMURLConnection::connectionWithRequest(QMURLRequest::requestWithURL(QMURL::URLWithString(url("/slow"))),
+                                           delegate);
     virtualLoop->advanceBy(5'000);
     const std::string t0 = " @" + std::to_string(start);
-    EXPECT_EQ(delegate->events, (std::vector<std::string>{"response 200" + t0, "data done" + t0, "finish" + t0,
-                                                          "timer @" + std::to_string(start + 1'000)}));
+    EXPECT_EQ(delegate->events,
+              (std::vector<std::string>{"response 200" + t0, "data done" + t0, "finish" + t0,
+                                        "timer @" + std::to_string(start + 1'000)}));
     EXPECT_EQ(virtualLoop->nowMillis(), start + 5'000);
     EXPECT_EQ(virtualLoop->transferCount(), 0u);
 }
@@ -285,13 +294,14 @@ TEST_F(URLLoadingTest, SharedSessionCompletesOnItsWorkerAndRestartsAfterShutdown
         request->setHTTPMethod("POST");
         request->setHTTPBody("{\"n\":" + std::to_string(round) + "}");
         session
-            ->dataTaskWithRequest(request, [&](const std::optional<std::string>& d,
-                                               const std::shared_ptr<QMHTTPURLResponse>& r,
-                                               const std::shared_ptr<QMError>&) {
-                data = d;
-                status = r ? r->statusCode() : 0;
-                onWorker = std::this_thread::get_id() != mainThread;
-            })
+            ->dataTaskWithRequest(
+                request,
+                [&](const std::optional<std::string>& d, const std::shared_ptr<QMHTTPURLResponse>& r,
+                    const std::shared_ptr<QMError>&) {
+                    data = d;
+                    status = r ? r->statusCode() : 0;
+                    onWorker = std::this_thread::get_id() != mainThread;
+                })
             ->resume();
         session->waitForIdle();
         EXPECT_EQ(data, "got {\"n\":" + std::to_string(round) + "}");

@@ -13,7 +13,7 @@
 // in milliseconds, e.g. "response 200 @1700000000250", "data {\"a\":1} @…", "finish @…",
 // "fail -1004 @…". `onEvent` (optional) runs after each record.
 class QMRecordingConnectionDelegate : public QMURLConnectionDelegate {
-public:
+  public:
     std::vector<std::string> events;
     std::string body;
     std::shared_ptr<QMHTTPURLResponse> response;
@@ -21,7 +21,8 @@ public:
     std::function<void(QMURLConnection&)> onEvent;
     bool done = false;
 
-    void connection(QMURLConnection& c, const std::shared_ptr<QMHTTPURLResponse>& didReceiveResponse) override {
+    void connection(QMURLConnection& c,
+                    const std::shared_ptr<QMHTTPURLResponse>& didReceiveResponse) override {
         response = didReceiveResponse;
         record(c, QMFormat("response %ld", didReceiveResponse->statusCode()));
     }
@@ -39,7 +40,7 @@ public:
         record(c, QMFormat("fail %ld", didFailWithError->code()));
     }
 
-private:
+  private:
     void record(QMURLConnection& c, const std::string& what) {
         events.push_back(QMFormat("%@ @%lld", what, QMRunLoop::mainRunLoop()->nowMillis()));
         if (onEvent) {

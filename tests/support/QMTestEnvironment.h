@@ -15,7 +15,7 @@
 // documents directory in a private temporary directory, and fixed device facts. TearDown puts
 // every process-wide setting back.
 class QMVirtualTimeTest : public ::testing::Test {
-protected:
+  protected:
     static constexpr int64_t startMillis = 1'700'000'000'000;
 
     void SetUp() override;
@@ -29,7 +29,7 @@ protected:
     std::shared_ptr<QMVirtualRunLoop> loop;
     QMConsole::Capture console;
 
-private:
+  private:
     void saveEnv(const char* name, std::optional<std::string>& slot);
     static void restoreEnv(const char* name, const std::optional<std::string>& value);
 

@@ -99,7 +99,8 @@ std::optional<std::string> unmet(Kind kind, const Json& value) {
             return "an array of strings";
         case Kind::LogArray:
             if (allOf(value, isLogEntry)) return std::nullopt;
-            return "an array of log entries with string \"date\", \"log\", \"level\" and \"prefix\" (or no prefix)";
+            return "an array of log entries with string \"date\", \"log\", \"level\" and \"prefix\" (or no "
+                   "prefix)";
         case Kind::Metadata:
             if (allOf(value, isMetadataItem)) return std::nullopt;
             return "an array of {\"key\": string, \"values\": array of strings}";

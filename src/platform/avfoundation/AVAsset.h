@@ -6,7 +6,7 @@
 // A timed media resource. Assets that are not URL assets (compositions, assets made in memory)
 // are plain AVAsset objects: they have no URL to show.
 class VEYRAKIT_EXPORT AVAsset : public QMObject {
-public:
+  public:
     AVAsset();
     ~AVAsset() override;
 };

@@ -11,12 +11,12 @@ namespace {
 
 // The token handed out for a periodic time observer: it owns the repeating timer.
 class AVPlayerPeriodicTimeObserver : public QMObject {
-public:
+  public:
     explicit AVPlayerPeriodicTimeObserver(std::shared_ptr<QMTimer> timer) : timer_(std::move(timer)) {}
     ~AVPlayerPeriodicTimeObserver() override { timer_->invalidate(); }
     void invalidate() { timer_->invalidate(); }
 
-private:
+  private:
     std::shared_ptr<QMTimer> timer_;
 };
 

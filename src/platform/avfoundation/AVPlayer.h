@@ -21,7 +21,7 @@ enum AVPlayerStatus : long {
 // std::shared_ptr<QMError>, "currentItem" std::shared_ptr<AVPlayerItem>. A setter announces its
 // key only when the value really changes.
 class VEYRAKIT_EXPORT AVPlayer : public QMObject {
-public:
+  public:
     using TimeObserverBlock = std::function<void(CMTime time)>;
 
     AVPlayer();
@@ -62,7 +62,7 @@ public:
     void removeTimeObserver(const std::shared_ptr<QMObject>& observer);
     std::size_t timeObserverCount() const { return timeObservers_.size(); }
 
-private:
+  private:
     float rate_ = 0.0f;
     AVPlayerStatus status_ = AVPlayerStatusUnknown;
     std::shared_ptr<QMError> error_;

@@ -32,7 +32,7 @@ enum AVPlayerItemStatus : long {
 // its buffer is not empty and its player's rate is not zero, currentTime advances by rate times
 // the elapsed time, held between zero and a numeric duration.
 class VEYRAKIT_EXPORT AVPlayerItem : public QMObject {
-public:
+  public:
     explicit AVPlayerItem(std::shared_ptr<AVAsset> asset);
     ~AVPlayerItem() override;
     static std::shared_ptr<AVPlayerItem> playerItemWithURL(std::shared_ptr<QMURL> URL);
@@ -87,7 +87,7 @@ public:
     void postPlaybackStalled();
     void postFailedToPlayToEndTime(const std::shared_ptr<QMError>& error);
 
-private:
+  private:
     friend class AVPlayer;
     // The player's rate, told by the player while the item is its current item.
     void setPlayerRate(float rate);

@@ -4,7 +4,7 @@
 
 // The access log of a player item: one event per stretch of playback on one variant.
 class VEYRAKIT_EXPORT AVPlayerItemAccessLog : public QMMediaLog<AVPlayerItemAccessLogEvent> {
-public:
+  public:
     AVPlayerItemAccessLog();
     ~AVPlayerItemAccessLog() override;
 };

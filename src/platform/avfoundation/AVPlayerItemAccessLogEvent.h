@@ -10,7 +10,7 @@
 // one variant (the common fields, and those only the AVPlayer item reports). A fresh event holds
 // "not available" everywhere. The last event of a log keeps being updated while it is current.
 class VEYRAKIT_EXPORT AVPlayerItemAccessLogEvent : public QMMediaAccessLogEvent {
-public:
+  public:
     AVPlayerItemAccessLogEvent();
     ~AVPlayerItemAccessLogEvent() override;
 
@@ -40,7 +40,7 @@ public:
     double switchBitrate() const { return switchBitrate_; }
     void setSwitchBitrate(double value) { switchBitrate_ = value; }
 
-private:
+  private:
     long numberOfMediaRequests_ = -1;
     double transferDuration_ = -1.0;
     double startupTime_ = -1.0;

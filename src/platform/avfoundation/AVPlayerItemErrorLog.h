@@ -4,7 +4,7 @@
 
 // The error log of a player item.
 class VEYRAKIT_EXPORT AVPlayerItemErrorLog : public QMMediaLog<AVPlayerItemErrorLogEvent> {
-public:
+  public:
     AVPlayerItemErrorLog();
     ~AVPlayerItemErrorLog() override;
 };

@@ -3,7 +3,7 @@
 
 // One entry of an AVPlayer item's error log.
 class VEYRAKIT_EXPORT AVPlayerItemErrorLogEvent : public QMMediaErrorLogEvent {
-public:
+  public:
     AVPlayerItemErrorLogEvent();
     ~AVPlayerItemErrorLogEvent() override;
 };

@@ -6,7 +6,7 @@
 
 // An asset loaded from a URL (a file, a progressive download, a master playlist).
 class VEYRAKIT_EXPORT AVURLAsset : public AVAsset {
-public:
+  public:
     explicit AVURLAsset(std::shared_ptr<QMURL> URL);
     // The platform's options dictionary is not modelled.
     static std::shared_ptr<AVURLAsset> URLAssetWithURL(std::shared_ptr<QMURL> URL);
@@ -14,6 +14,6 @@ public:
     const std::shared_ptr<QMURL>& URL() const { return URL_; }
     std::string description() const override;
 
-private:
+  private:
     std::shared_ptr<QMURL> URL_;
 };

@@ -11,7 +11,7 @@
 // AVPlayer item's events add more). A fresh event holds the platform's "not available" values:
 // -1 for numbers, nothing (nullopt / nullptr) for strings and dates.
 class VEYRAKIT_EXPORT QMMediaAccessLogEvent : public QMObject {
-public:
+  public:
     QMMediaAccessLogEvent();
     ~QMMediaAccessLogEvent() override;
 
@@ -51,7 +51,7 @@ public:
     long numberOfDroppedVideoFrames() const { return numberOfDroppedVideoFrames_; }
     void setNumberOfDroppedVideoFrames(long value) { numberOfDroppedVideoFrames_ = value; }
 
-private:
+  private:
     long numberOfSegmentsDownloaded_ = -1;
     std::shared_ptr<QMDate> playbackStartDate_;
     std::optional<std::string> URI_;

@@ -11,7 +11,7 @@
 // HTTP error, a timed-out request...), which playback may survive. Both players' error-log
 // events have these fields.
 class VEYRAKIT_EXPORT QMMediaErrorLogEvent : public QMObject {
-public:
+  public:
     QMMediaErrorLogEvent();
     ~QMMediaErrorLogEvent() override;
 
@@ -32,7 +32,7 @@ public:
     const std::optional<std::string>& errorComment() const { return errorComment_; }
     void setErrorComment(std::optional<std::string> value) { errorComment_ = std::move(value); }
 
-private:
+  private:
     std::shared_ptr<QMDate> date_;
     std::optional<std::string> URI_;
     std::optional<std::string> serverAddress_;

@@ -7,7 +7,7 @@
 // A player's access or error log: its events, oldest first, the last one the newest.
 template <typename Event>
 class QMMediaLog : public QMObject {
-public:
+  public:
     const std::vector<std::shared_ptr<Event>>& events() const { return events_; }
     // Used by whoever drives the player; the player posts its own notification, if any.
     void addEvent(std::shared_ptr<Event> event) {
@@ -16,6 +16,6 @@ public:
         }
     }
 
-private:
+  private:
     std::vector<std::shared_ptr<Event>> events_;
 };

@@ -4,7 +4,7 @@
 
 // The access log of a movie player.
 class VEYRAKIT_EXPORT MPMovieAccessLog : public QMMediaLog<MPMovieAccessLogEvent> {
-public:
+  public:
     MPMovieAccessLog();
     ~MPMovieAccessLog() override;
 };

@@ -3,7 +3,7 @@
 
 // One entry of a movie player's access log: the common fields only.
 class VEYRAKIT_EXPORT MPMovieAccessLogEvent : public QMMediaAccessLogEvent {
-public:
+  public:
     MPMovieAccessLogEvent();
     ~MPMovieAccessLogEvent() override;
 };

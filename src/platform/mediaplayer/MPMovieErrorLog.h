@@ -4,7 +4,7 @@
 
 // The error log of a movie player.
 class VEYRAKIT_EXPORT MPMovieErrorLog : public QMMediaLog<MPMovieErrorLogEvent> {
-public:
+  public:
     MPMovieErrorLog();
     ~MPMovieErrorLog() override;
 };

@@ -3,7 +3,7 @@
 
 // One entry of a movie player's error log.
 class VEYRAKIT_EXPORT MPMovieErrorLogEvent : public QMMediaErrorLogEvent {
-public:
+  public:
     MPMovieErrorLogEvent();
     ~MPMovieErrorLogEvent() override;
 };

@@ -63,7 +63,7 @@ enum MPMovieFinishReason : long {
 // state is playing and the load state is playable or playthrough-OK without the stalled bit:
 // by currentPlaybackRate times the elapsed time, held between zero and a known duration.
 class VEYRAKIT_EXPORT MPMoviePlayerController : public QMObject {
-public:
+  public:
     explicit MPMoviePlayerController(std::shared_ptr<QMURL> contentURL);
     ~MPMoviePlayerController() override;
 
@@ -130,7 +130,7 @@ public:
     // given) in the user info.
     void finishPlayback(MPMovieFinishReason reason, const std::shared_ptr<QMError>& error);
 
-private:
+  private:
     int64_t positionNanosAt(int64_t nowMicros) const;
     // Fixes the playhead at the present moment before anything that changes its speed.
     void reanchor();

@@ -9,7 +9,8 @@
 #include "reporting/QMReportType.h"
 
 namespace {
-const char* const kItemKeyPaths[] = {"status", "playbackBufferEmpty", "playbackLikelyToKeepUp", "playbackBufferFull"};
+const char* const kItemKeyPaths[] = {"status", "playbackBufferEmpty", "playbackLikelyToKeepUp",
+                                     "playbackBufferFull"};
 }  // namespace
 
 const std::string& QMAVPlayerBufferingMetric::STATE_BUFFERING() {
@@ -69,10 +70,12 @@ void QMAVPlayerBufferingMetric::observeValueForKeyPath(const std::string& keyPat
     auto isCurrentItem = [this, object] {
         return player_ && player_->currentItem() && object == player_->currentItem().get();
     };
-    if (isCurrentItem() && keyPath == "status" && player_->currentItem()->status() == AVPlayerItemStatusFailed) {
+    if (isCurrentItem() && keyPath == "status" &&
+        player_->currentItem()->status() == AVPlayerItemStatusFailed) {
         onMediaError();
     }
-    if (isCurrentItem() && keyPath == "playbackBufferEmpty" && player_->currentItem()->isPlaybackBufferEmpty()) {
+    if (isCurrentItem() && keyPath == "playbackBufferEmpty" &&
+        player_->currentItem()->isPlaybackBufferEmpty()) {
         handleBuffering();
     }
     if (isCurrentItem() && (keyPath == "playbackLikelyToKeepUp" || keyPath == "playbackBufferFull") &&
@@ -95,7 +98,8 @@ void QMAVPlayerBufferingMetric::handleBuffering() {
 void QMAVPlayerBufferingMetric::handlePlayback() {
     // A state that exists but is closed is exited all the same: a repeated playback event logs
     // one "exit from state that not enter" line per state.
-    for (const auto* name : {&STATE_BUFFERING(), &STATE_CURRENT_BUFFERING(), &STATE_CURRENT_INTERVAL_BUFFERING()}) {
+    for (const auto* name :
+         {&STATE_BUFFERING(), &STATE_CURRENT_BUFFERING(), &STATE_CURRENT_INTERVAL_BUFFERING()}) {
         if (loadState(*name)) {
             exitStateWithName(*name);
         }
@@ -113,7 +117,8 @@ void QMAVPlayerBufferingMetric::handlePlayback() {
 }
 
 void QMAVPlayerBufferingMetric::clearBuffersBeforeJoinTime() {
-    for (const auto* name : {&STATE_CURRENT_BUFFERING(), &STATE_CURRENT_INTERVAL_BUFFERING(), &STATE_BUFFERING()}) {
+    for (const auto* name :
+         {&STATE_CURRENT_BUFFERING(), &STATE_CURRENT_INTERVAL_BUFFERING(), &STATE_BUFFERING()}) {
         if (loadState(*name)) {
             clearHistory(*name);
         }

@@ -15,7 +15,7 @@ class QMVeyraPlugin;
 // every periodical report. A join report made before the session id is known is held back
 // until the plugin's "sessionId" is set.
 class VEYRAKIT_EXPORT QMAVPlayerBufferingMetric : public QMStatefulMetric {
-public:
+  public:
     static const std::string& STATE_BUFFERING();                   // "buffering"
     static const std::string& STATE_CURRENT_BUFFERING();           // "currentBuffering"
     static const std::string& STATE_CURRENT_INTERVAL_BUFFERING();  // "currentIntervalBuffering"
@@ -66,7 +66,7 @@ public:
     std::shared_ptr<AVPlayer> player() const { return player_; }
     const std::optional<QMJSON>& unsentJoinTimeReport() const { return unsentJoinTimeReport_; }
 
-private:
+  private:
     void sendJoinTimeReport(const QMJSON& report);
     void stopObservingSessionId();
 

@@ -88,11 +88,14 @@ void QMAVPlayerFullScreenMetric::afterMetricCollected() {
     }
 }
 
-bool QMAVPlayerFullScreenMetric::isFullScreenPlaying() const { return isPlaying_ && !isBuffering_ && isFullScreen_; }
+bool QMAVPlayerFullScreenMetric::isFullScreenPlaying() const {
+    return isPlaying_ && !isBuffering_ && isFullScreen_;
+}
 
 bool QMAVPlayerFullScreenMetric::lastEnteredIsFullScreen() const {
     const auto last = lastActiveState();
-    return last && (last->name() == STATE_FULL_SCREEN() || last->name() == STATE_CURRENT_INTERVAL_FULL_SCREEN());
+    return last &&
+           (last->name() == STATE_FULL_SCREEN() || last->name() == STATE_CURRENT_INTERVAL_FULL_SCREEN());
 }
 
 void QMAVPlayerFullScreenMetric::enterFullScreen() {

@@ -9,8 +9,8 @@
 // view is full screen. An AVPlayer knows nothing of its view's size, so the host reports size
 // changes through the plugin (onSizeChanged). Advertisements do not pause this metric.
 class VEYRAKIT_EXPORT QMAVPlayerFullScreenMetric : public QMAVPlayerPlayingStateMetric {
-public:
-    static const std::string& STATE_FULL_SCREEN();                  // "fullScreenAndPlaying"
+  public:
+    static const std::string& STATE_FULL_SCREEN();                   // "fullScreenAndPlaying"
     static const std::string& STATE_CURRENT_INTERVAL_FULL_SCREEN();  // "currentFullScreenAndPlaying"
 
     // Takes the player of the current plugin from the repository.
@@ -42,7 +42,7 @@ public:
     bool isBuffering() const { return isBuffering_; }
     bool isFullScreen() const { return isFullScreen_; }
 
-private:
+  private:
     bool isFullScreenPlaying() const;
     bool lastEnteredIsFullScreen() const;
     void enterFullScreen();

@@ -9,7 +9,8 @@ const char* const kItemKeyPaths[] = {"playbackBufferEmpty", "playbackLikelyToKee
 }  // namespace
 
 QMAVPlayerPlayingStateMetric::QMAVPlayerPlayingStateMetric() {
-    auto plugin = std::dynamic_pointer_cast<QMAVPlayerVeyraPlugin>(QMObjectRepository::getRepositoryInstance()->plugin());
+    auto plugin = std::dynamic_pointer_cast<QMAVPlayerVeyraPlugin>(
+        QMObjectRepository::getRepositoryInstance()->plugin());
     player_ = plugin ? plugin->player() : nullptr;
 }
 
@@ -50,7 +51,8 @@ void QMAVPlayerPlayingStateMetric::takePlayerCondition() {
     }
 }
 
-void QMAVPlayerPlayingStateMetric::dispatchPlayerChange(const std::string& keyPath, QMObject* object, void* context) {
+void QMAVPlayerPlayingStateMetric::dispatchPlayerChange(const std::string& keyPath, QMObject* object,
+                                                        void* context) {
     const auto& item = player_ ? player_->currentItem() : nullptr;
     const bool fromItem = item && object == item.get();
     if (fromItem && keyPath == "playbackBufferEmpty") {

@@ -10,7 +10,7 @@ class AVPlayer;
 // observes the current item's buffer key paths and the player's "rate" and turns their changes
 // into the four events its subclasses handle.
 class VEYRAKIT_EXPORT QMAVPlayerPlayingStateMetric : public QMStatefulMetric {
-public:
+  public:
     virtual void handleUnpause() = 0;
     virtual void handlePause() = 0;
     virtual void handlePlayback() = 0;
@@ -18,7 +18,7 @@ public:
 
     std::shared_ptr<AVPlayer> player() const { return player_; }
 
-protected:
+  protected:
     // Takes the player of the current plugin from the repository.
     QMAVPlayerPlayingStateMetric();
 
@@ -35,7 +35,7 @@ protected:
 
     std::shared_ptr<AVPlayer> player_;
 
-private:
+  private:
     // Its address tells this metric's "rate" observation apart.
     char kRateDidChangeKVO = 0;
 };

@@ -51,7 +51,8 @@ std::optional<QMJSON> QMAVPlayerTimeUtilMetric::calculateMetric() {
     exitStateWithName(STATE_CURRENT_ELAPSED());
     result[PROPERTY_CURRENT_ELAPSED_TIME()] =
         QMFormat("%lld", loadState(STATE_CURRENT_ELAPSED())->getStateTotalTime());
-    result[PROPERTY_TOTAL_ELAPSED_TIME()] = QMFormat("%lld", loadState(STATE_TOTAL_ELAPSED())->getStateTotalTime());
+    result[PROPERTY_TOTAL_ELAPSED_TIME()] =
+        QMFormat("%lld", loadState(STATE_TOTAL_ELAPSED())->getStateTotalTime());
     result[PROPERTY_PERIOD_DURATION()] = QMFormat("%d", INTERVAL_LENGTH);
     result[PROPERTY_ALIVE()] = QMFormat("%d", alive_);
     alive_ = false;

@@ -13,7 +13,7 @@ class QMVeyraPlugin;
 // the previous report, the configured report period, and a liveness flag that a one-minute timer
 // raises and every report lowers. It does not look at the player.
 class VEYRAKIT_EXPORT QMAVPlayerTimeUtilMetric : public QMStatefulMetric {
-public:
+  public:
     static const std::string& STATE_TOTAL_ELAPSED();    // "totalElapsed"
     static const std::string& STATE_CURRENT_ELAPSED();  // "currentElapsed"
 
@@ -39,7 +39,7 @@ public:
     bool alive() const { return alive_; }
     std::shared_ptr<QMTimer> timer() const { return timer_; }
 
-private:
+  private:
     std::shared_ptr<QMVeyraPlugin> plugin_;
     bool alive_ = false;
     std::shared_ptr<QMTimer> timer_;

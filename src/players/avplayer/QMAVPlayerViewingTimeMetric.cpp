@@ -56,9 +56,9 @@ void QMAVPlayerViewingTimeMetric::startMetricCollection() {
     }
     observePlayer();
     auto self = selfAs<QMAVPlayerViewingTimeMetric>();
-    periodicalTimeObserver_ = player_->addPeriodicTimeObserverForInterval(
-        CMTimeMakeWithSeconds(kTickSeconds, kCMTimeMaxTimescale), nullptr,
-        [self](CMTime) { self->onPlayerTimeChanged(); });
+    periodicalTimeObserver_ =
+        player_->addPeriodicTimeObserverForInterval(CMTimeMakeWithSeconds(kTickSeconds, kCMTimeMaxTimescale),
+                                                    nullptr, [self](CMTime) { self->onPlayerTimeChanged(); });
     takePlayerCondition();
 }
 

@@ -15,7 +15,7 @@
 // each as a session total and for the current report interval. The playhead is sampled by a
 // periodic time observer of the player every 0.25 s.
 class VEYRAKIT_EXPORT QMAVPlayerViewingTimeMetric : public QMAVPlayerPlayingStateMetric {
-public:
+  public:
     // Whole seconds of media time, as "%i" text; used as a set.
     using ViewedTimeMap = std::set<std::string>;
 
@@ -70,7 +70,7 @@ public:
     const QMJSON& resultBeforAds() const { return resultBeforAds_; }
     std::shared_ptr<QMObject> periodicalTimeObserver() const { return periodicalTimeObserver_; }
 
-private:
+  private:
     void stopPlaying();
     void startPlaying();
 

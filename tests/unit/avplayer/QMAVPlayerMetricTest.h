@@ -13,16 +13,18 @@
 
 // An AVPlayer plugin around a given player that observes nothing itself.
 class QMMetricTestAVPlayerPlugin : public QMAVPlayerVeyraPlugin {
-public:
+  public:
     explicit QMMetricTestAVPlayerPlugin(std::shared_ptr<AVPlayer> avPlayer) { player_ = std::move(avPlayer); }
     void registerEventHandlers() override {}
     std::shared_ptr<QMEventManager> getEventManagerInstance() override { return nullptr; }
-    void setSessionId(std::optional<std::string> sessionId) override { QMVeyraPlugin::setSessionId(std::move(sessionId)); }
+    void setSessionId(std::optional<std::string> sessionId) override {
+        QMVeyraPlugin::setSessionId(std::move(sessionId));
+    }
 };
 
 // A player whose item is new (buffer empty, rate 0) and its plugin, current in the repository.
 class QMAVPlayerMetricTest : public QMVirtualTimeTest {
-protected:
+  protected:
     void SetUp() override {
         QMVirtualTimeTest::SetUp();
         item = AVPlayerItem::playerItemWithURL(QMURL::URLWithString("https://cdn.example/v/index.m3u8"));

@@ -23,8 +23,8 @@ class QMAVPlayerSessionTest : public QMCoreTest {
             simulator->stop();
         }
         // What a host does to end monitoring: a session still running is torn down.
-        QMVeyraKit::pluginWithAVPlayer(nullptr, "A-1", "C-1", std::nullopt, "Name", std::nullopt, std::nullopt,
-                                       std::nullopt);
+        QMVeyraKit::pluginWithAVPlayer(nullptr, "A-1", "C-1", std::nullopt, "Name", std::nullopt,
+                                       std::nullopt, std::nullopt);
         QMCoreTest::TearDown();
     }
 

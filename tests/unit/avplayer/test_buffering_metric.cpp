@@ -18,13 +18,14 @@ TEST_F(QMAVPlayerBufferingMetricTest, JoinTimeReportIsHeldBackUntilTheSessionIdA
     makePlayable();
     EXPECT_EQ(metric->unsentJoinTimeReport(), QMJSON::parse(R"({"type":"J","joinTime":1200})"));
     // The wait before the join is not buffering of the session.
-    EXPECT_EQ(collect(*metric), R"({"totalBufferingTime":"0","bufferingTimeLeadingToNow":"0","currentBufferingTime":"0"})");
+    EXPECT_EQ(collect(*metric),
+              R"({"totalBufferingTime":"0","bufferingTimeLeadingToNow":"0","currentBufferingTime":"0"})");
     EXPECT_TRUE(reportBodies().empty());
 
     runFor(3'800);
     EXPECT_EQ(reportBodies(), Bodies{R"({"sessionId":"S-1","type":"J","joinTime":1200,"pulseNumber":1})"});
-    EXPECT_EQ(linesStartingWith("I J"), (Bodies{"I J\t{JT:'1200', }{2023-11-14T22:13:25.000Z}",
-                                                "I JR\t{}{2023-11-14T22:13:25.000Z}"}));
+    EXPECT_EQ(linesStartingWith("I J"),
+              (Bodies{"I J\t{JT:'1200', }{2023-11-14T22:13:25.000Z}", "I JR\t{}{2023-11-14T22:13:25.000Z}"}));
     EXPECT_EQ(plugin->observationCount(), pluginObservations);
     plugin->setSessionId("S-2");
     runFor(1'000);
@@ -70,10 +71,12 @@ TEST_F(QMAVPlayerBufferingMetricTest, ABufferingEventSpanningTwoReportsIsCutPerI
     runFor(7'000);
     EXPECT_EQ(values(*metric), "12000 12000 3000");
     item->setPlaybackBufferFull(true);  // playback again, with three closed states to exit
-    EXPECT_EQ(linesStartingWith("E SV"),
-              (Bodies{"E SV\t{exit from state that not enter: buffering}{2023-11-14T22:13:40.000Z}",
-                      "E SV\t{exit from state that not enter: currentBuffering}{2023-11-14T22:13:40.000Z}",
-                      "E SV\t{exit from state that not enter: currentIntervalBuffering}{2023-11-14T22:13:40.000Z}"}));
+    EXPECT_EQ(
+        linesStartingWith("E SV"),
+        (Bodies{
+            "E SV\t{exit from state that not enter: buffering}{2023-11-14T22:13:40.000Z}",
+            "E SV\t{exit from state that not enter: currentBuffering}{2023-11-14T22:13:40.000Z}",
+            "E SV\t{exit from state that not enter: currentIntervalBuffering}{2023-11-14T22:13:40.000Z}"}));
     runFor(10'000);
     EXPECT_EQ(values(*metric), "12000 0 0");
     metric->stopMetricCollection();
@@ -91,8 +94,9 @@ TEST_F(QMAVPlayerBufferingMetricTest, DuringAnAdvertisementTheIntervalIsNotReope
     EXPECT_EQ(values(*metric), "4000 4000 4000");
     runFor(5'000);
     EXPECT_EQ(values(*metric), "9000 9000 0");
-    EXPECT_EQ(linesStartingWith("E SV"),
-              Bodies{"E SV\t{exit from state that not enter: currentIntervalBuffering}{2023-11-14T22:13:30.000Z}"});
+    EXPECT_EQ(
+        linesStartingWith("E SV"),
+        Bodies{"E SV\t{exit from state that not enter: currentIntervalBuffering}{2023-11-14T22:13:30.000Z}"});
     metric->resumeMetricCollection();
     runFor(5'000);
     EXPECT_EQ(values(*metric), "14000 14000 0");

@@ -14,8 +14,9 @@ TEST_F(QMAVPlayerTimeUtilMetricTest, ReportsElapsedTimesThePeriodAndTheMinuteLiv
     EXPECT_EQ(loop->timerCount(), timers + 1);
 
     runFor(10'000);
-    EXPECT_EQ(collect(*metric),
-              R"({"currentElapsedTime":"10000","totalElapsedTime":"10000","periodDuration":"10","alive":"1"})");
+    EXPECT_EQ(
+        collect(*metric),
+        R"({"currentElapsedTime":"10000","totalElapsedTime":"10000","periodDuration":"10","alive":"1"})");
     runFor(5'000);
     EXPECT_EQ(values(*metric), "5000 15000 10 0");
     INTERVAL_LENGTH = 20;

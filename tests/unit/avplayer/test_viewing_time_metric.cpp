@@ -15,8 +15,9 @@ TEST_F(QMAVPlayerViewingTimeMetricTest, CountsDistinctSecondsWithTheHalfSecondRu
     metric->startMetricCollection();
     // Ticks at 0.25 s .. 10.25 s: seconds 0 to 10 seen, 10 only in its first half.
     runFor(10'300);
-    EXPECT_EQ(collect(*metric),
-              R"({"totalPlayingTime":"10300","currentPlayingTime":"10300","totalViewedTime":"11000","currentViewedTime":"10000"})");
+    EXPECT_EQ(
+        collect(*metric),
+        R"({"totalPlayingTime":"10300","currentPlayingTime":"10300","totalViewedTime":"11000","currentViewedTime":"10000"})");
 
     // Second 12 meets only a tick at exactly 12.50 s: total only. After a seek back, 7.45 s adds
     // nothing new to the total and 7.70 s counts for the interval.
@@ -73,7 +74,8 @@ TEST_F(QMAVPlayerViewingTimeMetricTest, AnAdvertisementFreezesTheValuesForOneRep
     metric->pauseMetricCollection();
     runFor(1'000);
     player->pause();
-    EXPECT_EQ(linesStartingWith("I IR"), std::vector<std::string>{"I IR\t{viewTime metric disable}{2023-11-14T22:13:24.000Z}"});
+    EXPECT_EQ(linesStartingWith("I IR"),
+              std::vector<std::string>{"I IR\t{viewTime metric disable}{2023-11-14T22:13:24.000Z}"});
     player->play();
     runFor(6'000);
     EXPECT_EQ(values(*metric), "3000 3000 4000 3000");

@@ -14,7 +14,7 @@
 
 // A player plugin without a player: plain managers, and a record of the hooks it received.
 class QMTestPlugin : public QMVeyraPlugin {
-public:
+  public:
     int registerCount = 0;
     std::vector<std::string> commands;  // facade commands and dispose, in order
     std::vector<std::weak_ptr<QMMetricManager>> metricManagers;
@@ -22,7 +22,9 @@ public:
     std::shared_ptr<QMMetricManager> getMetricManagerInstance() override {
         return metricManagers.emplace_back(std::make_shared<QMMetricManager>()).lock();
     }
-    std::shared_ptr<QMEventManager> getEventManagerInstance() override { return std::make_shared<QMEventManager>(); }
+    std::shared_ptr<QMEventManager> getEventManagerInstance() override {
+        return std::make_shared<QMEventManager>();
+    }
     void registerEventHandlers() override { ++registerCount; }
     void dispose() override { commands.push_back(destroyed() ? "dispose after destroy" : "dispose"); }
     void sizeChangedToFullScreen() override { commands.push_back("fullScreen"); }
@@ -63,7 +65,7 @@ inline std::vector<std::string> loggedLines(const QMConsole::Capture& console) {
 
 // Virtual-time fixture that lets go of every plugin the test made before the loop goes away.
 class QMCoreTest : public QMVirtualTimeTest {
-protected:
+  protected:
     void TearDown() override {
         QMMonitoringSessions::setCurrentAVPlayerMonitoringSession(nullptr);
         QMMonitoringSessions::setCurrentMPMoviePlayerMonitoringSession(nullptr);

@@ -11,7 +11,7 @@ namespace {
 
 // Creators that make test plugins and note the server host, metadata and slot they saw.
 class QMFacadeTest : public QMCoreTest {
-protected:
+  protected:
     void SetUp() override {
         QMCoreTest::SetUp();
         answer("/player/init", R"({"sessionId":"S-1"})", 200, -1);
@@ -20,7 +20,8 @@ protected:
                                 const auto&, const auto&, const auto&, const auto&, const auto&,
                                 const QMPluginMetadata& metadata) { return make(host, metadata, slot()); };
         };
-        QMMonitoringSessions::setAVPlayerPluginCreator(creator(&QMMonitoringSessions::currentAVPlayerMonitoringSession));
+        QMMonitoringSessions::setAVPlayerPluginCreator(
+            creator(&QMMonitoringSessions::currentAVPlayerMonitoringSession));
         QMMonitoringSessions::setMPMoviePlayerPluginCreator(
             creator(&QMMonitoringSessions::currentMPMoviePlayerMonitoringSession));
     }
@@ -29,7 +30,8 @@ protected:
         QMMonitoringSessions::setMPMoviePlayerPluginCreator(nullptr);
         QMCoreTest::TearDown();
     }
-    std::shared_ptr<QMVeyraPlugin> make(const std::optional<std::string>& host, const QMPluginMetadata& metadata,
+    std::shared_ptr<QMVeyraPlugin> make(const std::optional<std::string>& host,
+                                        const QMPluginMetadata& metadata,
                                         std::shared_ptr<QMVeyraPlugin> slot) {
         if (failWith) {
             throw QMIllegalStateException(*failWith);
@@ -38,13 +40,16 @@ protected:
         return makeTestPlugin({.serverHost = host});
     }
     static std::shared_ptr<QMTestPlugin> av() {
-        return std::dynamic_pointer_cast<QMTestPlugin>(QMMonitoringSessions::currentAVPlayerMonitoringSession());
+        return std::dynamic_pointer_cast<QMTestPlugin>(
+            QMMonitoringSessions::currentAVPlayerMonitoringSession());
     }
     static std::shared_ptr<QMTestPlugin> mp() {
-        return std::dynamic_pointer_cast<QMTestPlugin>(QMMonitoringSessions::currentMPMoviePlayerMonitoringSession());
+        return std::dynamic_pointer_cast<QMTestPlugin>(
+            QMMonitoringSessions::currentMPMoviePlayerMonitoringSession());
     }
     void createMP(const std::shared_ptr<MPMoviePlayerController>& player) {
-        QMVeyraKit::pluginWithMPMoviePlayerController(player, "A-1", "C-1", std::nullopt, "N", "V", std::nullopt, std::nullopt);
+        QMVeyraKit::pluginWithMPMoviePlayerController(player, "A-1", "C-1", std::nullopt, "N", "V",
+                                                      std::nullopt, std::nullopt);
     }
 
     std::optional<std::string> failWith;
@@ -55,10 +60,12 @@ protected:
 }  // namespace
 
 TEST_F(QMFacadeTest, AVPlayerPluginIsReplacedDestroyedOrDroppedOnFailure) {
-    QMVeyraKit::pluginWithAVPlayer(avPlayer, "A-1", "C-1", std::nullopt, "N", "V", std::nullopt, std::nullopt);
+    QMVeyraKit::pluginWithAVPlayer(avPlayer, "A-1", "C-1", std::nullopt, "N", "V", std::nullopt,
+                                   std::nullopt);
     auto first = av();
     const std::string host = QMVeyraPlugin::DEFAULT_SERVER_HOST();
-    QMVeyraKit::pluginWithAVPlayer(avPlayer, "A-1", host, "C-1", std::nullopt, "N", "V", std::nullopt, std::nullopt);
+    QMVeyraKit::pluginWithAVPlayer(avPlayer, "A-1", host, "C-1", std::nullopt, "N", "V", std::nullopt,
+                                   std::nullopt);
     EXPECT_TRUE(first->destroyed());
     ASSERT_EQ(seen.size(), 2u);
     EXPECT_EQ(seen[0].first, "(none) iOS-AVPlayer");
@@ -69,13 +76,15 @@ TEST_F(QMFacadeTest, AVPlayerPluginIsReplacedDestroyedOrDroppedOnFailure) {
 
     auto second = av();
     failWith = "no item";
-    QMVeyraKit::pluginWithAVPlayer(avPlayer, "A-1", "C-1", std::nullopt, "N", "V", std::nullopt, std::nullopt);
+    QMVeyraKit::pluginWithAVPlayer(avPlayer, "A-1", "C-1", std::nullopt, "N", "V", std::nullopt,
+                                   std::nullopt);
     EXPECT_TRUE(second->destroyed());
     EXPECT_FALSE(av());
     EXPECT_EQ(logs().back(), "E SV can't create plugin.error:no item");
 
     failWith.reset();
-    QMVeyraKit::pluginWithAVPlayer(avPlayer, "A-1", "C-1", std::nullopt, "N", "V", std::nullopt, std::nullopt);
+    QMVeyraKit::pluginWithAVPlayer(avPlayer, "A-1", "C-1", std::nullopt, "N", "V", std::nullopt,
+                                   std::nullopt);
     auto third = av();
     QMVeyraKit::pluginWithAVPlayer(nullptr, "A-1", "C-1", std::nullopt, "N", "V", std::nullopt, std::nullopt);
     EXPECT_TRUE(third->destroyed());
@@ -84,13 +93,15 @@ TEST_F(QMFacadeTest, AVPlayerPluginIsReplacedDestroyedOrDroppedOnFailure) {
 }
 
 TEST_F(QMFacadeTest, MPMoviePlayerPluginIsDestroyedThenDisposedAndKeptWithoutAPlayer) {
-    auto player = std::make_shared<MPMoviePlayerController>(QMURL::URLWithString("https://cdn.example/a.mp4"));
+    auto player =
+        std::make_shared<MPMoviePlayerController>(QMURL::URLWithString("https://cdn.example/a.mp4"));
     createMP(player);
     auto first = mp();
     EXPECT_EQ(seen.at(0).first, "(none) iOS-MPMoviePlayerController");
     console.clear();
     createMP(nullptr);
-    EXPECT_EQ(logs().front(), "I T CDNSwitchingPluginManager: Destroying old plugin instance to create new one.");
+    EXPECT_EQ(logs().front(),
+              "I T CDNSwitchingPluginManager: Destroying old plugin instance to create new one.");
     EXPECT_EQ(first->commands, Lines{"dispose after destroy"});
     EXPECT_EQ(mp(), first);
 
@@ -116,7 +127,8 @@ TEST_F(QMFacadeTest, CommandsReachOnlyTheAVPlayerPlugin) {
     EXPECT_TRUE(mp()->commands.empty());
     EXPECT_TRUE(console.lines().empty());
 
-    QMVeyraKit::pluginWithAVPlayer(avPlayer, "A-1", "C-1", std::nullopt, "N", "V", std::nullopt, std::nullopt);
+    QMVeyraKit::pluginWithAVPlayer(avPlayer, "A-1", "C-1", std::nullopt, "N", "V", std::nullopt,
+                                   std::nullopt);
     console.clear();
     forwardAll();
     EXPECT_EQ(av()->commands, (Lines{"fullScreen", "window", "stop", "startAds", "stopAds"}));

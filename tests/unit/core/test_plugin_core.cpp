@@ -35,36 +35,47 @@ TEST_F(QMCoreTest, InitialisationRegistersAndSendsOneExactSessionRequest) {
     ASSERT_EQ(requests.size(), 1u);
     EXPECT_EQ(requests[0].method, "POST");
     EXPECT_EQ(requests[0].url, "https://collector.veyrakit.invalid/player/init");
-    EXPECT_EQ(requests[0].headers, (QMURLRequest::Headers{{"User-Agent", "iosApp/5.0 (iPhone; CPU iOS 17.0 like Mac OS X)"},
-                                                          {"Content-Type", "application/json"},
-                                                          {"Content-Length", std::to_string(body.size())}}));
+    EXPECT_EQ(requests[0].headers,
+              (QMURLRequest::Headers{{"User-Agent", "iosApp/5.0 (iPhone; CPU iOS 17.0 like Mac OS X)"},
+                                     {"Content-Type", "application/json"},
+                                     {"Content-Length", std::to_string(body.size())}}));
     EXPECT_EQ(requests[0].body, body);
 
     const std::string initLog =
         "URL: 'https://cdn.example/v/index.m3u8', ST: 'HLS', AID: 'A-1', VID: 'V-1', CID: 'C-1', AT: 'VOD', "
-        "AN: 'Name', AMT: {genre:[a, b, ]}, VMT: {tier:[gold, age:[]}, PMT: {pluginName: 'iOS-AVPlayer', ]}, ";
+        "AN: 'Name', AMT: {genre:[a, b, ]}, VMT: {tier:[gold, age:[]}, PMT: {pluginName: 'iOS-AVPlayer', "
+        "]}, ";
     EXPECT_EQ(plugin->initLog(), initLog);
     ASSERT_GE(console.lines().size(), 2u);
-    EXPECT_EQ(console.lines()[0], "I IR\t{get session id from server - initWithParams}{2023-11-14T22:13:20.000Z}");
+    EXPECT_EQ(console.lines()[0],
+              "I IR\t{get session id from server - initWithParams}{2023-11-14T22:13:20.000Z}");
     EXPECT_EQ(logs()[1], "I I " + initLog);
 }
 
 TEST_F(QMCoreTest, AbsentValuesAreLeftOutAndTheStoredViewerIdGoesOutBare) {
     QMUserDefaults::standardUserDefaults()->setObject("V-9", "viewerId");
     answer("/player/init", kSession);
-    auto plugin = makeTestPlugin({.streamType = std::nullopt, .assetType = "LIVE", .assetName = std::nullopt,
-                                  .viewerId = std::nullopt, .assetMetadata = std::nullopt, .pluginMetadata = std::nullopt});
+    auto plugin = makeTestPlugin({.streamType = std::nullopt,
+                                  .assetType = "LIVE",
+                                  .assetName = std::nullopt,
+                                  .viewerId = std::nullopt,
+                                  .assetMetadata = std::nullopt,
+                                  .pluginMetadata = std::nullopt});
     runFor(0);
-    EXPECT_EQ(bodies("/player/init"),
-              Lines{R"({"assetId":"A-1","qmrCID":"C-1","protocolVersion":"1.1","mediaUrl":"https://cdn.example/v/index.m3u8",)"
-                    R"("assetType":"LIVE","uniqueViewerData":[{"key":"viewerId","values":"V-9"},)"
-                    R"({"key":"viewerIdInCookie","values":["true"]}]})"});
-    EXPECT_EQ(plugin->initLog(), "URL: 'https://cdn.example/v/index.m3u8', ST: '', AID: 'A-1', VID: '', CID: 'C-1', "
-                                 "AT: 'LIVE', AN: '', ");
+    EXPECT_EQ(
+        bodies("/player/init"),
+        Lines{
+            R"({"assetId":"A-1","qmrCID":"C-1","protocolVersion":"1.1","mediaUrl":"https://cdn.example/v/index.m3u8",)"
+            R"("assetType":"LIVE","uniqueViewerData":[{"key":"viewerId","values":"V-9"},)"
+            R"({"key":"viewerIdInCookie","values":["true"]}]})"});
+    EXPECT_EQ(plugin->initLog(),
+              "URL: 'https://cdn.example/v/index.m3u8', ST: '', AID: 'A-1', VID: '', CID: 'C-1', "
+              "AT: 'LIVE', AN: '', ");
 
     // An empty stored id counts as none.
     QMUserDefaults::standardUserDefaults()->setObject("", "viewerId");
-    EXPECT_EQ(makeTestPlugin()->uniqueViewerData().dump(), R"([{"key":"viewerIdInCookie","values":["false"]}])");
+    EXPECT_EQ(makeTestPlugin()->uniqueViewerData().dump(),
+              R"([{"key":"viewerIdInCookie","values":["false"]}])");
 }
 
 TEST_F(QMCoreTest, BlankOrAbsentMandatoryFieldsShutTheAgentDownWithoutARequest) {
@@ -84,7 +95,8 @@ TEST_F(QMCoreTest, BlankOrAbsentMandatoryFieldsShutTheAgentDownWithoutARequest) 
         // The event manager is made after the tear-down all the same.
         ASSERT_TRUE(plugin->eventManager());
         EXPECT_TRUE(plugin->eventManager()->started());
-        EXPECT_EQ(logs(), (Lines{"I IR get session id from server - initWithParams", c.message, "I T Disposing all parts"}));
+        EXPECT_EQ(logs(), (Lines{"I IR get session id from server - initWithParams", c.message,
+                                 "I T Disposing all parts"}));
     }
     runFor(0);
     EXPECT_TRUE(stubs().requests().empty());
@@ -124,8 +136,9 @@ TEST_F(QMCoreTest, DestroyRunsOnceReleasesTheSessionPartsAndARestartRevivesIt) {
     // The on-demand reporter is kept, and with the periodical one gone the pulse restarts at 1.
     plugin->viewerFaultReport("E42", "2.1");
     runFor(0);
-    EXPECT_EQ(bodies("/player/report").back(),
-              R"({"sessionId":"S-1","type":"F","manual":1,"errorCode":"E42","playerVersion":"2.1","pulseNumber":1})");
+    EXPECT_EQ(
+        bodies("/player/report").back(),
+        R"({"sessionId":"S-1","type":"F","manual":1,"errorCode":"E42","playerVersion":"2.1","pulseNumber":1})");
 
     // Playing again is not a revival; stopping and starting after the tear-down is.
     plugin->onPlayerStart();

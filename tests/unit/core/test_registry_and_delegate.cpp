@@ -16,13 +16,15 @@ TEST(QMGlobals, ExportedSettingsAndVersionSymbols) {
     EXPECT_EQ(INTERVAL_LENGTH, 10);
     EXPECT_EQ(METRIC_PULSE_NUMBER, "pulseNumber");
     EXPECT_EQ(VeyraKitVersionNumber, 16.0);
-    EXPECT_STREQ(reinterpret_cast<const char*>(VeyraKitVersionString), "@(#)PROGRAM:VeyraKit  PROJECT:VeyraKit-16\n");
+    EXPECT_STREQ(reinterpret_cast<const char*>(VeyraKitVersionString),
+                 "@(#)PROGRAM:VeyraKit  PROJECT:VeyraKit-16\n");
 }
 
 TEST(QMObjectRepositoryTest, ConcurrentFirstUseMakesOneInstance) {
     std::vector<std::future<std::shared_ptr<QMObjectRepository>>> results;
     for (int i = 0; i < 8; ++i) {
-        results.push_back(std::async(std::launch::async, [] { return QMObjectRepository::getRepositoryInstance(); }));
+        results.push_back(
+            std::async(std::launch::async, [] { return QMObjectRepository::getRepositoryInstance(); }));
     }
     const auto first = results[0].get();
     for (std::size_t i = 1; i < results.size(); ++i) {
@@ -35,11 +37,12 @@ TEST_F(QMCoreTest, SessionStartMessageDelegateNotifiesCompletionAndFailure) {
     std::vector<std::pair<std::string, const QMObject*>> posted;
     int token = 0;
     for (const char* name : {"sessionStartCompleted", "sessionStartFailed"}) {
-        QMNotificationCenter::defaultCenter()->addObserver(&token, name, nullptr, [&](const QMNotification& n) {
-            posted.emplace_back(n.name(), n.object().get());
-        });
+        QMNotificationCenter::defaultCenter()->addObserver(
+            &token, name, nullptr,
+            [&](const QMNotification& n) { posted.emplace_back(n.name(), n.object().get()); });
     }
-    auto request = QMURLRequest::requestWithURL(QMURL::URLWithString("https://collector.veyrakit.invalid/player/report"));
+    auto request = QMURLRequest::requestWithURL(
+        QMURL::URLWithString("https://collector.veyrakit.invalid/player/report"));
     request->setHTTPMethod("POST");
     request->setHTTPBody(std::string(R"({"type":"S"})"));
 
@@ -64,9 +67,9 @@ TEST_F(QMCoreTest, SessionStartMessageDelegateNotifiesCompletionAndFailure) {
     const auto sent = stubs().requestsTo("/player/report");
     ASSERT_EQ(sent.size(), 6u);  // two answered, then one try and three retries
     EXPECT_EQ(sent[5].body, R"({"type":"S"})");
-    EXPECT_EQ(posted, (std::vector<std::pair<std::string, const QMObject*>>{
-                          {"sessionStartCompleted", accepted.get()},
-                          {"sessionStartCompleted", refused.get()},
-                          {"sessionStartFailed", failing.get()}}));
+    EXPECT_EQ(posted,
+              (std::vector<std::pair<std::string, const QMObject*>>{{"sessionStartCompleted", accepted.get()},
+                                                                    {"sessionStartCompleted", refused.get()},
+                                                                    {"sessionStartFailed", failing.get()}}));
     QMNotificationCenter::defaultCenter()->removeObserver(&token);
 }

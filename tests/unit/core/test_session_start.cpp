@@ -30,13 +30,14 @@ TEST_F(QMCoreTest, APlayerWaitingForTheIdStartsTheSessionThenReportsPeriodically
 
     EXPECT_FALSE(plugin->WaitingForSessionInit());
     EXPECT_EQ(INTERVAL_LENGTH, 10);
-    EXPECT_EQ(bodies("/player/report"), (Lines{R"({"sessionId":"S-1","type":"S","pulseNumber":1})", periodical(1, 2),
-                                               periodical(2, 3), periodical(3, 4)}));
+    EXPECT_EQ(bodies("/player/report"), (Lines{R"({"sessionId":"S-1","type":"S","pulseNumber":1})",
+                                               periodical(1, 2), periodical(2, 3), periodical(3, 4)}));
     EXPECT_EQ(times("/player/report"), (Times{0, 0, 10'000, 20'000}));
     const auto lines = logs();
     EXPECT_EQ(Lines(lines.begin() + 2, lines.begin() + 9),
-              (Lines{"I T log queue size:0", "I IR skipReports: 0, sessionId: 'S-1'", "I S ", "I SR ", "I P PRD:'1', PLS:'2', ",
-                     "I SV Start peroidical timer, interval:  10", "I PR SkipReports: 0"}));
+              (Lines{"I T log queue size:0", "I IR skipReports: 0, sessionId: 'S-1'", "I S ", "I SR ",
+                     "I P PRD:'1', PLS:'2', ", "I SV Start peroidical timer, interval:  10",
+                     "I PR SkipReports: 0"}));
 }
 
 TEST_F(QMCoreTest, AnIdBeforeThePlayerStartsWaitsForItAndEachRestartSendsSessionStart) {
@@ -67,9 +68,11 @@ TEST_F(QMCoreTest, ResponseSetsIntervalLogSwitchesAndTheOfferedViewerId) {
     };
     const std::vector<Case> cases = {
         {R"({"sessionId":"S","intervalSeconds":10000,"offerViewerId":"V-9"})", 10, 0, false, "V-9"},
-        {R"({"sessionId":"S","intervalSeconds":999,"sendLog":true,"offerViewerId":null})", 0, 0, false, "OLD"},
+        {R"({"sessionId":"S","intervalSeconds":999,"sendLog":true,"offerViewerId":null})", 0, 0, false,
+         "OLD"},
         {R"({"sessionId":"S","logQueueSize":3,"sendLog":true,"offerViewerId":"null"})", 0, 3, true, "OLD"},
-        {R"({"sessionId":"S","intervalSeconds":-1999,"logQueueSize":"7","sendLog":false})", -1, 7, false, "OLD"},
+        {R"({"sessionId":"S","intervalSeconds":-1999,"logQueueSize":"7","sendLog":false})", -1, 7, false,
+         "OLD"},
     };
     answer("/player/report", "{}", 200, -1);  // remote log reports
     for (const auto& c : cases) {
@@ -81,7 +84,8 @@ TEST_F(QMCoreTest, ResponseSetsIntervalLogSwitchesAndTheOfferedViewerId) {
         EXPECT_EQ(INTERVAL_LENGTH, c.interval) << c.response;
         EXPECT_EQ(plugin->LOQ_QUEUE_SIZE(), c.queueSize) << c.response;
         EXPECT_EQ(plugin->isLogReporter(), c.logReporter) << c.response;
-        EXPECT_EQ(QMUserDefaults::standardUserDefaults()->stringForKey("viewerId"), c.storedViewerId) << c.response;
+        EXPECT_EQ(QMUserDefaults::standardUserDefaults()->stringForKey("viewerId"), c.storedViewerId)
+            << c.response;
     }
     QMUserDefaults::resetStandardUserDefaults();
     EXPECT_EQ(QMUserDefaults::standardUserDefaults()->stringForKey("viewerId"), "OLD");  // synchronised
@@ -99,9 +103,11 @@ TEST_F(QMCoreTest, ThrottledInitRetriesLaterAndTheKeptBufferEndsTheSession) {
     EXPECT_TRUE(plugin->destroyed());
     EXPECT_FALSE(plugin->sessionId());
     const auto lines = logs();
-    EXPECT_EQ(Lines(lines.begin() + 2, lines.begin() + 4), (Lines{"I T log queue size:0", "I IR skipReports: 2"}));
+    EXPECT_EQ(Lines(lines.begin() + 2, lines.begin() + 4),
+              (Lines{"I T log queue size:0", "I IR skipReports: 2"}));
     EXPECT_EQ(lines.at(4), "I IR get session id from server - onRetryTimeReached:QMVeyraPlugin");
-    EXPECT_EQ(Lines(lines.end() - 3, lines.end()), (Lines{"I T log queue size:0", "E X sessionID is null", "I T Disposing all parts"}));
+    EXPECT_EQ(Lines(lines.end() - 3, lines.end()),
+              (Lines{"I T log queue size:0", "E X sessionID is null", "I T Disposing all parts"}));
 }
 
 TEST_F(QMCoreTest, RefusedAndBrokenInitAnswers) {
@@ -112,16 +118,22 @@ TEST_F(QMCoreTest, RefusedAndBrokenInitAnswers) {
         bool destroyed;
     };
     const std::vector<Case> cases = {
-        {R"({"sessionId":"S","skipReports":"-1"})", 200, {"I IR skipReports: -1", "I T Disposing all parts"}, true},
+        {R"({"sessionId":"S","skipReports":"-1"})",
+         200,
+         {"I IR skipReports: -1", "I T Disposing all parts"},
+         true},
         {R"({"intervalSeconds":10000})", 200, {"E X sessionID is null", "I T Disposing all parts"}, true},
-        {R"({"sessionId":"S"})", 500,
+        {R"({"sessionId":"S"})",
+         500,
          {"E X HTTP response code non-200 received. Agent will shutdown", "I T Disposing all parts",
           "E X SessionId is obtained but reporting mechanism is destroyed. "},
          true},
         // A numeric throttle cannot be written into the log line: the answer is dropped half-read.
-        {R"({"sessionId":"S","skipReports":2})", 200,
-         {"I T log queue size:0", "*** Caught exception 'NSInvalidArgumentException' in a run loop callback, reason: "
-                                  "'-[NSMutableString appendString:]: argument is not a string: 2'"},
+        {R"({"sessionId":"S","skipReports":2})",
+         200,
+         {"I T log queue size:0",
+          "*** Caught exception 'NSInvalidArgumentException' in a run loop callback, reason: "
+          "'-[NSMutableString appendString:]: argument is not a string: 2'"},
          false},
     };
     for (const auto& c : cases) {
@@ -132,7 +144,8 @@ TEST_F(QMCoreTest, RefusedAndBrokenInitAnswers) {
         const auto lines = logs();
         auto first = std::find(lines.begin(), lines.end(), c.tail.front());
         ASSERT_NE(first, lines.end()) << c.response;
-        EXPECT_EQ(Lines(first, std::min(lines.end(), first + static_cast<long>(c.tail.size()))), c.tail) << c.response;
+        EXPECT_EQ(Lines(first, std::min(lines.end(), first + static_cast<long>(c.tail.size()))), c.tail)
+            << c.response;
         EXPECT_EQ(plugin->destroyed(), c.destroyed) << c.response;
         EXPECT_FALSE(plugin->sessionId()) << c.response;
     }
@@ -142,7 +155,8 @@ TEST_F(QMCoreTest, RefusedAndBrokenInitAnswers) {
 TEST_F(QMCoreTest, TransportFailuresRetryAtOnceThenPostDestroy) {
     int posted = 0;
     int token = 0;
-    QMNotificationCenter::defaultCenter()->addObserver(&token, "destroy", nullptr, [&](const QMNotification&) { ++posted; });
+    QMNotificationCenter::defaultCenter()->addObserver(&token, "destroy", nullptr,
+                                                       [&](const QMNotification&) { ++posted; });
     auto plugin = makeTestPlugin();
     runFor(1'000);
     EXPECT_EQ(times("/player/init"), (Times{0, 0, 0, 0}));
@@ -150,7 +164,9 @@ TEST_F(QMCoreTest, TransportFailuresRetryAtOnceThenPostDestroy) {
     EXPECT_EQ(plugin->playerIdFetchRetryCount(), 3);
     EXPECT_FALSE(plugin->destroyed());
     const auto lines = logs();
-    EXPECT_EQ(std::count(lines.begin(), lines.end(), "I IR get session id from server - didFailWithError:QMVeyraPlugin"), 3);
+    EXPECT_EQ(std::count(lines.begin(), lines.end(),
+                         "I IR get session id from server - didFailWithError:QMVeyraPlugin"),
+              3);
     EXPECT_EQ(lines.back(), "E X Cannot connect to server.");
 
     // The count is never reset: the next failure gives up at once.
@@ -192,14 +208,14 @@ TEST_F(QMCoreTest, PeriodicalAnswersSkipReportsAndEndTheSession) {
     auto plugin = makeTestPlugin();
     plugin->onPlayerStart();
     runFor(45'000);
-    EXPECT_EQ(bodies("/player/report"),
-              (Lines{R"({"sessionId":"S-1","type":"S","pulseNumber":1})", periodical(1, 2), periodical(2, 3)}));
+    EXPECT_EQ(bodies("/player/report"), (Lines{R"({"sessionId":"S-1","type":"S","pulseNumber":1})",
+                                               periodical(1, 2), periodical(2, 3)}));
     EXPECT_EQ(times("/player/report"), (Times{0, 0, 30'000}));
     EXPECT_TRUE(plugin->destroyed());
     const auto lines = logs();
     EXPECT_EQ(Lines(lines.end() - 6, lines.end()),
-              (Lines{"I T Skipping next 2", "I T Skipping next 1", "I P PRD:'2', PLS:'3', ", "I PR SkipReports: -1",
-                     "I T Disposing all parts", "I T P timer disposed"}));
+              (Lines{"I T Skipping next 2", "I T Skipping next 1", "I P PRD:'2', PLS:'3', ",
+                     "I PR SkipReports: -1", "I T Disposing all parts", "I T P timer disposed"}));
 }
 
 TEST_F(QMCoreTest, UnscheduledReportsRetryThreeTimesInTheSessionAndMayEndIt) {
@@ -229,11 +245,12 @@ TEST_F(QMCoreTest, LogsHeldBackBeforeTheSessionShipWhenTheQueueFills) {
     auto entry = [&](const std::string& log, const std::string& prefix) {
         return QMJSON{{"date", date}, {"log", log}, {"level", "I"}, {"prefix", prefix}};
     };
-    const QMJSON report = {{"sessionId", "S-1"},
-                           {"type", "L"},
-                           {"logArray", {entry("get session id from server - initWithParams", "IR"),
-                                         entry(plugin->initLog(), "I"), entry("log queue size:3", "T"),
-                                         entry("skipReports: , sessionId: 'S-1'", "IR")}},
-                           {"cid", {"C-1"}}};
+    const QMJSON report = {
+        {"sessionId", "S-1"},
+        {"type", "L"},
+        {"logArray",
+         {entry("get session id from server - initWithParams", "IR"), entry(plugin->initLog(), "I"),
+          entry("log queue size:3", "T"), entry("skipReports: , sessionId: 'S-1'", "IR")}},
+        {"cid", {"C-1"}}};
     EXPECT_EQ(bodies("/player/report"), Lines{QMJSONSerialization::dataWithJSONObject(report)});
 }

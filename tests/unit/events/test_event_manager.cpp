@@ -21,7 +21,7 @@ struct QMJournalHandler : QMEventHandler {
 }  // namespace
 
 class QMEventManagerTest : public QMVirtualTimeTest {
-protected:
+  protected:
     std::vector<std::string> journal;
     std::shared_ptr<QMEventManager> manager = std::make_shared<QMEventManager>();
     std::shared_ptr<QMJournalHandler> error = std::make_shared<QMJournalHandler>("error", journal);
@@ -36,8 +36,9 @@ TEST_F(QMEventManagerTest, AttachesAndDetachesInOrderOnlyAfterStart) {
     manager->dispose();
     manager->dispose();
     manager->start();
-    EXPECT_EQ(journal, (std::vector<std::string>{"attach error", "attach pie", "detach error", "detach pie",
-                                                 "detach error", "detach pie", "attach error", "attach pie"}));
+    EXPECT_EQ(journal,
+              (std::vector<std::string>{"attach error", "attach pie", "detach error", "detach pie",
+                                        "detach error", "detach pie", "attach error", "attach pie"}));
     auto empty = std::make_shared<QMEventManager>();
     empty->start();
     EXPECT_TRUE(empty->started());

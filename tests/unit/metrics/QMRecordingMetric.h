@@ -9,7 +9,7 @@
 
 // A metric whose answers are set by the test and which counts every call the manager makes.
 class QMRecordingMetric : public QMMetric {
-public:
+  public:
     bool collectable = true;
     std::optional<QMJSON> values = QMJSON::object();
     std::optional<std::string> startFailure, stopFailure, collectFailure;
@@ -21,18 +21,19 @@ public:
     std::optional<QMJSON> calculateMetric() override { return ++calculations, fail(collectFailure), values; }
     void afterMetricCollected() override { ++resets; }
 
-private:
+  private:
     static void fail(const std::optional<std::string>& what) {
         if (what) throw std::runtime_error(*what);
     }
 };
 
 // Console lines the logger wrote with this level, prefix and message (the closing date is not compared).
-inline long loggerLines(const QMConsole::Capture& console, const std::string& level, const std::string& prefix,
-                        const std::string& message) {
+inline long loggerLines(const QMConsole::Capture& console, const std::string& level,
+                        const std::string& prefix, const std::string& message) {
     const std::string head = level + " " + prefix + "\t{" + message + "}{";
     auto lines = console.lines();
-    return std::count_if(lines.begin(), lines.end(), [&](const std::string& l) { return l.rfind(head, 0) == 0; });
+    return std::count_if(lines.begin(), lines.end(),
+                         [&](const std::string& l) { return l.rfind(head, 0) == 0; });
 }
 
 // "name: reason" of the exception of type E that fn throws; nothing when it throws none.

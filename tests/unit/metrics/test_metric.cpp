@@ -10,29 +10,53 @@ using QMMetricTest = QMVirtualTimeTest;
 
 TEST_F(QMMetricTest, ValueNamesAndShortKeys) {
     std::string names;
-    for (auto name : {&QMMetric::PROPERTY_CURRENT_BUFFER_TIME, &QMMetric::PROPERTY_BUFFERING_TIME_LEADING_TO_NOW,
-                      &QMMetric::PROPERTY_TOTAL_BUFFER_TIME, &QMMetric::PROPERTY_JOIN_TIME, &QMMetric::PROPERTY_BIT_RATE,
-                      &QMMetric::PROPERTY_FRAME_RATE, &QMMetric::PROPERTY_PLAYING, &QMMetric::PROPERTY_PLAYBACK_COMPLETED,
-                      &QMMetric::PROPERTY_TOTAL_PLAYING_TIME, &QMMetric::PROPERTY_CURRENT_PLAYING_TIME,
-                      &QMMetric::PROPERTY_TOTAL_VIEWED_TIME, &QMMetric::PROPERTY_CURRENT_VIEWED_TIME,
-                      &QMMetric::PROPERTY_TOTAL_FULL_SCREEN_TIME, &QMMetric::PROPERTY_CURRENT_FULL_SCREEN_TIME,
-                      &QMMetric::PROPERTY_AVAILABLE_BITRATES, &QMMetric::PROPERTY_ASSET_DURATION,
-                      &QMMetric::PROPERTY_CURRENT_ELAPSED_TIME, &QMMetric::PROPERTY_TOTAL_ELAPSED_TIME,
-                      &QMMetric::PROPERTY_PERIOD_DURATION, &QMMetric::PROPERTY_ALIVE}) {
+    for (auto name : {&QMMetric::PROPERTY_CURRENT_BUFFER_TIME,
+                      &QMMetric::PROPERTY_BUFFERING_TIME_LEADING_TO_NOW,
+                      &QMMetric::PROPERTY_TOTAL_BUFFER_TIME,
+                      &QMMetric::PROPERTY_JOIN_TIME,
+                      &QMMetric::PROPERTY_BIT_RATE,
+                      &QMMetric::PROPERTY_FRAME_RATE,
+                      &QMMetric::PROPERTY_PLAYING,
+                      &QMMetric::PROPERTY_PLAYBACK_COMPLETED,
+                      &QMMetric::PROPERTY_TOTAL_PLAYING_TIME,
+                      &QMMetric::PROPERTY_CURRENT_PLAYING_TIME,
+                      &QMMetric::PROPERTY_TOTAL_VIEWED_TIME,
+                      &QMMetric::PROPERTY_CURRENT_VIEWED_TIME,
+                      &QMMetric::PROPERTY_TOTAL_FULL_SCREEN_TIME,
+                      &QMMetric::PROPERTY_CURRENT_FULL_SCREEN_TIME,
+                      &QMMetric::PROPERTY_AVAILABLE_BITRATES,
+                      &QMMetric::PROPERTY_ASSET_DURATION,
+                      &QMMetric::PROPERTY_CURRENT_ELAPSED_TIME,
+                      &QMMetric::PROPERTY_TOTAL_ELAPSED_TIME,
+                      &QMMetric::PROPERTY_PERIOD_DURATION,
+                      &QMMetric::PROPERTY_ALIVE}) {
         names += name() + " ";
     }
-    EXPECT_EQ(names,
-              "currentBufferingTime bufferingTimeLeadingToNow totalBufferingTime joinTime currentBitRate "
-              "currentFrameRate playing playbackCompleted totalPlayingTime currentPlayingTime totalViewedTime "
-              "currentViewedTime totalFullScreenTime currentFullScreenTime bitrates assetDuration "
-              "currentElapsedTime totalElapsedTime periodDuration alive ");
-    EXPECT_EQ(QMMetric::ABR_PROPERTY_MAP(), (std::map<std::string, std::string>{
-        {"currentBufferingTime", "CBF"}, {"bufferingTimeLeadingToNow", "BFTN"}, {"totalBufferingTime", "TBF"},
-        {"joinTime", "JT"}, {"currentBitRate", "CBR"}, {"currentFrameRate", "CFR"}, {"playing", "P"},
-        {"playbackCompleted", "PC"}, {"totalPlayingTime", "TPT"}, {"currentPlayingTime", "CPT"},
-        {"totalViewedTime", "TVT"}, {"currentViewedTime", "CVT"}, {"totalFullScreenTime", "TFT"},
-        {"currentFullScreenTime", "CFT"}, {"bitrates", "BRs"}, {"pulseNumber", "PLS"},
-        {"periodicalNumber", "PRD"}, {"duration", "D"}}));
+    EXPECT_EQ(
+        names,
+        "currentBufferingTime bufferingTimeLeadingToNow totalBufferingTime joinTime currentBitRate "
+        "currentFrameRate playing playbackCompleted totalPlayingTime currentPlayingTime totalViewedTime "
+        "currentViewedTime totalFullScreenTime currentFullScreenTime bitrates assetDuration "
+        "currentElapsedTime totalElapsedTime periodDuration alive ");
+    EXPECT_EQ(QMMetric::ABR_PROPERTY_MAP(),
+              (std::map<std::string, std::string>{{"currentBufferingTime", "CBF"},
+                                                  {"bufferingTimeLeadingToNow", "BFTN"},
+                                                  {"totalBufferingTime", "TBF"},
+                                                  {"joinTime", "JT"},
+                                                  {"currentBitRate", "CBR"},
+                                                  {"currentFrameRate", "CFR"},
+                                                  {"playing", "P"},
+                                                  {"playbackCompleted", "PC"},
+                                                  {"totalPlayingTime", "TPT"},
+                                                  {"currentPlayingTime", "CPT"},
+                                                  {"totalViewedTime", "TVT"},
+                                                  {"currentViewedTime", "CVT"},
+                                                  {"totalFullScreenTime", "TFT"},
+                                                  {"currentFullScreenTime", "CFT"},
+                                                  {"bitrates", "BRs"},
+                                                  {"pulseNumber", "PLS"},
+                                                  {"periodicalNumber", "PRD"},
+                                                  {"duration", "D"}}));
 }
 
 TEST_F(QMMetricTest, AbstractOperationsThrowAndCollectionAlwaysRunsTheResetHook) {

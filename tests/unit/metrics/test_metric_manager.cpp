@@ -6,7 +6,7 @@
 #include "unit/metrics/QMRecordingMetric.h"
 
 class QMMetricManagerTest : public QMVirtualTimeTest {
-protected:
+  protected:
     void SetUp() override {
         QMVirtualTimeTest::SetUp();
         for (int key : {5, 3, 0}) {  // out of key order: enumeration must not follow insertion

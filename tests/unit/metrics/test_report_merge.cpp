@@ -12,7 +12,7 @@
 namespace {
 // Reports how many reset hooks ran before its values were computed.
 class QMResetCountingMetric : public QMRecordingMetric {
-public:
+  public:
     std::optional<QMJSON> calculateMetric() override {
         QMRecordingMetric::calculateMetric();
         return QMJSON{{"currentViewedTime", QMFormat("%d", resets)}, {"shared", "from 2"}};
@@ -21,14 +21,14 @@ public:
 
 // A plugin whose metric manager holds whatever metrics the test installs.
 class QMInstalledMetricsPlugin : public QMVeyraPlugin {
-public:
+  public:
     std::shared_ptr<QMMetricManager> installed = std::make_shared<QMMetricManager>();
     std::shared_ptr<QMMetricManager> getMetricManagerInstance() override { return installed; }
 };
 }  // namespace
 
 class QMReportMergeTest : public QMVirtualTimeTest {
-protected:
+  protected:
     void TearDown() override {
         QMObjectRepository::getRepositoryInstance()->setPlugin(nullptr);
         INTERVAL_LENGTH = 10;
@@ -38,7 +38,8 @@ protected:
         std::vector<std::pair<int64_t, QMJSON>> reports;
         for (const auto& request : stubs().requestsTo("/player/report")) {
             auto body = QMJSONSerialization::JSONObjectWithData(request.body.value_or(""));
-            if (body && body->value("type", "") == "P") reports.emplace_back(request.timeMillis - startMillis, *body);
+            if (body && body->value("type", "") == "P")
+                reports.emplace_back(request.timeMillis - startMillis, *body);
         }
         return reports;
     }
@@ -50,9 +51,10 @@ TEST_F(QMReportMergeTest, EveryPeriodicalReportCarriesTheMergedValuesAndResetsOn
     // The session start and the first three periodical reports get through, then the server is gone.
     stubs().addStub(QMURLStubRegistry::urlEndsWith("/player/report"), QMStubResponse::json("{}"), 4);
     stubs().addStub(QMURLStubRegistry::urlEndsWith("/player/report"), QMStubResponse::fail());
-    std::map<int, std::shared_ptr<QMRecordingMetric>> metrics = {{0, std::make_shared<QMRecordingMetric>()},
-                                                                 {2, std::make_shared<QMResetCountingMetric>()},
-                                                                 {4, std::make_shared<QMRecordingMetric>()}};
+    std::map<int, std::shared_ptr<QMRecordingMetric>> metrics = {
+        {0, std::make_shared<QMRecordingMetric>()},
+        {2, std::make_shared<QMResetCountingMetric>()},
+        {4, std::make_shared<QMRecordingMetric>()}};
     metrics[0]->values = QMJSON{{"playing", true}, {"shared", "from 0"}};
     metrics[4]->collectable = false;
     auto plugin = std::make_shared<QMInstalledMetricsPlugin>();
@@ -69,9 +71,13 @@ TEST_F(QMReportMergeTest, EveryPeriodicalReportCarriesTheMergedValuesAndResetsOn
     for (int i = 0; i < 3; ++i) {
         SCOPED_TRACE(i);
         EXPECT_EQ(reports[i].first, 10'000 * i);
-        EXPECT_EQ(reports[i].second, (QMJSON{{"type", "P"}, {"sessionId", "S-1"}, {"playing", true},
-                                              {"shared", "from 2"}, {"currentViewedTime", std::to_string(i)},
-                                              {"periodicalNumber", i + 1}, {"pulseNumber", i + 2}}));
+        EXPECT_EQ(reports[i].second, (QMJSON{{"type", "P"},
+                                             {"sessionId", "S-1"},
+                                             {"playing", true},
+                                             {"shared", "from 2"},
+                                             {"currentViewedTime", std::to_string(i)},
+                                             {"periodicalNumber", i + 1},
+                                             {"pulseNumber", i + 2}}));
     }
     EXPECT_EQ(metrics[0]->resets, 3);
     EXPECT_EQ(metrics[4]->calculations + metrics[4]->resets, 0);

@@ -8,7 +8,7 @@
 #include "unit/metrics/QMRecordingMetric.h"
 
 class QMStateTest : public QMVirtualTimeTest {
-protected:
+  protected:
     std::shared_ptr<QMState> state = QMState::stateWithName("buffering");
 };
 

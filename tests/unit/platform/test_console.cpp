@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-
 #include <unistd.h>
 
 #include <regex>
@@ -10,8 +9,9 @@
 TEST(Console, DefaultLineLayoutCarriesTimestampProcessAndThread) {
     const std::string line = QMConsole::formatLine("FileLogger path: /tmp/x");
     std::smatch parts;
-    ASSERT_TRUE(std::regex_match(line, parts, std::regex("\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} "
-                                                         "VeyraKit\\[(\\d+):(\\d+)\\] FileLogger path: /tmp/x")))
+    ASSERT_TRUE(std::regex_match(line, parts,
+                                 std::regex("\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} "
+                                            "VeyraKit\\[(\\d+):(\\d+)\\] FileLogger path: /tmp/x")))
         << line;
     EXPECT_EQ(parts[1].str(), std::to_string(getpid()));
     EXPECT_EQ(parts[2].str(), std::to_string(gettid()));

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-
 #include <stdlib.h>
 
 #include <filesystem>
@@ -13,7 +12,7 @@ namespace {
 
 // The fixture gives a private temporary directory and restores the defaults location after.
 class UserDefaultsTest : public QMVirtualTimeTest {
-protected:
+  protected:
     static std::string read(const std::string& p) {
         return QMFileManager::defaultManager()->contentsAtPath(p).value_or("<none>");
     }
@@ -50,7 +49,8 @@ TEST_F(UserDefaultsTest, ValuesPersistAtTheConfiguredPathAndReloadAfterReset) {
     EXPECT_EQ(reloaded->objectForKey("count"), QMJSON(7));
     EXPECT_EQ(reloaded->objectForKey("gone"), std::nullopt);
     EXPECT_TRUE(capture.lines().empty());
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir + "/prefs"), {}), 1);  // no temporaries left
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir + "/prefs"), {}),
+              1);  // no temporaries left
 }
 
 TEST_F(UserDefaultsTest, ChangesAreWrittenThroughAndEmptyIsNotAbsent) {
@@ -67,8 +67,9 @@ TEST_F(UserDefaultsTest, CorruptFileIsSetAsideWithAConsoleLineAndTheStoreStartsE
         QMUserDefaults defaults(path);
         EXPECT_EQ(defaults.objectForKey("viewerId"), std::nullopt);
         EXPECT_EQ(read(path + ".corrupt"), contents);
-        EXPECT_EQ(capture.lines(), (std::vector<std::string>{"User defaults at " + path + " are unreadable; moved aside to " +
-                                                             path + ".corrupt and starting empty"}));
+        EXPECT_EQ(capture.lines(),
+                  (std::vector<std::string>{"User defaults at " + path + " are unreadable; moved aside to " +
+                                            path + ".corrupt and starting empty"}));
         capture.clear();
         defaults.setObject("V-2", "viewerId");
         EXPECT_EQ(QMUserDefaults(path).stringForKey("viewerId"), "V-2");

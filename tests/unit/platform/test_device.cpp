@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-
 #include <sys/utsname.h>
 
 #include <regex>

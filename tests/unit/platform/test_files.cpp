@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-
 #include <stdlib.h>
 #include <sys/stat.h>
 
@@ -11,7 +10,7 @@
 namespace {
 
 class FilesTest : public QMVirtualTimeTest {
-protected:
+  protected:
     void SetUp() override {
         QMVirtualTimeTest::SetUp();
         dir = tempDir();

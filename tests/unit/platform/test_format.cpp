@@ -7,7 +7,7 @@
 namespace {
 
 class Described : public QMObject {
-public:
+  public:
     std::string description() const override { return "Error Domain=NSURLErrorDomain Code=-1001"; }
 };
 
@@ -19,25 +19,29 @@ TEST(Format, SystemFormatStringsStandVerbatim) {
               "https://collector.invalid/player/report");
     EXPECT_EQ(QMFormat("End timestamp is sooner that start timestamp. [%lld] < [%lld]", end, int64_t{0}),
               "End timestamp is sooner that start timestamp. [1700000000123] < [0]");
-    EXPECT_EQ(QMFormat("Reporter received non-200 response code:%d", 503), "Reporter received non-200 response code:503");
+    EXPECT_EQ(QMFormat("Reporter received non-200 response code:%d", 503),
+              "Reporter received non-200 response code:503");
     EXPECT_EQ(QMFormat("Status code: %i", 200), "Status code: 200");
     EXPECT_EQ(QMFormat("Error log status code: %ld\n", -1L), "Error log status code: -1\n");
     EXPECT_EQ(QMFormat("Access log number of bytes transfered: %lli\n", int64_t{5'000'000'000}),
               "Access log number of bytes transfered: 5000000000\n");
-    EXPECT_EQ(QMFormat("Access log indicated bitrate: %f\n", 1280000.0), "Access log indicated bitrate: 1280000.000000\n");
-    EXPECT_EQ(QMFormat("Natural size changed: %.2fx%.2f\n", 640.0, 360.5), "Natural size changed: 640.00x360.50\n");
-    EXPECT_EQ(QMFormat("%lu %llu %u %x %X %g %s %.3s|%s %%", 7UL, 8ULL, 9u, 255, 255, 0.5, "c", "abcdef", nullptr),
-              "7 8 9 ff FF 0.5 c abc|(null) %");
-    EXPECT_EQ(QMFormat("[%5d|%-5d|%05.1f|%+d|%8@|%-4@]", 42, 42, 3.14159, 7, std::string("abc"), std::string("x")),
-              "[   42|42   |003.1|+7|     abc|x   ]");
+    EXPECT_EQ(QMFormat("Access log indicated bitrate: %f\n", 1280000.0),
+              "Access log indicated bitrate: 1280000.000000\n");
+    EXPECT_EQ(QMFormat("Natural size changed: %.2fx%.2f\n", 640.0, 360.5),
+              "Natural size changed: 640.00x360.50\n");
+    EXPECT_EQ(
+        QMFormat("%lu %llu %u %x %X %g %s %.3s|%s %%", 7UL, 8ULL, 9u, 255, 255, 0.5, "c", "abcdef", nullptr),
+        "7 8 9 ff FF 0.5 c abc|(null) %");
+    EXPECT_EQ(
+        QMFormat("[%5d|%-5d|%05.1f|%+d|%8@|%-4@]", 42, 42, 3.14159, 7, std::string("abc"), std::string("x")),
+        "[   42|42   |003.1|+7|     abc|x   ]");
 }
 
 TEST(Format, ObjectConversionPrintsEachKindAsThePlatformDoes) {
     auto error = std::make_shared<Described>();
     std::shared_ptr<Described> none;
     std::optional<std::string> absentSession;
-    EXPECT_EQ(QMFormat("%@|%@|%@|%@|%@", std::string("S-1"), 42, 2.0, 0.25, true),
-              "S-1|42|2|0.25|1");
+    EXPECT_EQ(QMFormat("%@|%@|%@|%@|%@", std::string("S-1"), 42, 2.0, 0.25, true), "S-1|42|2|0.25|1");
     EXPECT_EQ(QMFormat("%@ %@ %@", absentSession, nullptr, none), "(null) (null) (null)");
     EXPECT_EQ(QMFormat("Error: %@", error), "Error: Error Domain=NSURLErrorDomain Code=-1001");
     EXPECT_EQ(QMFormat("%@", QMJSON::array({1, 2})), "(\n    1,\n    2\n)");

@@ -20,7 +20,8 @@ TEST(DateFormat, WireFormatInUtcWithTruncatedMilliseconds) {
 TEST(DateFormat, OtherPatternLettersAndLiterals) {
     const QMDate date(1700000000.123456);
     EXPECT_EQ(date.formatUTC("yy/M/d h:mm a EEE MMM SSSSSS"), "23/11/14 10:13 PM Tue Nov 123456");
-    EXPECT_EQ(date.formatUTC("EEEE, MMMM dd 'o''clock' '' Z ZZZZZ z"), "Tuesday, November 14 o'clock ' +0000 Z UTC");
+    EXPECT_EQ(date.formatUTC("EEEE, MMMM dd 'o''clock' '' Z ZZZZZ z"),
+              "Tuesday, November 14 o'clock ' +0000 Z UTC");
 }
 
 TEST(DateFormat, DescriptionAndFactories) {

@@ -5,32 +5,46 @@
 #include "platform/QMJSON.h"
 
 TEST(JSONSerialization, CompactKeepsInsertionOrderAndPlatformNumberForms) {
-    QMJSON report = {{"type", "P"},        {"pulseNumber", 3},      {"bitrate", 1280000.0}, {"ratio", 0.1},
-                     {"third", 1.0 / 3.0}, {"negative", -2.5},      {"big", 1e20},          {"nan", std::nan("")},
-                     {"flag", true},       {"none", nullptr},       {"list", QMJSON::array({1, "a", QMJSON::object()})},
+    QMJSON report = {{"type", "P"},
+                     {"pulseNumber", 3},
+                     {"bitrate", 1280000.0},
+                     {"ratio", 0.1},
+                     {"third", 1.0 / 3.0},
+                     {"negative", -2.5},
+                     {"big", 1e20},
+                     {"nan", std::nan("")},
+                     {"flag", true},
+                     {"none", nullptr},
+                     {"list", QMJSON::array({1, "a", QMJSON::object()})},
                      {"url", "http://h/p?q=\"x\"\n\t\x01"}};
-    EXPECT_EQ(QMJSONSerialization::dataWithJSONObject(report),
-              "{\"type\":\"P\",\"pulseNumber\":3,\"bitrate\":1280000,\"ratio\":0.1,\"third\":0.3333333333333333,"
-              "\"negative\":-2.5,\"big\":1e+20,\"nan\":null,\"flag\":true,\"none\":null,\"list\":[1,\"a\",{}],"
-              "\"url\":\"http://h/p?q=\\\"x\\\"\\n\\t\\u0001\"}");
+    EXPECT_EQ(
+        QMJSONSerialization::dataWithJSONObject(report),
+        "{\"type\":\"P\",\"pulseNumber\":3,\"bitrate\":1280000,\"ratio\":0.1,\"third\":0.3333333333333333,"
+        "\"negative\":-2.5,\"big\":1e+20,\"nan\":null,\"flag\":true,\"none\":null,\"list\":[1,\"a\",{}],"
+        "\"url\":\"http://h/p?q=\\\"x\\\"\\n\\t\\u0001\"}");
     // Shortest forms still read back to the very same doubles.
     QMJSON values = QMJSON::array({0.1, 2.0 / 3.0, 1700000000.123, -0.000001});
-    EXPECT_EQ(QMJSONSerialization::JSONObjectWithData(QMJSONSerialization::dataWithJSONObject(values)), values);
+    EXPECT_EQ(QMJSONSerialization::JSONObjectWithData(QMJSONSerialization::dataWithJSONObject(values)),
+              values);
 }
 
 TEST(JSONSerialization, PrettyIndentsByTwoWithSpacedColons) {
-    QMJSON body = {{"session", {{"sessionId", "S1"}}}, {"events", QMJSON::array({1.5, 2.0})}, {"empty", QMJSON::array()}};
-    EXPECT_EQ(QMJSONSerialization::prettyDataWithJSONObject(body),
-              "{\n  \"session\" : {\n    \"sessionId\" : \"S1\"\n  },\n  \"events\" : [\n    1.5,\n    2\n  ],\n"
-              "  \"empty\" : []\n}");
+    QMJSON body = {{"session", {{"sessionId", "S1"}}},
+                   {"events", QMJSON::array({1.5, 2.0})},
+                   {"empty", QMJSON::array()}};
+    EXPECT_EQ(
+        QMJSONSerialization::prettyDataWithJSONObject(body),
+        "{\n  \"session\" : {\n    \"sessionId\" : \"S1\"\n  },\n  \"events\" : [\n    1.5,\n    2\n  ],\n"
+        "  \"empty\" : []\n}");
 }
 
 TEST(JSONSerialization, ParsingGivesNothingForEmptyBrokenOrBareScalarInput) {
-    for (const char* bad : {"", "   ", "{", "{\"a\":}", "not json", "3", "\"text\"", "null", "{\"a\":1} trailing",
-                            "{\"a\":\"\xff\"}"}) {
+    for (const char* bad : {"", "   ", "{", "{\"a\":}", "not json", "3", "\"text\"", "null",
+                            "{\"a\":1} trailing", "{\"a\":\"\xff\"}"}) {
         EXPECT_EQ(QMJSONSerialization::JSONObjectWithData(bad), std::nullopt) << bad;
     }
-    auto parsed = QMJSONSerialization::JSONObjectWithData("{\"z\":1,\"a\":[true,null],\"offerViewerId\":null}");
+    auto parsed =
+        QMJSONSerialization::JSONObjectWithData("{\"z\":1,\"a\":[true,null],\"offerViewerId\":null}");
     ASSERT_TRUE(parsed);
     EXPECT_EQ(parsed->begin().key(), "z");
     EXPECT_TRUE(parsed->at("offerViewerId").is_null());  // present but null, unlike an absent key
@@ -52,7 +66,8 @@ TEST(JSONDescription, ScalarsAndCollectionsUseThePlatformLayout) {
                      {"values", QMJSON::array({"true", "a b", ""})},
                      {"inner", {{"k", nullptr}}}};
     EXPECT_EQ(QMDescription(nested),
-              "{\n    \"Content-Type\" = \"application/json\";\n    values =     (\n        true,\n        \"a b\",\n"
+              "{\n    \"Content-Type\" = \"application/json\";\n    values =     (\n        true,\n        "
+              "\"a b\",\n"
               "        \"\"\n    );\n    inner =     {\n        k = \"<null>\";\n    };\n}");
     EXPECT_EQ(QMDescription(QMJSON::array({QMJSON::array({1})})), "(\n        (\n        1\n    )\n)");
 }

@@ -9,20 +9,20 @@
 namespace {
 
 class Player : public QMObject {
-public:
+  public:
     void setRate(double rate) {
         willChangeValueForKey("rate", rate_);
         rate_ = rate;
         didChangeValueForKey("rate", rate);
     }
 
-private:
+  private:
     double rate_ = 0;
 };
 
 // Records "name:keyPath:new:old" per delivery ("-" when a value is missing) into a shared log.
 class Recorder : public QMObject {
-public:
+  public:
     Recorder(std::string name, std::vector<std::string>& log) : name_(std::move(name)), log_(log) {}
     std::function<void()> onChange;
     void* lastContext = nullptr;
@@ -32,9 +32,11 @@ public:
                                 void* context) override {
         auto text = [&](const char* key) {
             auto found = change.find(key);
-            return found == change.end() ? std::string("-") : std::to_string(std::any_cast<double>(found->second)).substr(0, 3);
+            return found == change.end() ? std::string("-")
+                                         : std::to_string(std::any_cast<double>(found->second)).substr(0, 3);
         };
-        log_.push_back(name_ + ":" + keyPath + ":" + text(NSKeyValueChangeNewKey) + ":" + text(NSKeyValueChangeOldKey));
+        log_.push_back(name_ + ":" + keyPath + ":" + text(NSKeyValueChangeNewKey) + ":" +
+                       text(NSKeyValueChangeOldKey));
         lastContext = context;
         lastObject = object;
         if (onChange) {
@@ -42,13 +44,13 @@ public:
         }
     }
 
-private:
+  private:
     std::string name_;
     std::vector<std::string>& log_;
 };
 
 class KeyValueObservationTest : public ::testing::Test {
-protected:
+  protected:
     std::vector<std::string> log;
     std::shared_ptr<Player> player = std::make_shared<Player>();
     std::shared_ptr<Recorder> a = std::make_shared<Recorder>("a", log);
@@ -79,13 +81,15 @@ TEST_F(KeyValueObservationTest, RemovingAnUnregisteredObservationThrowsThePlatfo
         player->removeObserver(a.get(), "status");
         FAIL() << "must throw";
     } catch (const QMInvalidArgumentException& e) {
-        EXPECT_TRUE(std::regex_match(e.reason(), std::regex("Cannot remove an observer <\\(anonymous namespace\\)::Recorder "
-                                                            "0x[0-9a-f]+> for the key path \"status\" from "
-                                                            "<\\(anonymous namespace\\)::Player 0x[0-9a-f]+> because "
-                                                            "it is not registered as an observer\\.")))
+        EXPECT_TRUE(std::regex_match(
+            e.reason(), std::regex("Cannot remove an observer <\\(anonymous namespace\\)::Recorder "
+                                   "0x[0-9a-f]+> for the key path \"status\" from "
+                                   "<\\(anonymous namespace\\)::Player 0x[0-9a-f]+> because "
+                                   "it is not registered as an observer\\.")))
             << e.reason();
     }
-    EXPECT_THROW(player->removeObserver(a.get(), "rate", nullptr), QMInvalidArgumentException);  // context differs
+    EXPECT_THROW(player->removeObserver(a.get(), "rate", nullptr),
+                 QMInvalidArgumentException);  // context differs
     // Without a context the most recent registration goes.
     player->removeObserver(a.get(), "rate");
     player->setRate(1);
@@ -126,7 +130,8 @@ TEST_F(KeyValueObservationTest, DeadObserversAreSkippedAndTheObservedObjectOutli
 TEST_F(KeyValueObservationTest, DescriptionNamesTheDynamicClassAndAddress) {
     std::shared_ptr<QMObject> asBase = player;
     char expected[96];
-    std::snprintf(expected, sizeof expected, "<(anonymous namespace)::Player: %p>", static_cast<void*>(player.get()));
+    std::snprintf(expected, sizeof expected, "<(anonymous namespace)::Player: %p>",
+                  static_cast<void*>(player.get()));
     EXPECT_EQ(asBase->description(), expected);
     EXPECT_EQ(std::make_shared<QMObject>()->className(), "QMObject");
 }

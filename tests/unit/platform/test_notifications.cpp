@@ -5,7 +5,7 @@
 namespace {
 
 class NotificationCenterTest : public ::testing::Test {
-protected:
+  protected:
     std::shared_ptr<QMNotificationCenter> center = std::make_shared<QMNotificationCenter>();
     std::shared_ptr<QMObject> item = std::make_shared<QMObject>();
     std::shared_ptr<QMObject> otherItem = std::make_shared<QMObject>();
@@ -15,8 +15,12 @@ protected:
     QMNotificationCenter::Handler record(const std::string& label) {
         return [this, label](const QMNotification& n) {
             auto reason = n.userInfo().find("reason");
-            calls.push_back(label + ":" + n.name() + (n.object() == item ? "@item" : n.object() ? "@other" : "") +
-                            (reason == n.userInfo().end() ? "" : "/" + std::any_cast<std::string>(reason->second)));
+            calls.push_back(
+                label + ":" + n.name() +
+                (n.object() == item ? "@item"
+                 : n.object()       ? "@other"
+                                    : "") +
+                (reason == n.userInfo().end() ? "" : "/" + std::any_cast<std::string>(reason->second)));
         };
     }
 };
@@ -32,8 +36,9 @@ TEST_F(NotificationCenterTest, FiltersBySenderAndNameInRegistrationOrder) {
     center->postNotificationName("end", otherItem);
     center->postNotificationName("destroy", nullptr, {{"reason", std::string("retries")}});
 
-    EXPECT_EQ(calls, (std::vector<std::string>{"fromItem:end@item", "anySender:end@item", "everything:end@item",
-                                               "anySender:end@other", "everything:end@other", "everything:destroy/retries"}));
+    EXPECT_EQ(calls, (std::vector<std::string>{"fromItem:end@item", "anySender:end@item",
+                                               "everything:end@item", "anySender:end@other",
+                                               "everything:end@other", "everything:destroy/retries"}));
     EXPECT_EQ(QMNotificationCenter::defaultCenter(), QMNotificationCenter::defaultCenter());
 }
 
@@ -52,8 +57,8 @@ TEST_F(NotificationCenterTest, RemovalByObserverNameAndSender) {
     center->removeObserver(&plugin);
     center->removeObserver(&plugin);  // nothing left: no effect, no error
 
-    EXPECT_EQ(calls, (std::vector<std::string>{"metric:end@item", "plugin-other:end@other", "metric:end@other",
-                                               "metric:end@other", "plugin:destroy"}));
+    EXPECT_EQ(calls, (std::vector<std::string>{"metric:end@item", "plugin-other:end@other",
+                                               "metric:end@other", "metric:end@other", "plugin:destroy"}));
     EXPECT_EQ(center->observerCount(), 1u);
 }
 

@@ -55,8 +55,10 @@ TEST(RegularExpression, PlaylistAttributesInTextOrderEndedByCommaOrLineBreakOnly
         "low.m3u8\r\n"
         "#EXT-X-STREAM-INF:BANDWIDTH=2560000,RESOLUTION=,CODECS=\"avc1\"\r\n"
         "#EXT-X-STREAM-INF:RESOLUTION=1920x1080,BANDWIDTH=5120000";  // last value: no terminator, no match
-    EXPECT_EQ(attributeValues("BANDWIDTH", playlist), (std::vector<std::string>{"1100000", "1280000", "2560000"}));
-    EXPECT_EQ(attributeValues("RESOLUTION", playlist), (std::vector<std::string>{"640x360", "", "1920x1080"}));
+    EXPECT_EQ(attributeValues("BANDWIDTH", playlist),
+              (std::vector<std::string>{"1100000", "1280000", "2560000"}));
+    EXPECT_EQ(attributeValues("RESOLUTION", playlist),
+              (std::vector<std::string>{"640x360", "", "1920x1080"}));
 }
 
 TEST(RegularExpression, CaptureRangesEmptyMatchesAndByteOffsets) {
@@ -78,8 +80,17 @@ TEST(RegularExpression, CaptureRangesEmptyMatchesAndByteOffsets) {
     EXPECT_EQ(empty[2].range().location, 4u);
     // Offsets count bytes; a two-byte character is stepped over whole; bad UTF-8 is no obstacle.
     EXPECT_EQ(compile("x*")->numberOfMatchesInString("\xC3\xA9"), 2u);
-    EXPECT_EQ(compile("b")->firstMatchInString("\xC3\xA9" "b").range().location, 2u);
-    EXPECT_EQ(compile("b")->numberOfMatchesInString("\xFF" "b" "\xC3" "b"), 2u);
+    EXPECT_EQ(compile("b")
+                  ->firstMatchInString("\xC3\xA9"
+                                       "b")
+                  .range()
+                  .location,
+              2u);
+    EXPECT_EQ(compile("b")->numberOfMatchesInString("\xFF"
+                                                    "b"
+                                                    "\xC3"
+                                                    "b"),
+              2u);
 }
 
 TEST(RegularExpression, BadPatternsAndBadRanges) {

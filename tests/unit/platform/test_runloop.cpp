@@ -31,7 +31,8 @@ TEST_F(RunLoopTest, ClockFollowsTheMainLoopWithTruncatedMilliseconds) {
     int64_t millis = 0;
     int64_t micros = 0;
     QMTimer::scheduledTimerWithTimeInterval(
-        0.0029, [&](QMTimer&) {
+        0.0029,
+        [&](QMTimer&) {
             millis = QMClock::currentTimeMillis();
             micros = QMClock::currentTimeMicros();
         },
@@ -83,7 +84,8 @@ TEST_F(RunLoopTest, PostsFromAnotherThreadRunOnTheLoopInOrder) {
 TEST_F(RunLoopTest, ExceptionEscapingACallbackIsLoggedAndTheLoopGoesOn) {
     int ticks = 0;
     auto timer = QMTimer::scheduledTimerWithTimeInterval(
-        1.0, [&](QMTimer&) {
+        1.0,
+        [&](QMTimer&) {
             if (++ticks == 1) {
                 throw QMIllegalStateException("QMState buffering does not exists.");
             }
@@ -116,7 +118,8 @@ TEST_F(RunLoopTest, RunUntilReportsThePredicateOrTheTimeoutOnTheLoopClock) {
 }
 
 TEST_F(RunLoopTest, StopEndsRunAndDroppingTheMainLoopGivesAFreshRealOne) {
-    QMTimer::scheduledTimerWithTimeInterval(60, [&](QMTimer&) { loop->stop(); }, false);
+    QMTimer::scheduledTimerWithTimeInterval(
+        60, [&](QMTimer&) { loop->stop(); }, false);
     loop->run();
     EXPECT_EQ(now(), startMillis + 60'000);
 

@@ -18,12 +18,12 @@ struct Target {
 
 // A loop whose clock the test sets by hand, to make a timer late the way a busy main thread does.
 class ManualClockLoop : public QMRunLoop {
-public:
+  public:
     int64_t nowMicros() const override { return micros; }
     void runDue() { runOnce(0); }
     int64_t micros = 0;
 
-protected:
+  protected:
     void idleUntil(int64_t) override {}
 };
 
@@ -35,7 +35,7 @@ TEST_F(TimerTest, RepeatingTimerKeepsItsPhaseAndSkipsMissedFires) {
     manual->micros = 10'700'000;  // 0.7 s late
     manual->runDue();
     EXPECT_EQ(timer->fireDateMicros(), 20'000'000);  // not 20.7 s: the lateness does not carry over
-    manual->micros = 45'000'000;  // the fires at 20 s and 30 s were missed
+    manual->micros = 45'000'000;                     // the fires at 20 s and 30 s were missed
     manual->runDue();
     manual->runDue();
     EXPECT_EQ(fired, (std::vector<int64_t>{10'700, 45'000}));  // once, not a burst of three
@@ -45,9 +45,12 @@ TEST_F(TimerTest, RepeatingTimerKeepsItsPhaseAndSkipsMissedFires) {
 
 TEST_F(TimerTest, TimersDueTogetherFireInSchedulingOrder) {
     std::string order;
-    auto a = QMTimer::scheduledTimerWithTimeInterval(2, [&](QMTimer&) { order += "a"; }, true);
-    auto b = QMTimer::scheduledTimerWithTimeInterval(1, [&](QMTimer&) { order += "b"; }, true);
-    auto c = QMTimer::scheduledTimerWithTimeInterval(2, [&](QMTimer&) { order += "c"; }, false);
+    auto a = QMTimer::scheduledTimerWithTimeInterval(
+        2, [&](QMTimer&) { order += "a"; }, true);
+    auto b = QMTimer::scheduledTimerWithTimeInterval(
+        1, [&](QMTimer&) { order += "b"; }, true);
+    auto c = QMTimer::scheduledTimerWithTimeInterval(
+        2, [&](QMTimer&) { order += "c"; }, false);
     runFor(4'000);
     EXPECT_EQ(order, "babcbab");
     EXPECT_EQ(loop->timerCount(), 2u);
@@ -79,8 +82,10 @@ TEST_F(TimerTest, InvalidateFromInsideTheCallbackReleasesTheTarget) {
 TEST_F(TimerTest, OneShotReleasesItsTargetOnceFiredAndInvalidateCancels) {
     auto target = std::make_shared<Target>();
     std::weak_ptr<Target> watch = target;
-    auto oneShot = QMTimer::scheduledTimerWithTimeInterval(5, [target](QMTimer&) { ++target->fires; }, false);
-    auto cancelled = QMTimer::scheduledTimerWithTimeInterval(3, [target](QMTimer&) { target->fires += 100; }, false);
+    auto oneShot = QMTimer::scheduledTimerWithTimeInterval(
+        5, [target](QMTimer&) { ++target->fires; }, false);
+    auto cancelled = QMTimer::scheduledTimerWithTimeInterval(
+        3, [target](QMTimer&) { target->fires += 100; }, false);
     target.reset();
     cancelled->invalidate();
     runFor(4'999);
@@ -95,7 +100,8 @@ TEST_F(TimerTest, OneShotReleasesItsTargetOnceFiredAndInvalidateCancels) {
 TEST_F(TimerTest, DroppingTheLoopInvalidatesItsTimersAndReleasesTargets) {
     auto target = std::make_shared<Target>();
     std::weak_ptr<Target> watch = target;
-    auto timer = QMTimer::scheduledTimerWithTimeInterval(10, [target](QMTimer&) { ++target->fires; }, true);
+    auto timer = QMTimer::scheduledTimerWithTimeInterval(
+        10, [target](QMTimer&) { ++target->fires; }, true);
     target.reset();
     QMRunLoop::setMainRunLoop(nullptr);
     loop.reset();
@@ -107,7 +113,8 @@ TEST_F(TimerTest, DroppingTheLoopInvalidatesItsTimersAndReleasesTargets) {
 }
 
 TEST_F(TimerTest, NonPositiveIntervalsBecomeTheMinimumOfATenthOfAMillisecond) {
-    auto timer = QMTimer::scheduledTimerWithTimeInterval(-10, [](QMTimer&) {}, false);
+    auto timer = QMTimer::scheduledTimerWithTimeInterval(
+        -10, [](QMTimer&) {}, false);
     EXPECT_DOUBLE_EQ(timer->timeInterval(), 0.0001);
     EXPECT_EQ(timer->fireDateMicros(), startMillis * 1000 + 100);
     timer->invalidate();

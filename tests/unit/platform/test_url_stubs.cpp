@@ -14,7 +14,7 @@
 namespace {
 
 class URLStubTest : public QMVirtualTimeTest {
-protected:
+  protected:
     std::string at(int64_t offsetMillis) const { return " @" + std::to_string(startMillis + offsetMillis); }
 
     std::shared_ptr<QMURLRequest> post(const std::string& url, const std::string& body) {
@@ -44,8 +44,9 @@ TEST_F(URLStubTest, DelayedChunkedAnswerArrivesOnTheVirtualClockAndReleasesTheDe
     runFor(249);
     EXPECT_TRUE(delegate->events.empty());
     runFor(1);
-    EXPECT_EQ(delegate->events, (std::vector<std::string>{"response 201" + at(1'250), "data {\"skip" + at(1'250),
-                                                          "data Reports\":2}" + at(1'250), "finish" + at(1'250)}));
+    EXPECT_EQ(delegate->events,
+              (std::vector<std::string>{"response 201" + at(1'250), "data {\"skip" + at(1'250),
+                                        "data Reports\":2}" + at(1'250), "finish" + at(1'250)}));
     EXPECT_EQ(delegate.use_count(), 1);  // the finished connection let its delegate go
 
     auto recorded = stubs().requestsTo("/player/report");
@@ -110,14 +111,15 @@ TEST_F(URLStubTest, SharedSessionAnswersOnItsWorkerAfterTheDelayOnTheLoopClock) 
     long status = 0;
     bool onWorker = false;
     session
-        ->dataTaskWithRequest(post("http://127.0.0.1:8081/veyrakit/", "{}"),
-                              [&](const std::optional<std::string>& d, const std::shared_ptr<QMHTTPURLResponse>& r,
-                                  const std::shared_ptr<QMError>& e) {
-                                  data = d;
-                                  status = r ? r->statusCode() : -1;
-                                  onWorker = std::this_thread::get_id() != mainThread && !e;
-                                  ++completions;
-                              })
+        ->dataTaskWithRequest(
+            post("http://127.0.0.1:8081/veyrakit/", "{}"),
+            [&](const std::optional<std::string>& d, const std::shared_ptr<QMHTTPURLResponse>& r,
+                const std::shared_ptr<QMError>& e) {
+                data = d;
+                status = r ? r->statusCode() : -1;
+                onWorker = std::this_thread::get_id() != mainThread && !e;
+                ++completions;
+            })
         ->resume();
     std::shared_ptr<QMError> failure;
     std::optional<std::string> failedData = "unset";
@@ -154,8 +156,8 @@ TEST_F(URLStubTest, RequestIsCopiedWhenTheConnectionIsMade) {
     request->setValue("text/plain", "CONTENT-TYPE");  // same field: keeps its place and first spelling
     EXPECT_EQ(request->allHTTPHeaderFields(),
               (QMURLRequest::Headers{{"Content-Type", "text/plain"}, {"X-One", "a"}}));
-    auto connection = QMURLConnection::connectionWithRequest(request, std::make_shared<QMRecordingConnectionDelegate>(),
-                                                             false);
+    auto connection = QMURLConnection::connectionWithRequest(
+        request, std::make_shared<QMRecordingConnectionDelegate>(), false);
     request->setHTTPBody("changed");
     connection->start();
     EXPECT_EQ(stubs().requests().at(0).body, std::optional<std::string>("first"));

@@ -11,7 +11,7 @@
 // Writes down, in order, what an observer of a player model sees: every key-value change and
 // every notification, as "<ms since the recorder was made> <what> <value>" lines.
 class QMModelRecorder : public QMObject {
-public:
+  public:
     QMModelRecorder();
     ~QMModelRecorder() override;
 
@@ -27,7 +27,7 @@ public:
     void observeValueForKeyPath(const std::string& keyPath, QMObject* object, const QMKeyValueChange& change,
                                 void* context) override;
 
-private:
+  private:
     void record(const std::string& what);
 
     int64_t originMillis_;

@@ -9,7 +9,7 @@
 
 // Plays scenario text on the virtual clock with a recorder watching the simulator's player.
 class QMSimulationTest : public QMVirtualTimeTest {
-protected:
+  protected:
     void play(const std::string& text, int64_t forMillis, std::shared_ptr<QMSimulatorHost> host = nullptr);
     void TearDown() override;
 

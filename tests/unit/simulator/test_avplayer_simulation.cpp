@@ -16,7 +16,7 @@ namespace {
 using Lines = std::vector<std::string>;
 
 class RecordingHost : public QMSimulatorHost {
-public:
+  public:
     explicit RecordingHost(Lines& calls) : calls_(calls) {}
     void startAds() override { note("startAds"); }
     void stopAds() override { note("stopAds"); }
@@ -28,7 +28,7 @@ public:
     }
     void scenarioDidFinish() override { note("scenarioDidFinish"); }
 
-private:
+  private:
     void note(const std::string& call) {
         calls_.push_back(std::to_string(QMClock::currentTimeMillis() - 1'700'000'000'000) + " " + call);
     }
