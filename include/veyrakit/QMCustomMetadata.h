@@ -24,3 +24,5 @@ class VEYRAKIT_EXPORT QMCustomMetadata : public QMObject {
     std::optional<std::string> key_;
     std::optional<std::vector<std::string>> values_;
 };
+
+using QMCustomMetadataArray = std::vector<std::shared_ptr<QMCustomMetadata>>;

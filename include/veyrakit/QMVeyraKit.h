@@ -10,8 +10,6 @@
 class AVPlayer;
 class MPMoviePlayerController;
 
-using QMCustomMetadataArray = std::vector<std::shared_ptr<QMCustomMetadata>>;
-
 // The host's entry point: class-level operations only. Creates the monitoring plugin for the
 // host's player, keeps at most one current plugin per player kind, and forwards the host's
 // playback commands to the current AVPlayer plugin. Call on the main thread.

@@ -1,18 +1,5 @@
 #pragma once
 // Umbrella header of the VeyraKit library.
-#include <cstdint>
-#include <string>
-
-#include "platform/QMExport.h"
 #include "veyrakit/QMCustomMetadata.h"
 #include "veyrakit/QMVeyraKit.h"
-
-// Reporting interval in seconds: initially 10, set from the server's session answer, read by the
-// periodical reporter and the elapsed-time metric.
-VEYRAKIT_EXPORT extern int32_t INTERVAL_LENGTH;
-// Body key under which every report but the log report carries the shared pulse counter.
-VEYRAKIT_EXPORT extern const std::string METRIC_PULSE_NUMBER;
-
-// Version symbols of the framework.
-VEYRAKIT_EXPORT extern const double VeyraKitVersionNumber;
-VEYRAKIT_EXPORT extern const unsigned char VeyraKitVersionString[];
+#include "veyrakit/VeyraKitGlobals.h"

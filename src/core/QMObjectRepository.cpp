@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "core/QMVeyraPlugin.h"
+
 namespace {
 // Plays the part of the class-object monitor: recursive, so that a repository created while the
 // lock is held can look itself up.
@@ -20,6 +22,9 @@ std::shared_ptr<QMObjectRepository> QMObjectRepository::getRepositoryInstance() 
     std::lock_guard<std::recursive_mutex> lock(classMonitor());
     if (!instance()) {
         instance() = std::make_shared<QMObjectRepository>();
+        // The logger and the reporters sit below the plugin; they find it through here.
+        QMLogSession::setLookup([] { return getRepositoryInstance()->plugin(); });
+        QMReportingSession::setLookup([] { return getRepositoryInstance()->plugin(); });
     }
     return instance();
 }

@@ -9,7 +9,7 @@ class QMVeyraPlugin;
 // Process-wide registry of the plugin initialised last. Objects made without a reference to
 // their plugin (metrics, handlers, reporters, the logger) fetch it from here. The plugin is never
 // cleared by the system.
-class VEYRAKIT_EXPORT QMObjectRepository : public QMObject {
+class QMObjectRepository : public QMObject {
   public:
     // The single instance, created on first use under a process-wide recursive lock.
     static std::shared_ptr<QMObjectRepository> getRepositoryInstance();

@@ -11,7 +11,7 @@
 // A connection delegate for a session start message sent on its own: posts
 // "sessionStartCompleted" when the answer arrived and "sessionStartFailed" after the third retry
 // failed, re-sending the same request in between. Accepts any status below 300.
-class VEYRAKIT_EXPORT QMSessionStartMessageDelegate : public QMObject, public QMURLConnectionDelegate {
+class QMSessionStartMessageDelegate : public QMObject, public QMURLConnectionDelegate {
   public:
     QMSessionStartMessageDelegate() = default;
     std::shared_ptr<QMSessionStartMessageDelegate> init(std::shared_ptr<QMURLRequest> request);

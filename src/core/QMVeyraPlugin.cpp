@@ -22,7 +22,7 @@
 #include "reporting/QMPeriodicalReporter.h"
 #include "reporting/QMReportType.h"
 #include "reporting/QMRestLoader.h"
-#include "veyrakit/VeyraKit.h"
+#include "veyrakit/VeyraKitGlobals.h"
 
 namespace {
 
@@ -244,6 +244,20 @@ void QMVeyraPlugin::destroy() {
     if (auto manager = metricManager_) {
         manager->dispose();
         setMetricManager(nullptr);
+    }
+}
+
+void QMVeyraPlugin::sendLogReport(const QMJSON& logArray) {
+    QMJSON cid = QMJSON::array();
+    if (qmrCID_) {
+        cid.push_back(*qmrCID_);
+    }
+    QMJSON report = QMJSON::object();
+    report["type"] = QMReportType::LOG_REPORT();
+    report["logArray"] = logArray;
+    report["cid"] = cid;
+    if (onDemandReporter_) {
+        onDemandReporter_->sendOnDemandReport(report, nullptr, nullptr);
     }
 }
 

@@ -5,10 +5,12 @@
 #include <optional>
 #include <string>
 
+#include "logging/QMLogSession.h"
 #include "platform/QMJSON.h"
 #include "platform/QMObject.h"
 #include "platform/QMURL.h"
 #include "platform/QMURLConnection.h"
+#include "reporting/QMReportingSession.h"
 
 class QMEventManager;
 class QMMetricManager;
@@ -26,7 +28,10 @@ using QMPluginMetadata = std::map<std::string, std::string>;
 //
 // Make it with std::make_shared, then call initWithParams (it registers the plugin in the
 // repository, so it needs the shared owner).
-class VEYRAKIT_EXPORT QMVeyraPlugin : public QMObject, public QMURLConnectionDelegate {
+class QMVeyraPlugin : public QMObject,
+                      public QMURLConnectionDelegate,
+                      public QMLogSession,
+                      public QMReportingSession {
   public:
     QMVeyraPlugin();
     ~QMVeyraPlugin() override;
@@ -47,11 +52,11 @@ class VEYRAKIT_EXPORT QMVeyraPlugin : public QMObject, public QMURLConnectionDel
         std::optional<QMPluginMetadata> pluginMetadata);
 
     // Properties.
-    std::shared_ptr<QMMetricManager> metricManager() const { return metricManager_; }
+    std::shared_ptr<QMMetricManager> metricManager() const override { return metricManager_; }
     void setMetricManager(std::shared_ptr<QMMetricManager> metricManager);
     std::shared_ptr<QMOnDemandReporter> onDemandReporter() const { return onDemandReporter_; }
     void setOnDemandReporter(std::shared_ptr<QMOnDemandReporter> onDemandReporter);
-    std::shared_ptr<QMPeriodicalReporter> periodicalReporter() const { return periodicalReporter_; }
+    std::shared_ptr<QMPeriodicalReporter> periodicalReporter() const override { return periodicalReporter_; }
     void setPeriodicalReporter(std::shared_ptr<QMPeriodicalReporter> periodicalReporter);
     std::shared_ptr<QMEventManager> eventManager() const { return eventManager_; }
     void setEventManager(std::shared_ptr<QMEventManager> eventManager);
@@ -61,18 +66,18 @@ class VEYRAKIT_EXPORT QMVeyraPlugin : public QMObject, public QMURLConnectionDel
     std::optional<std::string> assetType() const { return assetType_; }
     std::optional<std::string> assetName() const { return assetName_; }
     std::optional<std::string> viewerId() const { return viewerId_; }
-    const std::string& serverHost() const { return serverHost_; }
+    const std::string& serverHost() const override { return serverHost_; }
     std::optional<QMJSON> assetMetadata() const { return assetMetadata_; }  // [{"key","values"}]
     std::optional<QMJSON> viewerMetadata() const { return viewerMetadata_; }
 
     // Observable under the key "sessionId"; the change's new value is the
     // std::optional<std::string> that was set.
-    std::optional<std::string> sessionId() const { return sessionId_; }
+    std::optional<std::string> sessionId() const override { return sessionId_; }
     virtual void setSessionId(std::optional<std::string> sessionId);
 
-    int32_t LOQ_QUEUE_SIZE() const { return LOQ_QUEUE_SIZE_; }
+    int32_t LOQ_QUEUE_SIZE() const override { return LOQ_QUEUE_SIZE_; }
     void setLOQ_QUEUE_SIZE(int32_t size) { LOQ_QUEUE_SIZE_ = size; }
-    bool isLogReporter() const { return isLogReporter_; }
+    bool isLogReporter() const override { return isLogReporter_; }
     void setIsLogReporter(bool isLogReporter) { isLogReporter_ = isLogReporter; }
 
     // Read-only views of the session's internal state.
@@ -90,8 +95,10 @@ class VEYRAKIT_EXPORT QMVeyraPlugin : public QMObject, public QMURLConnectionDel
     // Lifecycle.
     void onPlayerStart();
     void onPlayerStop();
-    virtual void destroy();
+    void destroy() override;
     void viewerFaultReport(const std::string& errorCode, const std::string& playerVersion);
+    // A log report of this session ({"type", "logArray", "cid"}) through the on-demand reporter.
+    void sendLogReport(const QMJSON& logArray) override;
 
     // Session start exchange.
     void getSessionIdFromServer();

@@ -2,7 +2,7 @@
 #include "platform/QMObject.h"
 
 // Watches one aspect of the player; its event manager switches it on and off with its siblings.
-class VEYRAKIT_EXPORT QMEventHandler : public QMObject {
+class QMEventHandler : public QMObject {
   public:
     QMEventHandler() = default;
 

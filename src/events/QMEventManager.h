@@ -8,7 +8,7 @@
 
 // Owns a player kind's handlers in attachment order and attaches or detaches them all.
 // Player-specific managers append their handlers in their constructor.
-class VEYRAKIT_EXPORT QMEventManager : public QMObject {
+class QMEventManager : public QMObject {
   public:
     using Handlers = std::vector<std::shared_ptr<QMEventHandler>>;
 

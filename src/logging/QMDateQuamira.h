@@ -6,7 +6,7 @@
 #include "platform/QMDate.h"
 
 // Date helpers shared by the logger and the metrics ("Quamira" category of the platform date).
-class VEYRAKIT_EXPORT QMDateQuamira {
+class QMDateQuamira {
   public:
     // Milliseconds since 1970 on the main run loop's clock: seconds * 1000 + micros / 1000.
     static int64_t currentTimeMillis();

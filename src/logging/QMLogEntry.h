@@ -7,7 +7,7 @@
 #include "platform/QMObject.h"
 
 // One record of the remote log queue.
-class VEYRAKIT_EXPORT QMLogEntry : public QMObject {
+class QMLogEntry : public QMObject {
   public:
     QMLogEntry() = default;
     // Stamps the entry with the current date (yyyy-MM-dd'T'HH:mm:ss.SSS'Z', UTC).

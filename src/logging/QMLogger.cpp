@@ -2,13 +2,10 @@
 
 #include <cstdint>
 
-#include "core/QMObjectRepository.h"
-#include "core/QMVeyraPlugin.h"
 #include "logging/QMDateQuamira.h"
+#include "logging/QMLogSession.h"
 #include "platform/QMConsole.h"
 #include "platform/QMDate.h"
-#include "reporting/QMOnDemandReporter.h"
-#include "reporting/QMReportType.h"
 
 namespace {
 
@@ -23,9 +20,7 @@ QMLogEntryList& storedArrayLog() {
     return logs;
 }
 
-std::shared_ptr<QMVeyraPlugin> currentPlugin() {
-    return QMObjectRepository::getRepositoryInstance()->plugin();
-}
+std::shared_ptr<QMLogSession> currentPlugin() { return QMLogSession::current(); }
 
 // The count is compared with the size widened with its sign and then read as unsigned, so a
 // negative size is never reached and the queue only leaves through flushLogs.
@@ -111,18 +106,8 @@ void QMLogger::sendLogs(const QMLogEntryList& logs) {
     if (logs.empty()) {
         return;
     }
-    auto plugin = currentPlugin();
-    QMJSON cid = QMJSON::array();
-    if (plugin && plugin->qmrCID()) {
-        cid.push_back(*plugin->qmrCID());
-    }
-    QMJSON report = QMJSON::object();
-    report["type"] = QMReportType::LOG_REPORT();
-    report["logArray"] = serializeLogs(logs);
-    report["cid"] = cid;
-    auto reporter = plugin ? plugin->onDemandReporter() : nullptr;
-    if (reporter) {
-        reporter->sendOnDemandReport(report, nullptr, nullptr);
+    if (auto plugin = currentPlugin()) {
+        plugin->sendLogReport(serializeLogs(logs));
     }
 }
 

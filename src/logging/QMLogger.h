@@ -14,7 +14,7 @@ using QMLogEntryList = std::vector<std::shared_ptr<QMLogEntry>>;
 // plugin has a session id and remote logging is on, messages are queued and shipped as LOG_REPORT
 // on-demand reports. Messages logged before the session id is known are held back and either
 // prepended to the queue or discarded once it is. Main thread only.
-class VEYRAKIT_EXPORT QMLogger : public QMObject {
+class QMLogger : public QMObject {
   public:
     static const std::string& TRACE_LEVEL();  // "T"
     static const std::string& DEBUG_LEVEL();  // "D"

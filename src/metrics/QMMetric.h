@@ -10,7 +10,7 @@
 // Base of every metric: the collection protocol the metric manager drives and the shared
 // vocabulary of report value names. A report asks each collectable metric for its values
 // (`collectMetric`), which also runs the metric's per-report reset hook.
-class VEYRAKIT_EXPORT QMMetric : public QMObject {
+class QMMetric : public QMObject {
   public:
     QMMetric() = default;
 

@@ -10,7 +10,7 @@
 // Owns one plugin's metrics: starts them when the player first plays, merges their values into
 // every periodical report, relays whether the report got through, and stops them at tear-down.
 // Player-specific managers fill the map in their constructor.
-class VEYRAKIT_EXPORT QMMetricManager : public QMObject {
+class QMMetricManager : public QMObject {
   public:
     // Enumeration follows ascending key order, so on an equal value name the metric with the
     // higher key wins the merge.

@@ -9,7 +9,7 @@
 
 // A named condition of the player ("buffering", "playing", ...) with the closed intervals during
 // which it held and the interval that is open now.
-class VEYRAKIT_EXPORT QMState : public QMObject {
+class QMState : public QMObject {
   public:
     using History = std::vector<std::shared_ptr<QMStateHistoryEntry>>;
 

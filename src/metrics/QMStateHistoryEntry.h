@@ -5,7 +5,7 @@
 
 // One interval during which a named state held. Created empty (all three times 0), then given
 // its entrance time; the exit time is validated against it when set.
-class VEYRAKIT_EXPORT QMStateHistoryEntry : public QMObject {
+class QMStateHistoryEntry : public QMObject {
   public:
     QMStateHistoryEntry() = default;
 

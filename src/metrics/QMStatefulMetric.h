@@ -8,7 +8,7 @@
 #include "metrics/QMState.h"
 
 // A metric that measures time in named states, created on their first entrance.
-class VEYRAKIT_EXPORT QMStatefulMetric : public QMMetric {
+class QMStatefulMetric : public QMMetric {
   public:
     using States = std::map<std::string, std::shared_ptr<QMState>>;
 

@@ -5,7 +5,7 @@
 #include "metrics/QMMetric.h"
 
 // A metric that keeps its current values in one dictionary, absent until the subclass makes it.
-class VEYRAKIT_EXPORT QMStatelessMetric : public QMMetric {
+class QMStatelessMetric : public QMMetric {
   public:
     QMStatelessMetric() = default;
 

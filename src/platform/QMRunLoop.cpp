@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "platform/QMConsole.h"
+#include "platform/QMCurlURLTransport.h"
 #include "platform/QMException.h"
 #include "platform/QMSharedSlot.h"
 #include "platform/QMTimer.h"
@@ -75,6 +76,7 @@ struct QMRunLoop::Impl {
     uint64_t nextSequence = 0;
     std::map<const QMURLTransfer*, std::shared_ptr<QMURLTransfer>> transfers;
     std::atomic<bool> stopRequested{false};
+    std::shared_ptr<QMURLTransport> transport;
 };
 
 QMRunLoop::QMRunLoop() : impl_(std::make_unique<Impl>()) {
@@ -229,6 +231,17 @@ void QMRunLoop::removeTransfer(const QMURLTransfer* transfer) {
 std::size_t QMRunLoop::transferCount() const {
     std::lock_guard<std::mutex> lock(impl_->mutex);
     return impl_->transfers.size();
+}
+
+void QMRunLoop::setURLTransport(std::shared_ptr<QMURLTransport> transport) {
+    impl_->transport = std::move(transport);
+}
+
+std::shared_ptr<QMURLTransport> QMRunLoop::URLTransport() const {
+    if (impl_->transport) {
+        return impl_->transport;
+    }
+    return QMCurlURLTransport::sharedTransport();
 }
 
 bool QMRunLoop::hasPendingTasks() const {

@@ -12,6 +12,7 @@
 
 class QMTimer;
 class QMURLTransfer;
+class QMURLTransport;
 
 // The main run loop: one thread runs tasks, timers and URL transfers (libcurl multi) in order.
 // post() is safe from any thread. An exception escaping a callback is caught, written to the
@@ -48,6 +49,11 @@ class VEYRAKIT_EXPORT QMRunLoop : public QMObject {
     void addTransfer(const std::shared_ptr<QMURLTransfer>& transfer);
     void removeTransfer(const QMURLTransfer* transfer);
     std::size_t transferCount() const;  // URL transfers in flight (for tests)
+
+    // How URL loading on this loop reaches a server: the libcurl transport unless another was
+    // installed (an in-process transport for tests); nullptr puts the libcurl one back.
+    void setURLTransport(std::shared_ptr<QMURLTransport> transport);
+    std::shared_ptr<QMURLTransport> URLTransport() const;
 
   protected:
     // Runs whatever is due now; returns false when nothing was done.

@@ -3,12 +3,11 @@
 #include <utility>
 
 #include "platform/QMRunLoop.h"
-#include "platform/QMURLStubRegistry.h"
-#include "platform/QMURLTransfer.h"
+#include "platform/QMURLTransport.h"
 
 namespace {
 
-QMURLTransfer::Events eventsFor(const std::shared_ptr<QMURLConnection>& connection) {
+QMURLTransport::Events eventsFor(const std::shared_ptr<QMURLConnection>& connection) {
     return {
         [connection](const std::shared_ptr<QMHTTPURLResponse>& response) {
             connection->deliverResponse(response);
@@ -43,26 +42,15 @@ void QMURLConnection::start() {
         return;
     }
     started_ = true;
-    if (QMURLStubRegistry::shared().isEnabled()) {
-        startStubbed();
-        return;
-    }
-    transfer_ =
-        QMURLTransfer::start(QMRunLoop::mainRunLoop(), request_, eventsFor(selfAs<QMURLConnection>()));
-}
-
-void QMURLConnection::startStubbed() {
     auto loop = QMRunLoop::mainRunLoop();
-    auto answer = QMURLStubRegistry::shared().answer(*request_, loop->nowMillis());
-    QMURLTransfer::replayStub(loop, request_->URL(), answer.value_or(QMStubResponse::fail()),
-                              eventsFor(selfAs<QMURLConnection>()));
+    exchange_ = loop->URLTransport()->start(loop, request_, eventsFor(selfAs<QMURLConnection>()));
 }
 
 void QMURLConnection::cancel() {
     auto released = std::move(delegate_);
     delegate_ = nullptr;
-    if (auto transfer = transfer_.lock()) {
-        transfer->cancel();
+    if (auto exchange = exchange_.lock()) {
+        exchange->cancel();
     }
 }
 

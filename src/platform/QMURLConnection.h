@@ -7,7 +7,7 @@
 #include "platform/QMURLRequest.h"
 
 class QMURLConnection;
-class QMURLTransfer;
+class QMURLExchange;
 
 // Receives a connection's events on the main run loop, in this order: one response, zero or
 // more data chunks, then either connectionDidFinishLoading or a failure (a failure may also come
@@ -23,8 +23,8 @@ class VEYRAKIT_EXPORT QMURLConnectionDelegate {
                             const std::shared_ptr<QMError>& didFailWithError) = 0;
 };
 
-// An asynchronous HTTP exchange scheduled on the main run loop (libcurl multi underneath, or the
-// stub registry when stubs are installed). The connection holds its delegate strongly while it
+// An asynchronous HTTP exchange scheduled on the main run loop (through the loop's URL transport:
+// libcurl multi unless another transport is installed). The connection holds its delegate strongly while it
 // runs and lets it go when it has finished, failed or been cancelled; the run loop keeps the
 // connection alive meanwhile, so the creator may drop its reference at once. HTTPS certificates
 // are verified. The request is copied when the connection is made.
@@ -48,10 +48,9 @@ class VEYRAKIT_EXPORT QMURLConnection : public QMObject {
     void deliverFailure(const std::shared_ptr<QMError>& error);
 
   private:
-    void startStubbed();
     std::shared_ptr<QMURLRequest> request_;
     std::shared_ptr<QMURLConnectionDelegate> delegate_;
-    // The loop owns the transfer (and through it this connection) while it runs.
-    std::weak_ptr<QMURLTransfer> transfer_;
+    // The loop or the transport owns the exchange (and through it this connection) while it runs.
+    std::weak_ptr<QMURLExchange> exchange_;
     bool started_ = false;
 };

@@ -6,8 +6,7 @@
 
 #include "platform/QMRunLoop.h"
 #include "platform/QMSharedSlot.h"
-#include "platform/QMURLStubRegistry.h"
-#include "platform/QMURLTransfer.h"
+#include "platform/QMURLTransport.h"
 
 namespace {
 
@@ -17,8 +16,8 @@ struct Received {
     std::string data;
 };
 
-QMURLTransfer::Events collectInto(const std::shared_ptr<Received>& received,
-                                  std::function<void(const std::shared_ptr<QMError>&)> done) {
+QMURLTransport::Events collectInto(const std::shared_ptr<Received>& received,
+                                   std::function<void(const std::shared_ptr<QMError>&)> done) {
     return {
         [received](const std::shared_ptr<QMHTTPURLResponse>& response) { received->response = response; },
         [received](const std::string& data) { received->data += data; },
@@ -68,8 +67,9 @@ std::shared_ptr<QMURLSessionDataTask> QMURLSession::dataTaskWithURL(const std::s
 }
 
 void QMURLSession::enqueue(std::shared_ptr<QMURLSessionDataTask> task) {
-    if (QMURLStubRegistry::shared().isEnabled()) {
-        enqueueStubbed(task);
+    auto transport = QMRunLoop::mainRunLoop()->URLTransport();
+    if (transport->answersOnMainLoop()) {
+        enqueueOnMainLoop(task, transport);
         return;
     }
     std::weak_ptr<QMURLSession> weakSelf = selfAs<QMURLSession>();
@@ -79,23 +79,20 @@ void QMURLSession::enqueue(std::shared_ptr<QMURLSessionDataTask> task) {
             self->finishWork([&] { complete(task, received, error); });
         }
     };
-    weakWorker.lock()->post([weakWorker, task, finished] {
+    weakWorker.lock()->post([weakWorker, transport, task, finished] {
         auto worker = weakWorker.lock();
         auto received = std::make_shared<Received>();
-        QMURLTransfer::start(
-            worker, task->originalRequest(),
-            collectInto(received, [received, finished](const std::shared_ptr<QMError>& error) {
-                finished(*received, error);
-            }));
+        transport->start(worker, task->originalRequest(),
+                         collectInto(received, [received, finished](const std::shared_ptr<QMError>& error) {
+                             finished(*received, error);
+                         }));
     });
 }
 
-void QMURLSession::enqueueStubbed(const std::shared_ptr<QMURLSessionDataTask>& task) {
+void QMURLSession::enqueueOnMainLoop(const std::shared_ptr<QMURLSessionDataTask>& task,
+                                     const std::shared_ptr<QMURLTransport>& transport) {
     // The answer is played on the main loop, so that delays follow its (possibly virtual) clock;
     // the completion then runs on the worker like any other.
-    auto loop = QMRunLoop::mainRunLoop();
-    const auto& request = task->originalRequest();
-    auto answer = QMURLStubRegistry::shared().answer(*request, loop->nowMillis());
     auto received = std::make_shared<Received>();
     std::weak_ptr<QMURLSession> weakSelf = selfAs<QMURLSession>();
     auto handOver = [weakSelf, task, received](const std::shared_ptr<QMError>& error) {
@@ -109,8 +106,7 @@ void QMURLSession::enqueueStubbed(const std::shared_ptr<QMURLSessionDataTask>& t
             }
         });
     };
-    QMURLTransfer::replayStub(loop, request->URL(), answer.value_or(QMStubResponse::fail()),
-                              collectInto(received, handOver));
+    transport->start(QMRunLoop::mainRunLoop(), task->originalRequest(), collectInto(received, handOver));
 }
 
 std::shared_ptr<QMRunLoop> QMURLSession::beginWork() {

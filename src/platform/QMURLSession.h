@@ -11,7 +11,8 @@
 class QMURLSessionDataTask;
 
 // The shared URL session: data tasks run on the session's own worker thread and their
-// completion handlers run there too (not on the main loop). Honours the stub registry.
+// completion handlers run there too (not on the main loop). Exchanges go through the main
+// loop's URL transport.
 class VEYRAKIT_EXPORT QMURLSession : public QMObject {
   public:
     using CompletionHandler = std::function<void(const std::optional<std::string>& data,
@@ -38,7 +39,8 @@ class VEYRAKIT_EXPORT QMURLSession : public QMObject {
   private:
     friend class QMURLSessionDataTask;
     void enqueue(std::shared_ptr<QMURLSessionDataTask> task);
-    void enqueueStubbed(const std::shared_ptr<QMURLSessionDataTask>& task);
+    void enqueueOnMainLoop(const std::shared_ptr<QMURLSessionDataTask>& task,
+                           const std::shared_ptr<class QMURLTransport>& transport);
     // Counts one piece of work until workDone(); returns the worker's loop, started if needed.
     std::shared_ptr<class QMRunLoop> beginWork();
     // Runs a completion on the worker and ends its count, even when the completion throws.

@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "platform/QMRunLoop.h"
-#include "platform/QMURLStubRegistry.h"
 
 namespace {
 
@@ -30,54 +29,6 @@ std::string trim(const std::string& text) {
     return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
 }
 
-// Feeds a stub's answer to the client one step per loop task, as the network would.
-class StubReplay : public std::enable_shared_from_this<StubReplay> {
-  public:
-    StubReplay(std::weak_ptr<QMRunLoop> loop, std::shared_ptr<QMURL> url, QMStubResponse response,
-               QMURLTransfer::Events events)
-        : loop_(std::move(loop)),
-          url_(std::move(url)),
-          response_(std::move(response)),
-          events_(std::move(events)) {
-        std::erase(response_.chunks, std::string());  // the network never delivers an empty chunk
-    }
-
-    void step() {
-        // Queue the next step first: a client exception in this one must not stall the rest.
-        const std::size_t current = step_++;
-        if (!isLast(current)) {
-            if (auto loop = loop_.lock()) {
-                loop->post([self = shared_from_this()] { self->step(); });
-            }
-        }
-        perform(current);
-    }
-
-  private:
-    bool failsAtOnce() const { return response_.failure && !response_.failAfterResponse; }
-    bool isLast(std::size_t step) const { return failsAtOnce() || step == response_.chunks.size() + 1; }
-
-    void perform(std::size_t step) {
-        if (failsAtOnce()) {
-            events_.failure(response_.failure);
-        } else if (step == 0) {
-            events_.response(std::make_shared<QMHTTPURLResponse>(url_, response_.status, response_.headers));
-        } else if (step <= response_.chunks.size()) {
-            events_.data(response_.chunks[step - 1]);
-        } else if (response_.failure) {
-            events_.failure(response_.failure);
-        } else {
-            events_.finish();
-        }
-    }
-
-    std::weak_ptr<QMRunLoop> loop_;
-    std::shared_ptr<QMURL> url_;
-    QMStubResponse response_;
-    QMURLTransfer::Events events_;
-    std::size_t step_ = 0;
-};
-
 }  // namespace
 
 std::shared_ptr<QMURLTransfer> QMURLTransfer::start(const std::shared_ptr<QMRunLoop>& loop,
@@ -86,12 +37,6 @@ std::shared_ptr<QMURLTransfer> QMURLTransfer::start(const std::shared_ptr<QMRunL
     transfer->configure();
     loop->addTransfer(transfer);
     return transfer;
-}
-
-void QMURLTransfer::replayStub(const std::shared_ptr<QMRunLoop>& loop, const std::shared_ptr<QMURL>& url,
-                               const QMStubResponse& response, Events events) {
-    auto replay = std::make_shared<StubReplay>(loop, url, response, std::move(events));
-    loop->postAfter(response.delayMillis * 1000, [replay] { replay->step(); });
 }
 
 std::shared_ptr<QMError> QMURLTransfer::errorForResult(CURLcode result) {

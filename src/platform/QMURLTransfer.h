@@ -8,32 +8,22 @@
 #include "platform/QMError.h"
 #include "platform/QMObject.h"
 #include "platform/QMURLRequest.h"
+#include "platform/QMURLTransport.h"
 
 class QMRunLoop;
-struct QMStubResponse;
 
 // One HTTP exchange as the run loop drives it: a libcurl easy handle in the loop's multi handle.
 // Events reach the client through the loop's task queue, never from inside libcurl's callbacks,
 // so a client may cancel, start other transfers or run a nested loop while handling one.
 // Order: response, data chunks, then finish or failure (a failure may come first).
-class QMURLTransfer : public QMObject {
+class QMURLTransfer : public QMObject, public QMURLExchange {
   public:
-    struct Events {
-        std::function<void(const std::shared_ptr<QMHTTPURLResponse>&)> response;
-        std::function<void(const std::string&)> data;
-        std::function<void()> finish;
-        std::function<void(const std::shared_ptr<QMError>&)> failure;
-    };
+    using Events = QMURLTransport::Events;
 
     // Adds a transfer to `loop`, which keeps it until it has completed or been cancelled.
     // Must be called on the loop's thread (or while the loop is not running).
     static std::shared_ptr<QMURLTransfer> start(const std::shared_ptr<QMRunLoop>& loop,
                                                 std::shared_ptr<QMURLRequest> request, Events events);
-
-    // Plays a stub's answer on `loop` with the same event order as the network: after the
-    // stub's delay on the loop's clock, each step as its own task.
-    static void replayStub(const std::shared_ptr<QMRunLoop>& loop, const std::shared_ptr<QMURL>& url,
-                           const QMStubResponse& response, Events events);
 
     // The URL loading error for a libcurl result.
     static std::shared_ptr<QMError> errorForResult(CURLcode result);
@@ -41,7 +31,7 @@ class QMURLTransfer : public QMObject {
     QMURLTransfer(std::weak_ptr<QMRunLoop> loop, std::shared_ptr<QMURLRequest> request, Events events);
     ~QMURLTransfer() override;
 
-    void cancel();  // no further events
+    void cancel() override;  // no further events
     CURL* easyHandle() const { return easy_; }
     // Called by the loop when libcurl reports the transfer done; the handle is already out of
     // the multi handle.

@@ -2,14 +2,13 @@
 
 #include <string>
 
-#include "core/QMObjectRepository.h"
-#include "core/QMVeyraPlugin.h"
 #include "logging/QMLogger.h"
 #include "metrics/QMMetric.h"
 #include "platform/QMFormat.h"
 #include "reporting/QMPeriodicalReporter.h"
 #include "reporting/QMReportType.h"
-#include "veyrakit/VeyraKit.h"
+#include "reporting/QMReportingSession.h"
+#include "veyrakit/VeyraKitGlobals.h"
 
 namespace {
 
@@ -58,7 +57,7 @@ std::string echoLine(const QMJSON& report) {
 
 void QMOnDemandReporter::sendOnDemandReport(QMJSON report, CompleteCallback onCompleteCallback,
                                             FailedCallback onFailedCallback) {
-    auto plugin = QMObjectRepository::getRepositoryInstance()->plugin();
+    auto plugin = QMReportingSession::current();
     const std::optional<std::string> serverHost =
         plugin ? std::optional<std::string>(plugin->serverHost()) : std::nullopt;
     auto loader = QMRestLoader::initWithContentType(

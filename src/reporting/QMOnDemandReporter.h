@@ -10,7 +10,7 @@
 // Posts one-shot reports ("J", "B", "D", "E", "F", "S", "L") in the common envelope: the plugin's
 // session id, the report's own keys, and, except for log reports, the next pulse number from
 // the counter shared with the periodical reporter.
-class VEYRAKIT_EXPORT QMOnDemandReporter : public QMObject {
+class QMOnDemandReporter : public QMObject {
   public:
     using CompleteCallback = QMRestLoader::CompleteCallback;
     using FailedCallback = QMRestLoader::FailedCallback;

@@ -4,23 +4,20 @@
 #include <cmath>
 #include <limits>
 
-#include "core/QMObjectRepository.h"
-#include "core/QMVeyraPlugin.h"
 #include "logging/QMLogger.h"
 #include "metrics/QMMetric.h"
 #include "metrics/QMMetricManager.h"
 #include "platform/QMFormat.h"
 #include "reporting/QMReportType.h"
+#include "reporting/QMReportingSession.h"
 #include "reporting/QMRestLoader.h"
-#include "veyrakit/VeyraKit.h"
+#include "veyrakit/VeyraKitGlobals.h"
 
 namespace {
 
 constexpr int32_t kUnscheduledRetryBudget = 3;
 
-std::shared_ptr<QMVeyraPlugin> currentPlugin() {
-    return QMObjectRepository::getRepositoryInstance()->plugin();
-}
+std::shared_ptr<QMReportingSession> currentPlugin() { return QMReportingSession::current(); }
 
 // "skipReports" as an integer (0 when missing, or when the answer did not parse).
 int32_t skipReportsOf(const std::optional<QMJSON>& answer) {

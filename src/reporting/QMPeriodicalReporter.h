@@ -15,7 +15,7 @@
 // keeps the pulse counter shared with the on-demand reporter, obeys the server's skipReports
 // and tells the metric manager whether each report got through. One request and one response
 // buffer: a report posted before the previous answer arrived shares them.
-class VEYRAKIT_EXPORT QMPeriodicalReporter : public QMObject, public QMURLConnectionDelegate {
+class QMPeriodicalReporter : public QMObject, public QMURLConnectionDelegate {
   public:
     QMPeriodicalReporter() = default;
 

@@ -4,7 +4,7 @@
 #include "platform/QMObject.h"
 
 // The "type" value of every report.
-class VEYRAKIT_EXPORT QMReportType : public QMObject {
+class QMReportType : public QMObject {
   public:
     static const std::string& SESSION_START();       // "S"
     static const std::string& PERIODICAL();          // "P"

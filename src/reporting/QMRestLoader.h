@@ -14,7 +14,7 @@
 // Sends one JSON request and hands the parsed answer (or a failure code) to two callbacks.
 // A failed connection is tried again up to three times, at once. The running connection holds
 // the loader, so its creator may drop it right after loadWithData.
-class VEYRAKIT_EXPORT QMRestLoader : public QMObject, public QMURLConnectionDelegate {
+class QMRestLoader : public QMObject, public QMURLConnectionDelegate {
   public:
     using CompleteCallback = std::function<void(const std::optional<QMJSON>&)>;
     using FailedCallback = std::function<void(int32_t)>;

@@ -22,7 +22,7 @@
 // The models exist from construction, so that whoever monitors them can attach before start().
 // A step or the end of the media that raises (an observer's exception escaping a model change) is
 // written to the console and the simulation goes on.
-class VEYRAKIT_EXPORT QMPlayerSimulator : public QMObject {
+class QMPlayerSimulator : public QMObject {
   public:
     QMPlayerSimulator(std::shared_ptr<QMScenario> scenario, std::shared_ptr<QMSimulatorHost> host);
     ~QMPlayerSimulator() override;

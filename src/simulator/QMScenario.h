@@ -9,7 +9,7 @@
 #include "simulator/QMScenarioStep.h"
 
 // One rung of the variant ladder of an adaptive stream.
-struct VEYRAKIT_EXPORT QMScenarioVariant {
+struct QMScenarioVariant {
     int64_t bitrate = 0;               // bits per second
     std::optional<CGSize> resolution;  // when the ladder gives one
     std::optional<std::string> URI;    // the variant playlist; derived from the URL when absent
@@ -17,7 +17,7 @@ struct VEYRAKIT_EXPORT QMScenarioVariant {
 
 // A parsed scenario (see docs/scenarios.md): what is played, and the steps, sorted by time, that
 // happen while it plays. QMScenarioParser builds it; a program may also fill one in directly.
-class VEYRAKIT_EXPORT QMScenario : public QMObject {
+class QMScenario : public QMObject {
   public:
     QMScenario();
     ~QMScenario() override;

@@ -6,7 +6,7 @@
 // A scenario that cannot be played: raised by the parser with the source's name, the line
 // (1-based; 0 when the problem is not tied to a line, such as an unreadable file) and what is
 // wrong. reason() reads "<source>:<line>: <detail>".
-class VEYRAKIT_EXPORT QMScenarioException : public QMException {
+class QMScenarioException : public QMException {
   public:
     QMScenarioException(const std::string& source, int line, const std::string& detail);
 

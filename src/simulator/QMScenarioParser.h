@@ -12,7 +12,7 @@
 
 // Reads the plain-text scenario format of docs/scenarios.md. Anything malformed raises
 // QMScenarioException naming the line and what is wrong; a scenario that parses is playable.
-class VEYRAKIT_EXPORT QMScenarioParser : public QMObject {
+class QMScenarioParser : public QMObject {
   public:
     static std::shared_ptr<QMScenario> parse(const std::string& text,
                                              const std::string& sourceName = "scenario");

@@ -37,7 +37,7 @@ enum class QMScenarioPlayerKind { AVPlayer, MPMoviePlayer };
 
 // One step: when it runs (milliseconds after the start of the simulation), what it does and
 // the arguments its action takes. Fields that an action does not use keep their defaults.
-struct VEYRAKIT_EXPORT QMScenarioStep {
+struct QMScenarioStep {
     int line = 0;  // where it was written (a timed stall's recovery: the stall's line)
     int64_t atMillis = 0;
     QMScenarioAction action = QMScenarioAction::Play;

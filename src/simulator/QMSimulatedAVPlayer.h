@@ -7,7 +7,7 @@
 // Drives an AVPlayer and its item. The item is made from the scenario's URL (or from an asset
 // that is not a URL asset) and is the player's current item from the start, still loading:
 // status unknown, buffer empty.
-class VEYRAKIT_EXPORT QMSimulatedAVPlayer : public QMSimulatedPlayer {
+class QMSimulatedAVPlayer : public QMSimulatedPlayer {
   public:
     QMSimulatedAVPlayer(std::shared_ptr<QMScenario> scenario, std::shared_ptr<QMSimulatedStream> stream);
     ~QMSimulatedAVPlayer() override;

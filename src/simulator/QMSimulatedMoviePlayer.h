@@ -6,7 +6,7 @@
 
 // Drives an MPMoviePlayerController made with the scenario's URL, stopped and with an unknown
 // load state at first.
-class VEYRAKIT_EXPORT QMSimulatedMoviePlayer : public QMSimulatedPlayer {
+class QMSimulatedMoviePlayer : public QMSimulatedPlayer {
   public:
     QMSimulatedMoviePlayer(std::shared_ptr<QMScenario> scenario, std::shared_ptr<QMSimulatedStream> stream);
     ~QMSimulatedMoviePlayer() override;

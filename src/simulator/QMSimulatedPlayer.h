@@ -12,7 +12,7 @@
 // the viewer asked for, whether the item is ready, stalled or over, when the first access-log
 // event opens (when the playhead first moves) and how much media was watched. Subclasses apply
 // the changes to their model.
-class VEYRAKIT_EXPORT QMSimulatedPlayer : public QMObject {
+class QMSimulatedPlayer : public QMObject {
   public:
     QMSimulatedPlayer(std::shared_ptr<QMScenario> scenario, std::shared_ptr<QMSimulatedStream> stream);
     ~QMSimulatedPlayer() override;

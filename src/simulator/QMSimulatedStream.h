@@ -14,7 +14,7 @@
 // The stream behind a simulated player: the variant being played and the figures of the
 // current access-log event. Every figure follows from the scenario and the simulated clock
 // (docs/scenarios.md gives the formulas), so tests can predict them exactly.
-class VEYRAKIT_EXPORT QMSimulatedStream : public QMObject {
+class QMSimulatedStream : public QMObject {
   public:
     struct Figures {
         std::optional<std::string> URI;

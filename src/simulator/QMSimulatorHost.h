@@ -5,7 +5,7 @@
 
 // What the application around a simulated player does at the scenario's host steps: the demo
 // and the tests route these calls to the monitoring facade. Every call does nothing by default.
-class VEYRAKIT_EXPORT QMSimulatorHost : public QMObject {
+class QMSimulatorHost : public QMObject {
   public:
     QMSimulatorHost();
     ~QMSimulatorHost() override;

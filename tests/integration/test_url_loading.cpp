@@ -17,8 +17,8 @@
 #include "platform/QMTimer.h"
 #include "platform/QMURLConnection.h"
 #include "platform/QMURLSession.h"
-#include "platform/QMURLStubRegistry.h"
 #include "support/QMRecordingConnectionDelegate.h"
+#include "support/QMURLStubRegistry.h"
 
 namespace {
 

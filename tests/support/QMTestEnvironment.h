@@ -8,7 +8,7 @@
 
 #include "platform/QMConsole.h"
 #include "platform/QMRunLoop.h"
-#include "platform/QMURLStubRegistry.h"
+#include "support/QMURLStubRegistry.h"
 
 // Base fixture for tests that run the SDK on virtual time: a fresh QMVirtualRunLoop as the main
 // loop, URL loading answered by the stub registry, the console captured, user defaults and the

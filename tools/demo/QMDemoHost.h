@@ -1,7 +1,7 @@
 #pragma once
 #include <functional>
 
-#include "players/avplayer/QMFacadeSimulatorHost.h"
+#include "simulator/QMFacadeSimulatorHost.h"
 
 // The demo's application around the simulated player: host steps reach the monitoring facade;
 // when the scenario has nothing more to do, the app leaves the player screen

@@ -3,9 +3,9 @@
 #include <filesystem>
 #include <utility>
 
-#include "core/QMMonitoringSessions.h"
 #include "core/QMObjectRepository.h"
 #include "demo/QMDemoHost.h"
+#include "facade/QMMonitoringSessions.h"
 #include "platform/QMRunLoop.h"
 #include "veyrakit/QMCustomMetadata.h"
 #include "veyrakit/QMVeyraKit.h"

@@ -13,7 +13,7 @@
 // that report carries the bitrate of the period that just ended, later ones the new bitrate. Also
 // the entry point for the list of available bitrates, sent once as an AVAILABLE_BITRATES report
 // (held back until the session id is known).
-class VEYRAKIT_EXPORT QMAVPlayerBitrateMetric : public QMAVPlayerStatelessMetric {
+class QMAVPlayerBitrateMetric : public QMAVPlayerStatelessMetric {
   public:
     // Bitrate not yet known.
     static constexpr int64_t UNKNOWN_BITRATE = -2;

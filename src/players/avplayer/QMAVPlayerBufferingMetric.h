@@ -14,7 +14,7 @@ class QMVeyraPlugin;
 // as a JOIN_TIME report, and the buffering that interrupts playback afterwards, reported with
 // every periodical report. A join report made before the session id is known is held back
 // until the plugin's "sessionId" is set.
-class VEYRAKIT_EXPORT QMAVPlayerBufferingMetric : public QMStatefulMetric {
+class QMAVPlayerBufferingMetric : public QMStatefulMetric {
   public:
     static const std::string& STATE_BUFFERING();                   // "buffering"
     static const std::string& STATE_CURRENT_BUFFERING();           // "currentBuffering"

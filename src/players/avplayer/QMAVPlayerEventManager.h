@@ -3,7 +3,7 @@
 
 // The handlers of an AVPlayer plugin: the media error handler only. (The diagnostic reporter is
 // owned by the plugin, not handled here.)
-class VEYRAKIT_EXPORT QMAVPlayerEventManager : public QMEventManager {
+class QMAVPlayerEventManager : public QMEventManager {
   public:
     QMAVPlayerEventManager();
 };

@@ -8,7 +8,7 @@
 // Time watched in full screen: the time during which the player plays, does not buffer and its
 // view is full screen. An AVPlayer knows nothing of its view's size, so the host reports size
 // changes through the plugin (onSizeChanged). Advertisements do not pause this metric.
-class VEYRAKIT_EXPORT QMAVPlayerFullScreenMetric : public QMAVPlayerPlayingStateMetric {
+class QMAVPlayerFullScreenMetric : public QMAVPlayerPlayingStateMetric {
   public:
     static const std::string& STATE_FULL_SCREEN();                   // "fullScreenAndPlaying"
     static const std::string& STATE_CURRENT_INTERVAL_FULL_SCREEN();  // "currentFullScreenAndPlaying"

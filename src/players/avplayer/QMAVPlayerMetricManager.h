@@ -5,7 +5,7 @@
 // 2 playback, 3 viewing time, 4 full screen, 5 elapsed time. They are made in the order 1, 3, 0,
 // 2, 4, 5, each taking the current plugin from the repository; that order is also the order in
 // which their "sessionId" observations see the session id, hence of their held-back reports.
-class VEYRAKIT_EXPORT QMAVPlayerMetricManager : public QMMetricManager {
+class QMAVPlayerMetricManager : public QMMetricManager {
   public:
     QMAVPlayerMetricManager();
 };

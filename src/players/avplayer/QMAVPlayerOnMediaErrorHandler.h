@@ -10,7 +10,7 @@ class QMVeyraPlugin;
 // Sends one PLAYBACK_ERROR report when the player fails and ends the session. Watches the
 // status of the item that is current when the handlers are attached; when the failure comes
 // before the session exists (no on-demand reporter yet), waits for the plugin's "sessionId".
-class VEYRAKIT_EXPORT QMAVPlayerOnMediaErrorHandler : public QMEventHandler {
+class QMAVPlayerOnMediaErrorHandler : public QMEventHandler {
   public:
     // Takes the current plugin and its player from the repository.
     QMAVPlayerOnMediaErrorHandler();

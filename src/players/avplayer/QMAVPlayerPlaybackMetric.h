@@ -14,7 +14,7 @@ class QMTimer;
 // duration once more as a PLAYBACK_DURATION report (held back until the session id is known);
 // and the end of playback: when the item plays to its end or the host stops playback, one last
 // unscheduled periodical report carrying "playbackCompleted", after which the plugin is destroyed.
-class VEYRAKIT_EXPORT QMAVPlayerPlaybackMetric : public QMAVPlayerStatelessMetric {
+class QMAVPlayerPlaybackMetric : public QMAVPlayerStatelessMetric {
   public:
     // Observes the current item's "duration" at once (the plugin's "sessionId" too).
     QMAVPlayerPlaybackMetric();

@@ -9,7 +9,7 @@ class AVPlayer;
 // A stateful metric that follows whether an AVPlayer plays and whether it waits for data: it
 // observes the current item's buffer key paths and the player's "rate" and turns their changes
 // into the four events its subclasses handle.
-class VEYRAKIT_EXPORT QMAVPlayerPlayingStateMetric : public QMStatefulMetric {
+class QMAVPlayerPlayingStateMetric : public QMStatefulMetric {
   public:
     virtual void handleUnpause() = 0;
     virtual void handlePause() = 0;

@@ -10,7 +10,7 @@ class QMVeyraPlugin;
 
 // What the stateless AVPlayer metrics share: the plugin and player of the repository at creation,
 // and a one-shot report held back until the plugin's "sessionId" is set.
-class VEYRAKIT_EXPORT QMAVPlayerStatelessMetric : public QMStatelessMetric {
+class QMAVPlayerStatelessMetric : public QMStatelessMetric {
   public:
     ~QMAVPlayerStatelessMetric() override;
 

@@ -4,7 +4,7 @@
 #include "core/QMVeyraPlugin.h"
 #include "platform/QMFormat.h"
 #include "platform/QMTimer.h"
-#include "veyrakit/VeyraKit.h"
+#include "veyrakit/VeyraKitGlobals.h"
 
 namespace {
 constexpr double kAliveIntervalSeconds = 60.0;

@@ -12,7 +12,7 @@ class QMVeyraPlugin;
 // The time frame of every periodical report: wall-clock time since collection started, time since
 // the previous report, the configured report period, and a liveness flag that a one-minute timer
 // raises and every report lowers. It does not look at the player.
-class VEYRAKIT_EXPORT QMAVPlayerTimeUtilMetric : public QMStatefulMetric {
+class QMAVPlayerTimeUtilMetric : public QMStatefulMetric {
   public:
     static const std::string& STATE_TOTAL_ELAPSED();    // "totalElapsed"
     static const std::string& STATE_CURRENT_ELAPSED();  // "currentElapsed"

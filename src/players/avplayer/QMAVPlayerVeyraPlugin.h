@@ -6,7 +6,7 @@
 #include "core/QMVeyraPlugin.h"
 #include "platform/QMNotificationCenter.h"
 #include "platform/avfoundation/AVPlayer.h"
-#include "veyrakit/QMVeyraKit.h"
+#include "veyrakit/QMCustomMetadata.h"
 
 // The plugin that monitors one AVPlayer: takes the playback URL and stream type from the
 // player's current item, converts the host's metadata, starts the session when the player's rate
@@ -15,7 +15,7 @@
 // "destroy" notification (the session request gave up).
 //
 // Make it with std::make_shared, then initWithParams; or use pluginWithParams.
-class VEYRAKIT_EXPORT QMAVPlayerVeyraPlugin : public QMVeyraPlugin {
+class QMAVPlayerVeyraPlugin : public QMVeyraPlugin {
   public:
     QMAVPlayerVeyraPlugin();
     ~QMAVPlayerVeyraPlugin() override;

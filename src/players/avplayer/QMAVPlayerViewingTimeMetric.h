@@ -14,7 +14,7 @@
 // (distinct whole seconds of the media timeline the playhead passed while playing, times 1000),
 // each as a session total and for the current report interval. The playhead is sampled by a
 // periodic time observer of the player every 0.25 s.
-class VEYRAKIT_EXPORT QMAVPlayerViewingTimeMetric : public QMAVPlayerPlayingStateMetric {
+class QMAVPlayerViewingTimeMetric : public QMAVPlayerPlayingStateMetric {
   public:
     // Whole seconds of media time, as "%i" text; used as a set.
     using ViewedTimeMap = std::set<std::string>;

@@ -6,7 +6,7 @@
 #include "platform/QMURL.h"
 
 // The kind of stream a media URL names, as the session request carries it ("streamType").
-class VEYRAKIT_EXPORT QMStreamType : public QMObject {
+class QMStreamType : public QMObject {
   public:
     QMStreamType() = delete;
 

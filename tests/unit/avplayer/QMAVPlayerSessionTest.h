@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "core/QMMonitoringSessions.h"
+#include "facade/QMMonitoringSessions.h"
 #include "platform/QMNotificationCenter.h"
 #include "players/avplayer/QMAVPlayerVeyraPlugin.h"
-#include "players/avplayer/QMFacadeSimulatorHost.h"
+#include "simulator/QMFacadeSimulatorHost.h"
 #include "simulator/QMPlayerSimulator.h"
 #include "simulator/QMScenarioParser.h"
 #include "unit/core/QMCoreTestSupport.h"

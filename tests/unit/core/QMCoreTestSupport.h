@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "core/QMMonitoringSessions.h"
 #include "core/QMObjectRepository.h"
 #include "core/QMVeyraPlugin.h"
 #include "events/QMEventManager.h"
+#include "facade/QMMonitoringSessions.h"
 #include "metrics/QMMetricManager.h"
 #include "support/QMTestEnvironment.h"
 #include "veyrakit/VeyraKit.h"

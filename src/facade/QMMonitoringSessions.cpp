@@ -1,4 +1,4 @@
-#include "core/QMMonitoringSessions.h"
+#include "facade/QMMonitoringSessions.h"
 
 #include <utility>
 

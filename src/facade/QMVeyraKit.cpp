@@ -3,8 +3,8 @@
 #include <exception>
 #include <functional>
 
-#include "core/QMMonitoringSessions.h"
 #include "core/QMVeyraPlugin.h"
+#include "facade/QMMonitoringSessions.h"
 #include "logging/QMLogger.h"
 #include "platform/QMFormat.h"
 #include "players/avplayer/QMAVPlayerVeyraPlugin.h"

@@ -1,9 +1,12 @@
-#include "platform/QMURLStubRegistry.h"
+#include "support/QMURLStubRegistry.h"
 
 #include <strings.h>
 
 #include <algorithm>
 #include <utility>
+
+#include "platform/QMRunLoop.h"
+#include "support/QMStubURLTransport.h"
 
 namespace {
 
@@ -42,8 +45,11 @@ QMURLStubRegistry& QMURLStubRegistry::shared() {
 }
 
 void QMURLStubRegistry::enable() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    enabled_ = true;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        enabled_ = true;
+    }
+    QMRunLoop::mainRunLoop()->setURLTransport(std::make_shared<QMStubURLTransport>(*this));
 }
 
 void QMURLStubRegistry::disable() {

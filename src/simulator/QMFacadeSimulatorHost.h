@@ -6,7 +6,7 @@
 // The application around a simulated player, as a monitored host: the scenario's host steps
 // become the facade's class operations (advertisements, size changes, stop, fault report), which
 // reach the current AVPlayer plugin.
-class VEYRAKIT_EXPORT QMFacadeSimulatorHost : public QMSimulatorHost {
+class QMFacadeSimulatorHost : public QMSimulatorHost {
   public:
     QMFacadeSimulatorHost();
     ~QMFacadeSimulatorHost() override;

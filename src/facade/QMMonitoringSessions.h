@@ -11,7 +11,7 @@
 // replace the player plugins' own factories (hosts embedding a custom plugin, tests). A creator
 // returns the initialised plugin, or nothing when the plugin refused to initialise; it may throw.
 // Without a creator the facade calls the player plugin's factory.
-class VEYRAKIT_EXPORT QMMonitoringSessions {
+class QMMonitoringSessions {
   public:
     template <typename Player>
     using Creator = std::function<std::shared_ptr<QMVeyraPlugin>(

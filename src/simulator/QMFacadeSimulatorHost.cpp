@@ -1,4 +1,4 @@
-#include "players/avplayer/QMFacadeSimulatorHost.h"
+#include "simulator/QMFacadeSimulatorHost.h"
 
 #include "veyrakit/QMVeyraKit.h"
 

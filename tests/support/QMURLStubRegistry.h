@@ -11,12 +11,12 @@
 #include "platform/QMObject.h"
 #include "platform/QMURLRequest.h"
 
-// Test double for URL loading. While the registry is enabled every connection and data task is
-// answered here instead of on the network: the first stub whose matcher accepts the request (and
-// that has answers left) answers it; a request no stub matches fails with
-// NSURLErrorCannotConnectToHost. Every request is recorded, matched or not.
-// Answers are delivered through the main run loop (virtual clock aware), never synchronously.
-struct VEYRAKIT_EXPORT QMStubResponse {
+// Test double for URL loading, behind the run loop's URL transport seam. While the registry is
+// enabled every connection and data task on the main loop is answered here instead of on the network: the
+// first stub whose matcher accepts the request (and that has answers left) answers it; a request no stub
+// matches fails with NSURLErrorCannotConnectToHost. Every request is recorded, matched or not. Answers are
+// delivered through the main run loop (virtual clock aware), never synchronously.
+struct QMStubResponse {
     long status = 200;
     QMURLRequest::Headers headers;
     std::vector<std::string> chunks;   // body, in the chunks the delegate receives
@@ -28,7 +28,7 @@ struct VEYRAKIT_EXPORT QMStubResponse {
     static QMStubResponse fail(long code = NSURLErrorCannotConnectToHost);
 };
 
-struct VEYRAKIT_EXPORT QMRecordedRequest {
+struct QMRecordedRequest {
     std::string method;
     std::string url;
     QMURLRequest::Headers headers;
@@ -37,15 +37,19 @@ struct VEYRAKIT_EXPORT QMRecordedRequest {
     std::optional<std::string> header(const std::string& field) const;  // case-insensitive
 };
 
-class VEYRAKIT_EXPORT QMURLStubRegistry {
+class QMURLStubRegistry {
   public:
     using Matcher = std::function<bool(const QMURLRequest&)>;
     using Responder = std::function<QMStubResponse(const QMURLRequest&)>;
 
     static QMURLStubRegistry& shared();
 
-    void enable();   // from now on, nothing reaches the network
-    void disable();  // back to the network; stubs and records are cleared
+    // Installs the stub transport on the current main loop; from now on nothing from that loop
+    // reaches the network.
+    void enable();
+    // Back to the network (the stub transport hands every exchange to libcurl while disabled);
+    // stubs and records are cleared.
+    void disable();
     bool isEnabled() const;
 
     // `times` answers at most (-1: unlimited). Returns an id for removeStub.

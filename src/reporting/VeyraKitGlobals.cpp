@@ -1,4 +1,4 @@
-#include "veyrakit/VeyraKit.h"
+#include "veyrakit/VeyraKitGlobals.h"
 
 int32_t INTERVAL_LENGTH = 10;
 const std::string METRIC_PULSE_NUMBER = "pulseNumber";

@@ -1,0 +1,15 @@
+cmake_minimum_required(VERSION 3.25)
+# The shared library a host links exports the SDK and the platform API, and nothing of the test
+# doubles or the simulator: `nm -D --defined-only` of it must name none of them.
+execute_process(COMMAND nm -D --defined-only -C ${LIBRARY} RESULT_VARIABLE result OUTPUT_VARIABLE symbols)
+if(NOT result EQUAL 0)
+  message(FATAL_ERROR "nm could not read ${LIBRARY}")
+endif()
+string(REGEX MATCHALL "[^\n]*(Simulat|Scenario|Stub|QMTest)[^\n]*" leaked "${symbols}")
+if(leaked)
+  string(REPLACE ";" "\n" leaked "${leaked}")
+  message(FATAL_ERROR "libveyrakit exports test or simulator code:\n${leaked}")
+endif()
+if(NOT symbols MATCHES "QMVeyraKit::pluginWithAVPlayer")
+  message(FATAL_ERROR "libveyrakit does not export the host API")
+endif()
