@@ -15,7 +15,7 @@ else
   CMAKE_FLAGS += -DCMAKE_BUILD_TYPE=RelWithDebInfo
 endif
 
-.PHONY: all bootstrap configure build test demo install clean bench format format-check
+.PHONY: all bootstrap configure build test demo install clean bench format format-check tidy
 
 all: build
 
@@ -53,3 +53,12 @@ format:
 
 format-check:
 	@clang-format --dry-run --Werror $(FORMAT_SOURCES)
+
+# clang-tidy (bugprone and performance checks, .clang-tidy) over the library and the tools, with
+# the compile commands of the normal build; any finding fails.
+TIDY_SOURCES = $(shell git ls-files -- 'src/*.cpp' 'tools/*.cpp')
+
+tidy: configure
+	@run-clang-tidy -quiet -p $(BUILD_DIR) -j $(JOBS) -extra-arg=-Wno-unknown-warning-option $(TIDY_SOURCES) \
+	  > $(BUILD_DIR)/tidy.log 2>&1 || { grep -E 'error:|warning:' $(BUILD_DIR)/tidy.log | sort -u; exit 1; }
+	@echo "clang-tidy: no findings"
