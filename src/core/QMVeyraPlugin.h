@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "core/QMSessionStartProtocol.h"
 #include "platform/QMJSON.h"
 #include "platform/QMObject.h"
 #include "platform/QMURL.h"
@@ -121,15 +122,11 @@ class VEYRAKIT_EXPORT QMVeyraPlugin : public QMObject, public QMURLConnectionDel
     virtual void stopAds();
 
   private:
-    void buildUniqueViewerData();
-    void buildInitLog();
-    bool isBlank(const std::optional<std::string>& value) const;
-    QMJSON sessionRequestBody() const;
+    QMSessionStartProtocol::Fields sessionFields() const;
     void sendSessionRequest(const QMJSON& body);
-    void applySessionResponse(const std::optional<QMJSON>& response);
-    bool applyThrottle(const std::optional<QMJSON>& response);
-    void storeOfferedViewerId(const std::optional<QMJSON>& response);
-    void acceptSessionId(const std::string& sessionId, const std::optional<QMJSON>& response);
+    void applySessionAnswer(const QMSessionStartProtocol::Answer& answer);
+    bool applyThrottle(const QMSessionStartProtocol::Answer& answer);
+    void acceptSessionId(const QMSessionStartProtocol::Answer& answer);
 
     std::shared_ptr<QMMetricManager> metricManager_;
     std::shared_ptr<QMOnDemandReporter> onDemandReporter_;
