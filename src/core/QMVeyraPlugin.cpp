@@ -1,23 +1,17 @@
 #include "core/QMVeyraPlugin.h"
 
-#include <algorithm>
-#include <cctype>
-#include <climits>
-#include <cmath>
 #include <utility>
 
 #include "core/QMObjectRepository.h"
 #include "events/QMEventManager.h"
 #include "logging/QMLogger.h"
 #include "metrics/QMMetricManager.h"
-#include "platform/QMException.h"
 #include "platform/QMFormat.h"
 #include "platform/QMNotificationCenter.h"
-#include "platform/QMRegularExpression.h"
 #include "platform/QMTimer.h"
-#include "platform/QMURLRequest.h"
 #include "platform/QMUserDefaults.h"
 #include "platform/UIDevice.h"
+#include "reporting/QMJSONPostRequest.h"
 #include "reporting/QMOnDemandReporter.h"
 #include "reporting/QMPeriodicalReporter.h"
 #include "reporting/QMReportType.h"
@@ -27,45 +21,6 @@
 namespace {
 
 const std::string kViewerIdDefaultsKey = "viewerId";
-
-const QMJSON* member(const std::optional<QMJSON>& object, const std::string& key) {
-    if (!object || !object->is_object()) {
-        return nullptr;
-    }
-    auto it = object->find(key);
-    return it == object->end() ? nullptr : &*it;
-}
-
-// Text appended to a mutable string: only strings can be appended; anything else raises as the
-// platform string does when handed an object that is not a string.
-const std::string& appendableText(const QMJSON& value) {
-    if (!value.is_string()) {
-        throw QMInvalidArgumentException(
-            QMFormat("-[NSMutableString appendString:]: argument is not a string: %@", value));
-    }
-    return value.get_ref<const std::string&>();
-}
-
-std::string elementText(const QMJSON& value) {
-    return value.is_string() ? value.get<std::string>() : QMDescription(value);
-}
-
-// "AMT: {genre:[a, b, ]}, ": the closing bracket is written once for the whole block.
-void appendMetadataBlock(std::string& log, const std::string& label, const QMJSON& metadata) {
-    log += label + ": {";
-    if (metadata.is_array()) {
-        for (const auto& item : metadata) {
-            const QMJSON* key = item.is_object() && item.contains("key") ? &item["key"] : nullptr;
-            log += (key ? elementText(*key) : std::string()) + ":[";
-            if (item.is_object() && item.contains("values") && item["values"].is_array()) {
-                for (const auto& value : item["values"]) {
-                    log += elementText(value) + ", ";
-                }
-            }
-        }
-    }
-    log += "]}, ";
-}
 
 }  // namespace
 
@@ -105,8 +60,9 @@ std::shared_ptr<QMVeyraPlugin> QMVeyraPlugin::initWithParams(
     auto self = selfAs<QMVeyraPlugin>();
     QMObjectRepository::getRepositoryInstance()->setPlugin(self);
 
-    buildUniqueViewerData();
-    buildInitLog();
+    uniqueViewerData_ = QMSessionStartProtocol::uniqueViewerData(
+        QMUserDefaults::standardUserDefaults()->objectForKey(kViewerIdDefaultsKey));
+    initLog_ = QMSessionStartProtocol::initLog(sessionFields(), pluginMetadata_);
 
     if (playbackUrl_) {
         registerEventHandlers();
@@ -125,51 +81,18 @@ std::shared_ptr<QMVeyraPlugin> QMVeyraPlugin::initWithParams(
     return self;
 }
 
-void QMVeyraPlugin::buildUniqueViewerData() {
-    if (uniqueViewerData_.is_null()) {
-        uniqueViewerData_ = QMJSON::array();
-    }
-    std::optional<QMJSON> stored = QMUserDefaults::standardUserDefaults()->objectForKey(kViewerIdDefaultsKey);
-    const bool present = stored && !stored->is_null() &&
-                         !(stored->is_string() && stored->get_ref<const std::string&>().empty());
-    if (present) {
-        // The stored id goes out bare, the cookie flag as an array: the server expects both forms.
-        uniqueViewerData_ =
-            QMJSON::array({QMJSON{{"key", "viewerId"}, {"values", *stored}},
-                           QMJSON{{"key", "viewerIdInCookie"}, {"values", QMJSON::array({"true"})}}});
-    } else {
-        uniqueViewerData_ =
-            QMJSON::array({QMJSON{{"key", "viewerIdInCookie"}, {"values", QMJSON::array({"false"})}}});
-    }
-}
-
-void QMVeyraPlugin::buildInitLog() {
-    std::string log = "URL: '";
-    if (!playbackUrl_) {
-        throw QMInvalidArgumentException("*** -[NSMutableString appendString:]: nil argument");
-    }
-    log += playbackUrl_->absoluteString();
-    log += "', ST: '" + streamType_.value_or("");
-    log += "', AID: '" + assetId_.value_or("");
-    log += "', VID: '" + viewerId_.value_or("");
-    log += "', CID: '" + qmrCID_.value_or("");
-    log += "', AT: '" + assetType_.value_or("");
-    log += "', AN: '" + assetName_.value_or("");
-    log += "', ";
-    if (assetMetadata_) {
-        appendMetadataBlock(log, "AMT", *assetMetadata_);
-    }
-    if (viewerMetadata_) {
-        appendMetadataBlock(log, "VMT", *viewerMetadata_);
-    }
-    if (pluginMetadata_) {
-        log += "PMT: {";
-        for (const auto& [key, value] : *pluginMetadata_) {
-            log += key + ": '" + value + "', ";
-        }
-        log += "]}, ";
-    }
-    initLog_ = std::move(log);
+QMSessionStartProtocol::Fields QMVeyraPlugin::sessionFields() const {
+    return {
+        .mediaUrl = playbackUrl_ ? std::optional<std::string>(playbackUrl_->absoluteString()) : std::nullopt,
+        .streamType = streamType_,
+        .assetId = assetId_,
+        .qmrCID = qmrCID_,
+        .assetType = assetType_,
+        .assetName = assetName_,
+        .viewerId = viewerId_,
+        .assetMetadata = assetMetadata_,
+        .viewerMetadata = viewerMetadata_,
+        .uniqueViewerData = uniqueViewerData_};
 }
 
 void QMVeyraPlugin::setMetricManager(std::shared_ptr<QMMetricManager> metricManager) {
@@ -281,72 +204,28 @@ void QMVeyraPlugin::getSessionIdFromServer(bool startImmediately) {
     if (destroyed_) {
         return;
     }
-    if (isBlank(assetId_)) {
+    if (QMSessionStartProtocol::isBlank(assetId_)) {
         QMLogger::error("Missing mandatory field 'assetId'. Agent will shutdown...", "X");
         destroy();
         return;
     }
-    if (isBlank(qmrCID_)) {
+    if (QMSessionStartProtocol::isBlank(qmrCID_)) {
         QMLogger::error("Missing mandatory field 'qmrCID'. Agent will shutdown...", "X");
         destroy();
         return;
     }
-    const QMJSON body = sessionRequestBody();
+    const QMJSON body = QMSessionStartProtocol::requestBody(sessionFields());
     QMLogger::info(initLog_, "I");
     sendSessionRequest(body);
 }
 
-bool QMVeyraPlugin::isBlank(const std::optional<std::string>& value) const {
-    if (!value) {
-        return true;
-    }
-    auto pattern =
-        QMRegularExpression::regularExpressionWithPattern("^[\\s]*$", NSRegularExpressionCaseInsensitive);
-    return pattern && pattern->numberOfMatchesInString(*value) > 0;
-}
-
-QMJSON QMVeyraPlugin::sessionRequestBody() const {
-    QMJSON body = QMJSON::object();
-    body["assetId"] = *assetId_;
-    body["qmrCID"] = *qmrCID_;
-    if (assetName_) {
-        body["assetName"] = *assetName_;
-    }
-    if (viewerId_) {
-        body["viewerId"] = *viewerId_;
-    }
-    body["protocolVersion"] = "1.1";
-    if (playbackUrl_) {
-        body["mediaUrl"] = playbackUrl_->absoluteString();
-    }
-    if (streamType_) {
-        body["streamType"] = *streamType_;
-    }
-    if (assetType_) {
-        body["assetType"] = *assetType_;
-    }
-    if (assetMetadata_) {
-        body["assetMetadata"] = *assetMetadata_;
-    }
-    if (viewerMetadata_) {
-        body["viewerMetadata"] = *viewerMetadata_;
-    }
-    body["uniqueViewerData"] = uniqueViewerData_;
-    return body;
-}
-
 void QMVeyraPlugin::sendSessionRequest(const QMJSON& body) {
-    auto request =
-        QMURLRequest::requestWithURL(QMURL::URLWithString(QMFormat("%@/player/init", serverHost_)));
-    request->setHTTPMethod("POST");
     auto device = UIDevice::currentDevice();
-    request->setValue(QMFormat("%@/%@ (%@; CPU %@ %@ like Mac OS X)", "iosApp", "5.0", device->model(),
-                               device->systemName(), device->systemVersion()),
-                      "User-Agent");
-    std::string data = QMJSONSerialization::dataWithJSONObject(body);
-    request->setValue("application/json", "Content-Type");
-    request->setValue(QMFormat("%ld", static_cast<long>(data.size())), "Content-Length");
-    request->setHTTPBody(std::move(data));
+    auto request = QMJSONPostRequest::requestWithURL(
+        QMURL::URLWithString(QMSessionStartProtocol::initURLString(serverHost_)),
+        QMJSONSerialization::dataWithJSONObject(body),
+        {{"User-Agent", QMSessionStartProtocol::userAgent(device->model(), device->systemName(),
+                                                          device->systemVersion())}});
     QMURLConnection::connectionWithRequest(request, selfAs<QMVeyraPlugin>(), true);
 }
 
@@ -367,75 +246,60 @@ void QMVeyraPlugin::connectionDidFinishLoading(QMURLConnection&) {
         QMLogger::error("SessionId is obtained but reporting mechanism is destroyed. ", "X");
         return;
     }
-    applySessionResponse(QMJSONSerialization::JSONObjectWithData(connectionData_.value_or("")));
+    applySessionAnswer(QMSessionStartProtocol::readAnswer(connectionData_.value_or("")));
 }
 
-void QMVeyraPlugin::applySessionResponse(const std::optional<QMJSON>& response) {
-    if (const QMJSON* queueSize = member(response, "logQueueSize")) {
-        setLOQ_QUEUE_SIZE(QMJSONIntValue(*queueSize));
-        if (const QMJSON* sendLog = member(response, "sendLog")) {
-            setIsLogReporter(QMJSONIntValue(*sendLog) != 0);
+void QMVeyraPlugin::applySessionAnswer(const QMSessionStartProtocol::Answer& answer) {
+    if (answer.logQueueSize) {
+        setLOQ_QUEUE_SIZE(*answer.logQueueSize);
+        if (answer.sendLog) {
+            setIsLogReporter(*answer.sendLog);
         }
     }
     QMLogger::info(QMFormat("log queue size:%d", LOQ_QUEUE_SIZE_), "T");
+    INTERVAL_LENGTH = answer.intervalLength;
 
-    const QMJSON* interval = member(response, "intervalSeconds");
-    INTERVAL_LENGTH = (interval ? QMJSONIntValue(*interval) : 0) / 1000;  // milliseconds on the wire
-
-    if (applyThrottle(response)) {
+    if (applyThrottle(answer)) {
         return;  // the buffer is kept on the throttled paths
     }
-
-    const QMJSON* sessionId = member(response, "sessionId");
-    if (!sessionId || sessionId->is_null()) {
+    if (!answer.sessionId) {
         QMLogger::error("sessionID is null", "X");
         destroy();
     } else {
-        acceptSessionId(elementText(*sessionId), response);
+        acceptSessionId(answer);
     }
     connectionData_.reset();
 }
 
-bool QMVeyraPlugin::applyThrottle(const std::optional<QMJSON>& response) {
-    const QMJSON* skipReports = member(response, "skipReports");
-    const int32_t skip = skipReports ? QMJSONIntValue(*skipReports) : 0;
-    if (skip < 1 && skip != -1) {
+bool QMVeyraPlugin::applyThrottle(const QMSessionStartProtocol::Answer& answer) {
+    using Throttle = QMSessionStartProtocol::Throttle;
+    const Throttle throttle = QMSessionStartProtocol::throttleOf(answer.skipReports);
+    if (throttle == Throttle::Proceed) {
         return false;
     }
-    // The value is appended as received, so only a textual skipReports gets past this line.
-    QMLogger::info("skipReports: " + appendableText(*skipReports), "IR");
-    if (skip == -1) {
+    QMLogger::info(QMSessionStartProtocol::throttleLogLine(answer), "IR");
+    if (throttle == Throttle::ShutDown) {
         destroy();
         return true;
     }
     auto self = selfAs<QMVeyraPlugin>();
     QMTimer::scheduledTimerWithTimeInterval(
-        static_cast<double>(static_cast<int32_t>(static_cast<int64_t>(skip) * INTERVAL_LENGTH)),
+        QMSessionStartProtocol::retryDelaySeconds(answer.skipReports, INTERVAL_LENGTH),
         [self](QMTimer&) { self->onRetryTimeReached(); }, false);
     return true;
 }
 
-void QMVeyraPlugin::storeOfferedViewerId(const std::optional<QMJSON>& response) {
-    const QMJSON* offered = member(response, "offerViewerId");
-    if (!offered || offered->is_null() ||
-        (offered->is_string() && offered->get_ref<const std::string&>() == "null")) {
-        return;
+void QMVeyraPlugin::acceptSessionId(const QMSessionStartProtocol::Answer& answer) {
+    if (answer.offeredViewerId) {
+        auto defaults = QMUserDefaults::standardUserDefaults();
+        defaults->setObject(*answer.offeredViewerId, kViewerIdDefaultsKey);
+        defaults->synchronize();
     }
-    auto defaults = QMUserDefaults::standardUserDefaults();
-    defaults->setObject(*offered, kViewerIdDefaultsKey);
-    defaults->synchronize();
-}
-
-void QMVeyraPlugin::acceptSessionId(const std::string& sessionId, const std::optional<QMJSON>& response) {
-    storeOfferedViewerId(response);
     setPeriodicalReporter(std::make_shared<QMPeriodicalReporter>());
     setOnDemandReporter(std::make_shared<QMOnDemandReporter>());
-    setSessionId(sessionId);
+    setSessionId(answer.sessionId);
 
-    const QMJSON* skipReports = member(response, "skipReports");
-    QMLogger::info("skipReports: " + (skipReports ? elementText(*skipReports) : std::string()) +
-                       ", sessionId: '" + sessionId + "'",
-                   "IR");
+    QMLogger::info(QMSessionStartProtocol::sessionLogLine(answer), "IR");
     if (startSessionImmediately_ || WaitingForSessionInit_) {
         startSessionImmediately_ = false;
         WaitingForSessionInit_ = false;

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "core/QMSessionStartProtocol.h"
 #include "logging/QMLogSession.h"
 #include "platform/QMJSON.h"
 #include "platform/QMObject.h"
@@ -128,15 +129,11 @@ class QMVeyraPlugin : public QMObject,
     virtual void stopAds();
 
   private:
-    void buildUniqueViewerData();
-    void buildInitLog();
-    bool isBlank(const std::optional<std::string>& value) const;
-    QMJSON sessionRequestBody() const;
+    QMSessionStartProtocol::Fields sessionFields() const;
     void sendSessionRequest(const QMJSON& body);
-    void applySessionResponse(const std::optional<QMJSON>& response);
-    bool applyThrottle(const std::optional<QMJSON>& response);
-    void storeOfferedViewerId(const std::optional<QMJSON>& response);
-    void acceptSessionId(const std::string& sessionId, const std::optional<QMJSON>& response);
+    void applySessionAnswer(const QMSessionStartProtocol::Answer& answer);
+    bool applyThrottle(const QMSessionStartProtocol::Answer& answer);
+    void acceptSessionId(const QMSessionStartProtocol::Answer& answer);
 
     std::shared_ptr<QMMetricManager> metricManager_;
     std::shared_ptr<QMOnDemandReporter> onDemandReporter_;

@@ -8,6 +8,7 @@
 #include "metrics/QMMetric.h"
 #include "metrics/QMMetricManager.h"
 #include "platform/QMFormat.h"
+#include "reporting/QMJSONPostRequest.h"
 #include "reporting/QMReportType.h"
 #include "reporting/QMReportingSession.h"
 #include "reporting/QMRestLoader.h"
@@ -59,9 +60,9 @@ void QMPeriodicalReporter::sendPeriodicalReport(bool unscheduled) {
     auto plugin = currentPlugin();
     const std::optional<std::string> serverHost =
         plugin ? std::optional<std::string>(plugin->serverHost()) : std::nullopt;
-    request_ = QMURLRequest::requestWithURL(QMURL::URLWithString(QMFormat("%@/player/report", serverHost)));
-    request_->setValue("application/json", "Content-Type");
-    request_->setHTTPMethod("POST");
+    // Made before the body: the kept request is replaced even if collecting the values fails.
+    request_ =
+        QMJSONPostRequest::requestWithoutBody(QMURL::URLWithString(QMFormat("%@/player/report", serverHost)));
 
     QMJSON body = QMJSON::object();
     body["type"] = QMReportType::PERIODICAL();
@@ -72,9 +73,7 @@ void QMPeriodicalReporter::sendPeriodicalReport(bool unscheduled) {
     setMetricsDataInTarget(body);
     QMLogger::info(logLine(body), "P");
 
-    const std::string data = QMJSONSerialization::dataWithJSONObject(body);
-    request_->setValue(QMFormat("%ld", static_cast<long>(data.size())), "Content-Length");
-    request_->setHTTPBody(data);
+    QMJSONPostRequest::setBody(*request_, QMJSONSerialization::dataWithJSONObject(body));
     isSendingUnscheduledReport_ = unscheduled;
     startConnection();
 }

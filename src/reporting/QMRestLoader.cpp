@@ -6,20 +6,15 @@
 #include "platform/QMConsole.h"
 #include "platform/QMException.h"
 #include "platform/QMFormat.h"
+#include "reporting/QMJSONPostRequest.h"
 
 namespace {
 constexpr std::size_t kResponseBufferCapacity = 2048;
 }
 
-const std::string& QMRestLoader::CONTENT_TYPE_JSON() {
-    static const std::string value = "application/json";
-    return value;
-}
+const std::string& QMRestLoader::CONTENT_TYPE_JSON() { return QMJSONPostRequest::CONTENT_TYPE_JSON(); }
 
-const std::string& QMRestLoader::HTTP_METHOD_POST() {
-    static const std::string value = "POST";
-    return value;
-}
+const std::string& QMRestLoader::HTTP_METHOD_POST() { return QMJSONPostRequest::HTTP_METHOD_POST(); }
 
 const std::string& QMRestLoader::HTTP_METHOD_GET() {
     static const std::string value = "GET";
@@ -35,9 +30,7 @@ std::shared_ptr<QMRestLoader> QMRestLoader::initWithContentType(const std::strin
 QMRestLoader::QMRestLoader(const std::string& cType, std::shared_ptr<QMURL> withURL,
                            const std::string& httpMethod)
     : cType_(cType), loadingUrl_(std::move(withURL)) {
-    request_ = QMURLRequest::requestWithURL(loadingUrl_);
-    request_->setValue(cType_, "Content-Type");
-    request_->setHTTPMethod(httpMethod);
+    request_ = QMJSONPostRequest::requestWithoutBody(loadingUrl_, {}, cType_, httpMethod);
 }
 
 void QMRestLoader::loadWithData(const std::optional<QMJSON>& data, CompleteCallback onCompleteCallback,
@@ -52,9 +45,7 @@ void QMRestLoader::loadWithData(const std::optional<QMJSON>& data, CompleteCallb
     if (cType_ == CONTENT_TYPE_JSON()) {
         body = QMJSONSerialization::dataWithJSONObject(*data);
     }
-    const long length = body ? static_cast<long>(body->size()) : 0L;
-    request_->setValue(QMFormat("%ld", length), "Content-Length");
-    request_->setHTTPBody(body);
+    QMJSONPostRequest::setBody(*request_, std::move(body));
     startConnection();
 }
 
