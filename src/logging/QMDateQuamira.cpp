@@ -10,5 +10,6 @@ std::string QMDateQuamira::toString(const QMDate& date) {
 
 std::shared_ptr<QMDate> QMDateQuamira::dateFromMillis(int64_t millis) {
     // Integer division first: whole seconds only, truncated toward zero.
-    return QMDate::dateWithTimeIntervalSince1970(static_cast<double>(millis / 1000));
+    const int64_t wholeSeconds = millis / 1000;
+    return QMDate::dateWithTimeIntervalSince1970(static_cast<double>(wholeSeconds));
 }

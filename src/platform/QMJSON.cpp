@@ -91,7 +91,7 @@ void appendJSON(std::string& out, const QMJSON& value, int indentStep, int depth
     auto newline = [&](int level) {
         if (pretty) {
             out += '\n';
-            out.append(static_cast<std::size_t>(level * indentStep), ' ');
+            out.append(static_cast<std::size_t>(level) * static_cast<std::size_t>(indentStep), ' ');
         }
     };
     if (value.is_string()) {
@@ -169,7 +169,7 @@ void appendDescribedString(std::string& out, const std::string& s, bool inCollec
     out += '"';
 }
 
-void appendIndent(std::string& out, int level) { out.append(static_cast<std::size_t>(level * 4), ' '); }
+void appendIndent(std::string& out, int level) { out.append(static_cast<std::size_t>(level) * 4, ' '); }
 
 // A nested collection opens with its own level's indentation, right after the indentation (or
 // "key = ") its parent already wrote: the platform's characteristic "key =     (" layout.

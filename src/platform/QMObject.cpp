@@ -60,6 +60,9 @@ std::string removalParty(const QMObject* object) {
     return object ? classAndAddress(object, " ") : "<(null) 0x0>";
 }
 
+// Registrations held by live objects; an object's own registrations end with it.
+std::atomic<std::size_t> liveObservations{0};
+
 QMInvalidArgumentException notRegistered(const QMObject* observer, const std::string& keyPath,
                                          const QMObject* object) {
     return QMInvalidArgumentException("Cannot remove an observer " + removalParty(observer) +
@@ -71,7 +74,7 @@ QMInvalidArgumentException notRegistered(const QMObject* observer, const std::st
 
 QMObject::QMObject() : liveness_(std::make_shared<const char>('\0')) {}
 
-QMObject::~QMObject() = default;
+QMObject::~QMObject() { liveObservations -= observations_.size(); }
 
 std::string QMObject::className() const { return demangledName(typeid(*this)); }
 
@@ -88,6 +91,7 @@ void QMObject::addObserver(QMObject* observer, const std::string& keyPath, unsig
     observation->context = context;
     std::lock_guard<std::mutex> lock(observationMutex_);
     observations_.push_back(std::move(observation));
+    ++liveObservations;
 }
 
 std::shared_ptr<QMObject::Observation> QMObject::takeObservation(QMObject* observer,
@@ -100,6 +104,7 @@ std::shared_ptr<QMObject::Observation> QMObject::takeObservation(QMObject* obser
             (!matchContext || candidate.context == context)) {
             auto taken = *it;
             observations_.erase(std::next(it).base());
+            --liveObservations;
             return taken;
         }
     }
@@ -126,6 +131,8 @@ std::size_t QMObject::observationCount() const {
     std::lock_guard<std::mutex> lock(observationMutex_);
     return observations_.size();
 }
+
+std::size_t QMObject::liveObservationCount() { return liveObservations.load(); }
 
 void QMObject::willChangeValueForKey(const std::string& key) {}
 

@@ -47,6 +47,8 @@ class VEYRAKIT_EXPORT QMObject : public std::enable_shared_from_this<QMObject> {
     void removeObserver(QMObject* observer, const std::string& keyPath);
     void removeObserver(QMObject* observer, const std::string& keyPath, void* context);
     std::size_t observationCount() const;  // for tests: registrations currently held
+    // Registrations held by every object still alive, process-wide: what nobody removed yet.
+    static std::size_t liveObservationCount();
 
     // Called by observed objects around a change. didChangeValueForKey delivers to every
     // observer registered for the key at that moment, in registration order.

@@ -47,7 +47,7 @@ void enumerateMatches(pcre2_code* code, const std::string& subject, OnMatch onMa
         const uint32_t pairs = pcre2_get_ovector_count(data);
         QMTextCheckingResult result;
         result.ranges.resize(pairs);
-        for (uint32_t i = 0; i < pairs; ++i) {
+        for (std::size_t i = 0; i < pairs; ++i) {
             // A group that did not take part keeps {NSNotFound, 0}.
             if (ovector[2 * i] != PCRE2_UNSET && ovector[2 * i] <= ovector[2 * i + 1]) {
                 result.ranges[i] = QMRange{ovector[2 * i], ovector[2 * i + 1] - ovector[2 * i]};

@@ -13,7 +13,7 @@ std::shared_ptr<AVAsset> assetFor(const QMScenario& scenario) {
 
 }  // namespace
 
-QMSimulatedAVPlayer::QMSimulatedAVPlayer(std::shared_ptr<QMScenario> scenario,
+QMSimulatedAVPlayer::QMSimulatedAVPlayer(const std::shared_ptr<QMScenario>& scenario,
                                          std::shared_ptr<QMSimulatedStream> stream)
     : QMSimulatedPlayer(scenario, std::move(stream)),
       player_(AVPlayer::playerWithPlayerItem(AVPlayerItem::playerItemWithAsset(assetFor(*scenario)))),

@@ -9,7 +9,8 @@
 // status unknown, buffer empty.
 class QMSimulatedAVPlayer : public QMSimulatedPlayer {
   public:
-    QMSimulatedAVPlayer(std::shared_ptr<QMScenario> scenario, std::shared_ptr<QMSimulatedStream> stream);
+    QMSimulatedAVPlayer(const std::shared_ptr<QMScenario>& scenario,
+                        std::shared_ptr<QMSimulatedStream> stream);
     ~QMSimulatedAVPlayer() override;
 
     const std::shared_ptr<AVPlayer>& player() const { return player_; }

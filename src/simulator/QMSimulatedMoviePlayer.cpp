@@ -1,6 +1,6 @@
 #include "simulator/QMSimulatedMoviePlayer.h"
 
-QMSimulatedMoviePlayer::QMSimulatedMoviePlayer(std::shared_ptr<QMScenario> scenario,
+QMSimulatedMoviePlayer::QMSimulatedMoviePlayer(const std::shared_ptr<QMScenario>& scenario,
                                                std::shared_ptr<QMSimulatedStream> stream)
     : QMSimulatedPlayer(scenario, std::move(stream)),
       player_(std::make_shared<MPMoviePlayerController>(QMURL::URLWithString(scenario->url().value_or("")))) {

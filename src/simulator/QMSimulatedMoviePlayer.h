@@ -8,7 +8,8 @@
 // load state at first.
 class QMSimulatedMoviePlayer : public QMSimulatedPlayer {
   public:
-    QMSimulatedMoviePlayer(std::shared_ptr<QMScenario> scenario, std::shared_ptr<QMSimulatedStream> stream);
+    QMSimulatedMoviePlayer(const std::shared_ptr<QMScenario>& scenario,
+                           std::shared_ptr<QMSimulatedStream> stream);
     ~QMSimulatedMoviePlayer() override;
 
     const std::shared_ptr<MPMoviePlayerController>& player() const { return player_; }

@@ -17,6 +17,7 @@
 #include "platform/QMTimer.h"
 #include "platform/QMURLConnection.h"
 #include "platform/QMURLSession.h"
+#include "support/QMLeftoverCheckedTest.h"
 #include "support/QMRecordingConnectionDelegate.h"
 #include "support/QMURLStubRegistry.h"
 
@@ -69,9 +70,10 @@ class RawOneShotServer {
     std::thread thread_;
 };
 
-class URLLoadingTest : public ::testing::Test {
+class URLLoadingTest : public QMLeftoverCheckedTest {
   protected:
     void SetUp() override {
+        QMLeftoverCheckedTest::SetUp();
         QMURLStubRegistry::shared().disable();
         QMRunLoop::setMainRunLoop(std::make_shared<QMRunLoop>());
         port = server.bind_to_any_port("127.0.0.1");
@@ -82,6 +84,7 @@ class URLLoadingTest : public ::testing::Test {
         }
     }
     void TearDown() override {
+        expectNothingLeftBehind({QMRunLoop::mainRunLoop().get()});
         // Loops first: their libcurl connection caches hold keep-alive sockets the server would
         // otherwise wait out.
         QMURLSession::sharedSession()->shutdown();

@@ -9,6 +9,7 @@
 #include "platform/UIDevice.h"
 
 void QMVirtualTimeTest::SetUp() {
+    QMLeftoverCheckedTest::SetUp();
     char pattern[] = "/tmp/veyrakit-test-XXXXXX";
     const char* dir = mkdtemp(pattern);
     ASSERT_NE(dir, nullptr);
@@ -28,6 +29,7 @@ void QMVirtualTimeTest::SetUp() {
 }
 
 void QMVirtualTimeTest::TearDown() {
+    expectLoopsLeftEmpty();
     if (HasFailure()) {
         // What the code under test wrote to the console explains most failures.
         for (const auto& line : console.lines()) {
@@ -45,6 +47,16 @@ void QMVirtualTimeTest::TearDown() {
     restoreEnv("VEYRAKIT_DOCUMENTS_DIR", savedDocumentsDir_);
     std::error_code ignored;
     std::filesystem::remove_all(tempDir_, ignored);
+}
+
+void QMVirtualTimeTest::expectLoopsLeftEmpty() const {
+    // A test may have installed a loop of its own (real time, say) in place of the virtual one.
+    const auto main = QMRunLoop::mainRunLoop();
+    if (main == loop) {
+        expectNothingLeftBehind({loop.get()});
+    } else {
+        expectNothingLeftBehind({main.get(), loop.get()});
+    }
 }
 
 void QMVirtualTimeTest::saveEnv(const char* name, std::optional<std::string>& slot) {

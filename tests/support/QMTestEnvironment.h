@@ -8,13 +8,16 @@
 
 #include "platform/QMConsole.h"
 #include "platform/QMRunLoop.h"
+#include "support/QMLeftoverCheckedTest.h"
 #include "support/QMURLStubRegistry.h"
 
 // Base fixture for tests that run the SDK on virtual time: a fresh QMVirtualRunLoop as the main
 // loop, URL loading answered by the stub registry, the console captured, user defaults and the
-// documents directory in a private temporary directory, and fixed device facts. TearDown puts
-// every process-wide setting back.
-class QMVirtualTimeTest : public ::testing::Test {
+// documents directory in a private temporary directory, and fixed device facts. TearDown first
+// expects the main loop and the process to hold nothing the test did not declare with
+// leavesBehind (derived fixtures end their sessions before calling it), then puts every
+// process-wide setting back.
+class QMVirtualTimeTest : public QMLeftoverCheckedTest {
   protected:
     static constexpr int64_t startMillis = 1'700'000'000'000;
 
@@ -30,6 +33,7 @@ class QMVirtualTimeTest : public ::testing::Test {
     QMConsole::Capture console;
 
   private:
+    void expectLoopsLeftEmpty() const;
     void saveEnv(const char* name, std::optional<std::string>& slot);
     static void restoreEnv(const char* name, const std::optional<std::string>& value);
 

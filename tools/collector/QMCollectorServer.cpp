@@ -143,7 +143,7 @@ void QMCollectorServer::Impl::configureCommon(httplib::Server& server) {
         [](const httplib::Request&, httplib::Response& res, std::exception_ptr error) {
             std::string message = "internal error";
             try {
-                std::rethrow_exception(error);
+                std::rethrow_exception(std::move(error));
             } catch (const std::exception& e) {
                 message = e.what();
             } catch (...) {

@@ -21,10 +21,10 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 // Slack beyond the scenario's own length: retries, throttling and the last interval.
-constexpr int64_t kScenarioSlackMillis = 10 * 60 * 1000;
-constexpr int64_t kRealSlackMillis = 60 * 1000;
-constexpr int64_t kFlatOutRealBudgetMillis = 2 * 60 * 1000;
-constexpr int64_t kDrainMillis = 10 * 1000;
+constexpr int64_t kScenarioSlackMillis = int64_t{10} * 60 * 1000;
+constexpr int64_t kRealSlackMillis = int64_t{60} * 1000;
+constexpr int64_t kFlatOutRealBudgetMillis = int64_t{2} * 60 * 1000;
+constexpr int64_t kDrainMillis = int64_t{10} * 1000;
 
 int64_t wallMillis() {
     return std::chrono::duration_cast<std::chrono::milliseconds>(

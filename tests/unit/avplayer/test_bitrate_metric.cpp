@@ -16,6 +16,11 @@ class QMBitrateMetricTest : public QMAVPlayerSessionTest {
         player->play();
         bitrate = metric<QMAVPlayerBitrateMetric>(1);
     }
+    void TearDown() override {
+        // The metric's notification registration lasts as long as the metric: let go of it.
+        bitrate.reset();
+        QMAVPlayerSessionTest::TearDown();
+    }
     void entry(double indicatedBitrate) {
         auto event = std::make_shared<AVPlayerItemAccessLogEvent>();
         event->setIndicatedBitrate(indicatedBitrate);

@@ -38,9 +38,10 @@ TEST_F(QMCoreTest, APlayerWaitingForTheIdStartsTheSessionThenReportsPeriodically
               (Lines{"I T log queue size:0", "I IR skipReports: 0, sessionId: 'S-1'", "I S ", "I SR ",
                      "I P PRD:'1', PLS:'2', ", "I SV Start peroidical timer, interval:  10",
                      "I PR SkipReports: 0"}));
+    plugin->destroy();  // the host ends the session
 }
 
-TEST_F(QMCoreTest, AnIdBeforeThePlayerStartsWaitsForItAndEachRestartSendsSessionStart) {
+TEST_F(QMCoreTest, AnIdBeforeThePlayerStartsWaitsForItAndEachRestartSendsSessionStartAndStartsAnotherTimer) {
     answer("/player/init", R"({"sessionId":"S-1","intervalSeconds":10000})");
     answer("/player/report", "{}", 200, -1);
     auto plugin = makeTestPlugin();
@@ -57,6 +58,25 @@ TEST_F(QMCoreTest, AnIdBeforeThePlayerStartsWaitsForItAndEachRestartSendsSession
     EXPECT_EQ(plugin->metricManagers.size(), 1u);
     EXPECT_EQ(times("/player/report"), (Times{5'000, 5'000, 5'000, 5'000}));
     EXPECT_EQ(bodies("/player/report").at(2), R"({"sessionId":"S-1","type":"S","pulseNumber":3})");
+
+    // The restart started the periodical reporter again: its start replaced the timer without
+    // invalidating the first one, as the platform's timers behave. Both fire every 10 s from 5 s;
+    // the destroy stops only the second, and the first goes on reporting from the disposed
+    // reporter it holds, without metric values and with its answers ignored.
+    std::weak_ptr<QMPeriodicalReporter> reporter = plugin->periodicalReporter();
+    runFor(10'000);
+    plugin->destroy();
+    console.clear();
+    runFor(20'000);
+    EXPECT_EQ(times("/player/report"), (Times{5'000, 5'000, 5'000, 5'000, 15'000, 15'000, 25'000, 35'000}));
+    const auto sent = bodies("/player/report");
+    EXPECT_EQ(Lines(sent.begin() + 4, sent.end()),
+              (Lines{periodical(3, 5), periodical(4, 6), periodical(5, 7), periodical(6, 8)}));
+    EXPECT_EQ(logs(), (Lines{"I P PRD:'5', PLS:'7', ", "I P PRD:'6', PLS:'8', "}));
+    EXPECT_FALSE(reporter.expired());
+    leavesBehind(timers(1),
+                 "the periodical reporter's first timer: a second start replaces it without invalidating "
+                 "it, so nothing the host can reach stops it; it fires until its run loop goes away");
 }
 
 TEST_F(QMCoreTest, ResponseSetsIntervalLogSwitchesAndTheOfferedViewerId) {

@@ -8,6 +8,7 @@
 #include "collector/QMCollectorServer.h"
 #include "demo/QMDemoRunner.h"
 #include "demo/QMDemoSummaryPrinter.h"
+#include "support/QMLeftoverCheckedTest.h"
 
 // The demo end to end: the simulated AVPlayer, the SDK through its facade, real HTTP to the
 // reference collector on loopback, the collector's summary and checks.
@@ -15,6 +16,12 @@
 using Json = nlohmann::ordered_json;
 
 namespace {
+
+// A run makes and drops its own loop; what it must not leave is a registration in the process.
+class DemoRun : public QMLeftoverCheckedTest {
+  protected:
+    void TearDown() override { expectNothingLeftBehind({}); }
+};
 
 struct DemoOutcome {
     QMDemoRunner::Result result;
@@ -81,7 +88,7 @@ void expectDefaultPlayback(const Json& summary) {
 
 }  // namespace
 
-TEST(DemoRun, DefaultScenarioAgainstTheEmbeddedCollectorPassesEveryCheck) {
+TEST_F(DemoRun, DefaultScenarioAgainstTheEmbeddedCollectorPassesEveryCheck) {
     DemoOutcome run = runDemo(QMDemoOptions::parse({}));
 
     ASSERT_TRUE(run.result.analysis) << run.result.problem.value_or("");
@@ -129,7 +136,7 @@ TEST(DemoRun, DefaultScenarioAgainstTheEmbeddedCollectorPassesEveryCheck) {
                     .ends_with("\n9 checks: 9 passed, 0 failed, 0 pending or not applicable\n"));
 }
 
-TEST(DemoRun, AThrottlingServerSkipsReportsWithoutBreakingTheSequence) {
+TEST_F(DemoRun, AThrottlingServerSkipsReportsWithoutBreakingTheSequence) {
     // The answer to the third periodical report asks the client to skip the next two.
     DemoOutcome run = runDemo(QMDemoOptions::parse({}), R"({"report":{"skipReports":[0,0,2,0]}})");
 
@@ -148,7 +155,7 @@ TEST(DemoRun, AThrottlingServerSkipsReportsWithoutBreakingTheSequence) {
     EXPECT_TRUE(skip[1].starts_with("+0:30.000  P #4    pulse 7 bitrate=800000 ")) << skip[1];
 }
 
-TEST(DemoRun, ARefusedSessionFailsTheRunWithoutAnAnalysis) {
+TEST_F(DemoRun, ARefusedSessionFailsTheRunWithoutAnAnalysis) {
     DemoOutcome run = runDemo(QMDemoOptions::parse({}), R"({"init":{"refuse":true}})");
 
     EXPECT_FALSE(run.result.passed());
@@ -160,7 +167,7 @@ TEST(DemoRun, ARefusedSessionFailsTheRunWithoutAnAnalysis) {
     EXPECT_EQ(run.result.toJSON()["passed"], false);
 }
 
-TEST(DemoRun, AnExternalCollectorIsFollowedThroughItsApi) {
+TEST_F(DemoRun, AnExternalCollectorIsFollowedThroughItsApi) {
     QMCollectorServer::Options options;
     options.port = options.diagnosticEventsPort = options.sessionEventsPort = 0;
     options.databasePath = ":memory:";

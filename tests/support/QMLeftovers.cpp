@@ -1,0 +1,56 @@
+#include "support/QMLeftovers.h"
+
+#include "platform/QMNotificationCenter.h"
+#include "platform/QMObject.h"
+#include "platform/QMRunLoop.h"
+
+namespace {
+
+void describe(std::string& text, std::size_t count, const char* singular) {
+    if (count == 0) {
+        return;
+    }
+    text += text.empty() ? "" : ", ";
+    text += std::to_string(count) + " " + singular + (count == 1 ? "" : "s");
+}
+
+// Registrations that began before the baseline and ended during the test are not leftovers.
+std::size_t above(std::size_t now, std::size_t baseline) { return now > baseline ? now - baseline : 0; }
+
+}  // namespace
+
+QMLeftovers QMLeftovers::processWide() {
+    return {.observations = QMObject::liveObservationCount(),
+            .notificationObservers = QMNotificationCenter::defaultCenter()->observerCount()};
+}
+
+QMLeftovers QMLeftovers::processWideSince(const QMLeftovers& baseline) {
+    const QMLeftovers now = processWide();
+    return {.observations = above(now.observations, baseline.observations),
+            .notificationObservers = above(now.notificationObservers, baseline.notificationObservers)};
+}
+
+QMLeftovers QMLeftovers::inLoop(const QMRunLoop& loop) {
+    return {.timers = loop.timerCount(), .transfers = loop.transferCount()};
+}
+
+QMLeftovers QMLeftovers::operator+(const QMLeftovers& other) const {
+    return {.timers = timers + other.timers,
+            .transfers = transfers + other.transfers,
+            .observations = observations + other.observations,
+            .notificationObservers = notificationObservers + other.notificationObservers};
+}
+
+std::string QMLeftovers::description() const {
+    std::string text;
+    describe(text, timers, "timer");
+    describe(text, transfers, "URL transfer");
+    describe(text, observations, "key-value observation");
+    describe(text, notificationObservers, "notification registration");
+    return text.empty() ? "nothing" : text;
+}
+
+QMLeftovers timers(std::size_t count) { return {.timers = count}; }
+QMLeftovers transfers(std::size_t count) { return {.transfers = count}; }
+QMLeftovers observations(std::size_t count) { return {.observations = count}; }
+QMLeftovers notificationObservers(std::size_t count) { return {.notificationObservers = count}; }
