@@ -182,7 +182,7 @@ std::vector<std::string> problemsAgainst(const std::vector<KeyRule>& rules, cons
     for (const auto& [name, value] : body.items()) {
         if (std::find(envelope.begin(), envelope.end(), name) != envelope.end()) continue;
         auto rule = std::find_if(rules.begin(), rules.end(),
-                                 [&key = name](const KeyRule& rule) { return rule.name == key; });
+                                 [&key = name](const KeyRule& candidate) { return candidate.name == key; });
         if (rule == rules.end()) {
             problems.push_back("unexpected key \"" + name + "\" in " + what);
         } else if (auto expected = unmet(rule->kind, value)) {
