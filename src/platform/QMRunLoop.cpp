@@ -115,9 +115,9 @@ QMRunLoop::~QMRunLoop() {
 std::shared_ptr<QMRunLoop> QMRunLoop::mainRunLoop() { return mainLoopSlot().get(); }
 
 void QMRunLoop::setMainRunLoop(std::shared_ptr<QMRunLoop> loop) {
-    // The previous loop may die here, outside the slot's lock: its tear-down runs destructors
-    // that may ask for the main loop again.
-    // The unbinding comes first: the dying loop's tear-down may already run checks.
+    // The next user of the new loop binds its thread afresh; unbound first, since the previous
+    // loop may die in the exchange (outside the slot's lock) and its tear-down may run checks or
+    // ask for the main loop again.
     QMThreadChecker::unbindMainLoopThread();
     mainLoopSlot().exchange(std::move(loop));
 }
