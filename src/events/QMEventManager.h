@@ -32,6 +32,7 @@ class QMEventManager : public QMObject {
     void forEachHandler(Fn fn);
     void checkNotEnumerating() const;
 
+    // `handlers` has atomic accessors; adding a handler takes the same lock.
     mutable std::mutex handlersMutex_;
     Handlers handlers_;
     int enumerationDepth_ = 0;

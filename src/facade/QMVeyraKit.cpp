@@ -7,6 +7,7 @@
 #include "facade/QMMonitoringSessions.h"
 #include "logging/QMLogger.h"
 #include "platform/QMFormat.h"
+#include "platform/QMThreadChecker.h"
 #include "players/avplayer/QMAVPlayerVeyraPlugin.h"
 
 void QMVeyraKit::pluginWithAVPlayer(const std::shared_ptr<AVPlayer>& player,
@@ -27,6 +28,7 @@ void QMVeyraKit::pluginWithAVPlayer(
     const std::optional<std::string>& assetType, const std::optional<std::string>& assetName,
     const std::optional<std::string>& viewerId, const std::optional<QMCustomMetadataArray>& assetMetadata,
     const std::optional<QMCustomMetadataArray>& viewerMetadata) {
+    QM_DCHECK_ON_MAIN_LOOP_THREAD("QMVeyraKit::pluginWithAVPlayer");
     if (auto old = QMMonitoringSessions::currentAVPlayerMonitoringSession()) {
         old->destroy();
         QMMonitoringSessions::setCurrentAVPlayerMonitoringSession(nullptr);
@@ -69,6 +71,7 @@ void QMVeyraKit::pluginWithMPMoviePlayerController(
     const std::optional<std::string>& assetType, const std::optional<std::string>& assetName,
     const std::optional<std::string>& viewerId, const std::optional<QMCustomMetadataArray>& assetMetadata,
     const std::optional<QMCustomMetadataArray>& viewerMetadata) {
+    QM_DCHECK_ON_MAIN_LOOP_THREAD("QMVeyraKit::pluginWithMPMoviePlayerController");
     // Unlike the AVPlayer path: logged, destroyed and disposed, and the slot is not emptied here.
     if (auto old = QMMonitoringSessions::currentMPMoviePlayerMonitoringSession()) {
         QMLogger::info("CDNSwitchingPluginManager: Destroying old plugin instance to create new one.", "T");
@@ -90,7 +93,8 @@ void QMVeyraKit::pluginWithMPMoviePlayerController(
 namespace {
 // A plain message to the AVPlayer slot: nothing happens while it is empty.
 template <typename Command>
-void forwardToAVPlayerPlugin(Command command) {
+void forwardToAVPlayerPlugin([[maybe_unused]] const char* operation, Command command) {
+    QM_DCHECK_ON_MAIN_LOOP_THREAD(operation);
     if (auto plugin = QMMonitoringSessions::currentAVPlayerMonitoringSession()) {
         command(*plugin);
     }
@@ -98,20 +102,29 @@ void forwardToAVPlayerPlugin(Command command) {
 }  // namespace
 
 void QMVeyraKit::viewerFaultReport(const std::string& errorCode, const std::string& playerVersion) {
-    forwardToAVPlayerPlugin(
-        [&](QMVeyraPlugin& plugin) { plugin.viewerFaultReport(errorCode, playerVersion); });
+    forwardToAVPlayerPlugin("QMVeyraKit::viewerFaultReport", [&](QMVeyraPlugin& plugin) {
+        plugin.viewerFaultReport(errorCode, playerVersion);
+    });
 }
 
 void QMVeyraKit::sizeChangedToFullScreen() {
-    forwardToAVPlayerPlugin(std::mem_fn(&QMVeyraPlugin::sizeChangedToFullScreen));
+    forwardToAVPlayerPlugin("QMVeyraKit::sizeChangedToFullScreen",
+                            std::mem_fn(&QMVeyraPlugin::sizeChangedToFullScreen));
 }
 
 void QMVeyraKit::sizeChangedToWindow() {
-    forwardToAVPlayerPlugin(std::mem_fn(&QMVeyraPlugin::sizeChangedToWindow));
+    forwardToAVPlayerPlugin("QMVeyraKit::sizeChangedToWindow",
+                            std::mem_fn(&QMVeyraPlugin::sizeChangedToWindow));
 }
 
-void QMVeyraKit::stopPlayback() { forwardToAVPlayerPlugin(std::mem_fn(&QMVeyraPlugin::stopPlayback)); }
+void QMVeyraKit::stopPlayback() {
+    forwardToAVPlayerPlugin("QMVeyraKit::stopPlayback", std::mem_fn(&QMVeyraPlugin::stopPlayback));
+}
 
-void QMVeyraKit::startAds() { forwardToAVPlayerPlugin(std::mem_fn(&QMVeyraPlugin::startAds)); }
+void QMVeyraKit::startAds() {
+    forwardToAVPlayerPlugin("QMVeyraKit::startAds", std::mem_fn(&QMVeyraPlugin::startAds));
+}
 
-void QMVeyraKit::stopAds() { forwardToAVPlayerPlugin(std::mem_fn(&QMVeyraPlugin::stopAds)); }
+void QMVeyraKit::stopAds() {
+    forwardToAVPlayerPlugin("QMVeyraKit::stopAds", std::mem_fn(&QMVeyraPlugin::stopAds));
+}

@@ -47,6 +47,7 @@ class QMMetricManager : public QMObject {
     bool started() const { return started_; }
 
   private:
+    // `metricsMap` is an atomic property; the map's other accessors take the same lock.
     mutable std::mutex mapMutex_;
     MetricsMap metricsMap_;
     bool started_ = false;

@@ -16,6 +16,7 @@ class QMStatelessMetric : public QMMetric {
     bool canCollectMetric() override;
 
   private:
+    // `metric` is an atomic property: its accessors are the one synchronised access of a metric.
     mutable std::mutex metricMutex_;
     std::optional<QMJSON> metric_;
 };

@@ -3,8 +3,9 @@
 
 #include "platform/QMExport.h"
 
-// Time as the SDK sees it: follows the main run loop's clock, so a virtual loop moves every
-// timestamp the SDK takes.
+// Timestamps as the SDK takes them: the main run loop's wall clock (QMRunLoop::nowMicros), so a
+// virtual loop moves every timestamp. Wall time may jump when the system clock is set; durations
+// that schedule work use the loop's monotonic clock instead (timers, delayed tasks).
 class VEYRAKIT_EXPORT QMClock {
   public:
     // seconds * 1000 + microseconds / 1000, truncated (gettimeofday arithmetic).

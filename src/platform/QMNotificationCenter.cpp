@@ -1,7 +1,8 @@
 #include "platform/QMNotificationCenter.h"
 
 #include <algorithm>
-#include <atomic>
+
+#include "platform/QMThreadChecker.h"
 
 struct QMNotificationCenter::Registration {
     const void* observer;
@@ -9,7 +10,7 @@ struct QMNotificationCenter::Registration {
     const QMObject* sender;  // nullptr: every sender
     Handler handler;
     // Set on removal, so that a delivery already under way skips the registration.
-    std::atomic<bool> removed{false};
+    bool removed = false;
 
     bool matches(const std::string& postedName, const QMObject* postedSender) const {
         return (name.empty() || name == postedName) && (!sender || sender == postedSender);
@@ -31,7 +32,6 @@ void QMNotificationCenter::addObserver(const void* observer, const std::string& 
     registration->name = name;
     registration->sender = sender;
     registration->handler = std::move(handler);
-    std::lock_guard<std::recursive_mutex> lock(mutex_);
     registrations_.push_back(std::move(registration));
 }
 
@@ -53,12 +53,10 @@ void removeMatching(Registrations& registrations, Predicate matches) {
 }  // namespace
 
 void QMNotificationCenter::removeObserver(const void* observer) {
-    std::lock_guard<std::recursive_mutex> lock(mutex_);
     removeMatching(registrations_, [&](const Registration& r) { return r.observer == observer; });
 }
 
 void QMNotificationCenter::removeObserver(const void* observer, const std::string& name) {
-    std::lock_guard<std::recursive_mutex> lock(mutex_);
     removeMatching(registrations_, [&](const Registration& r) {
         return r.observer == observer && (name.empty() || r.name == name);
     });
@@ -66,7 +64,6 @@ void QMNotificationCenter::removeObserver(const void* observer, const std::strin
 
 void QMNotificationCenter::removeObserver(const void* observer, const std::string& name,
                                           const QMObject* sender) {
-    std::lock_guard<std::recursive_mutex> lock(mutex_);
     removeMatching(registrations_, [&](const Registration& r) {
         return r.observer == observer && (name.empty() || r.name == name) && (!sender || r.sender == sender);
     });
@@ -74,17 +71,15 @@ void QMNotificationCenter::removeObserver(const void* observer, const std::strin
 
 void QMNotificationCenter::postNotificationName(const std::string& name, std::shared_ptr<QMObject> object,
                                                 QMUserInfo userInfo) {
+    QM_DCHECK_ON_MAIN_LOOP_THREAD("QMNotificationCenter::postNotificationName(\"" + name + "\")");
     const auto notification = std::make_shared<QMNotification>(name, std::move(object), std::move(userInfo));
     std::vector<std::shared_ptr<Registration>> recipients;
-    {
-        std::lock_guard<std::recursive_mutex> lock(mutex_);
-        for (const auto& registration : registrations_) {
-            if (registration->matches(name, notification->object().get())) {
-                recipients.push_back(registration);
-            }
+    for (const auto& registration : registrations_) {
+        if (registration->matches(name, notification->object().get())) {
+            recipients.push_back(registration);
         }
     }
-    // Handlers run without the lock held, so that they may post, add or remove freely.
+    // Handlers run on a snapshot, so that they may post, add or remove freely.
     for (const auto& registration : recipients) {
         if (!registration->removed && registration->handler) {
             registration->handler(*notification);
@@ -92,7 +87,4 @@ void QMNotificationCenter::postNotificationName(const std::string& name, std::sh
     }
 }
 
-std::size_t QMNotificationCenter::observerCount() const {
-    std::lock_guard<std::recursive_mutex> lock(mutex_);
-    return registrations_.size();
-}
+std::size_t QMNotificationCenter::observerCount() const { return registrations_.size(); }

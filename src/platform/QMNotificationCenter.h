@@ -3,7 +3,6 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -25,7 +24,8 @@ class VEYRAKIT_EXPORT QMNotification : public QMObject {
 };
 
 // Synchronous notification centre: handlers run on the posting thread, in registration order;
-// an observer removed while a notification is being delivered is not called afterwards.
+// an observer removed while a notification is being delivered is not called afterwards. Used on
+// the main loop's thread only (posting is checked in debug builds), so nothing is locked.
 class VEYRAKIT_EXPORT QMNotificationCenter : public QMObject {
   public:
     using Handler = std::function<void(const QMNotification&)>;
@@ -46,6 +46,5 @@ class VEYRAKIT_EXPORT QMNotificationCenter : public QMObject {
 
   private:
     struct Registration;
-    mutable std::recursive_mutex mutex_;
     std::vector<std::shared_ptr<Registration>> registrations_;
 };

@@ -2,13 +2,14 @@
 
 #include <cxxabi.h>
 
-#include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <mutex>
 #include <typeindex>
 #include <unordered_map>
 
 #include "platform/QMException.h"
+#include "platform/QMThreadChecker.h"
 
 struct QMObject::Observation {
     QMObject* observer;
@@ -17,12 +18,13 @@ struct QMObject::Observation {
     unsigned options;
     void* context;
     // Set on removal, so that a delivery already under way skips the observation.
-    std::atomic<bool> removed{false};
+    bool removed = false;
 };
 
 namespace {
 
 std::string demangledName(const std::type_info& type) {
+    // Any thread may describe an object (a URL session completion logging an error, say).
     static std::mutex cacheMutex;
     static std::unordered_map<std::type_index, std::string> cache;
     std::lock_guard<std::mutex> lock(cacheMutex);
@@ -89,7 +91,6 @@ void QMObject::addObserver(QMObject* observer, const std::string& keyPath, unsig
     observation->keyPath = keyPath;
     observation->options = options;
     observation->context = context;
-    std::lock_guard<std::mutex> lock(observationMutex_);
     observations_.push_back(std::move(observation));
     ++liveObservations;
 }
@@ -97,7 +98,6 @@ void QMObject::addObserver(QMObject* observer, const std::string& keyPath, unsig
 std::shared_ptr<QMObject::Observation> QMObject::takeObservation(QMObject* observer,
                                                                  const std::string& keyPath,
                                                                  bool matchContext, void* context) {
-    std::lock_guard<std::mutex> lock(observationMutex_);
     for (auto it = observations_.rbegin(); it != observations_.rend(); ++it) {
         const Observation& candidate = **it;
         if (candidate.observer == observer && candidate.keyPath == keyPath &&
@@ -127,17 +127,13 @@ void QMObject::removeObserver(QMObject* observer, const std::string& keyPath, vo
     taken->removed = true;
 }
 
-std::size_t QMObject::observationCount() const {
-    std::lock_guard<std::mutex> lock(observationMutex_);
-    return observations_.size();
-}
+std::size_t QMObject::observationCount() const { return observations_.size(); }
 
 std::size_t QMObject::liveObservationCount() { return liveObservations.load(); }
 
 void QMObject::willChangeValueForKey(const std::string& key) {}
 
 void QMObject::willChangeValueForKey(const std::string& key, std::any oldValue) {
-    std::lock_guard<std::mutex> lock(observationMutex_);
     pendingOldValues_[key] = std::move(oldValue);
 }
 
@@ -148,24 +144,23 @@ void QMObject::didChangeValueForKey(const std::string& key, std::any newValue) {
 }
 
 void QMObject::deliverChange(const std::string& key, const std::any* newValue) {
+    QM_DCHECK_ON_MAIN_LOOP_THREAD("didChangeValueForKey(\"" + key + "\") on " + description());
     // An observer may drop the last owner of this object while it is being told; keep it alive
     // until every observer has been told.
     auto keepAlive = weak_from_this().lock();
     std::vector<std::shared_ptr<Observation>> recipients;
     std::any oldValue;
     bool hasOldValue = false;
-    {
-        std::lock_guard<std::mutex> lock(observationMutex_);
-        auto pending = pendingOldValues_.find(key);
-        if (pending != pendingOldValues_.end()) {
-            oldValue = std::move(pending->second);
-            hasOldValue = true;
-            pendingOldValues_.erase(pending);
-        }
-        for (const auto& observation : observations_) {
-            if (observation->keyPath == key) {
-                recipients.push_back(observation);
-            }
+    auto pending = pendingOldValues_.find(key);
+    if (pending != pendingOldValues_.end()) {
+        oldValue = std::move(pending->second);
+        hasOldValue = true;
+        pendingOldValues_.erase(pending);
+    }
+    // A snapshot: observers may add or remove observations while they are being told.
+    for (const auto& observation : observations_) {
+        if (observation->keyPath == key) {
+            recipients.push_back(observation);
         }
     }
     for (const auto& observation : recipients) {

@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -28,7 +27,9 @@ using QMKeyValueChange = std::map<std::string, std::any>;
 // Root of every class of the library: shared ownership, identity, a description used by `%@`,
 // and key-value observation with the platform's semantics (synchronous delivery on the
 // changing thread, removal of an unregistered observation throws, observers may remove
-// themselves or others while a change is being delivered).
+// themselves or others while a change is being delivered). Observation is used on the main
+// loop's thread only (delivery is checked in debug builds), so it takes no lock; className()
+// and description() are safe from any thread.
 class VEYRAKIT_EXPORT QMObject : public std::enable_shared_from_this<QMObject> {
   public:
     QMObject();
@@ -75,7 +76,6 @@ class VEYRAKIT_EXPORT QMObject : public std::enable_shared_from_this<QMObject> {
     // Expires when this object dies, so that observations it registered elsewhere (which do not
     // retain it) are skipped instead of calling into a dead object.
     std::shared_ptr<const char> liveness_;
-    mutable std::mutex observationMutex_;
     std::vector<std::shared_ptr<Observation>> observations_;
     std::map<std::string, std::any> pendingOldValues_;
 };

@@ -3,6 +3,7 @@
 #include <curl/curl.h>
 #include <cxxabi.h>
 #include <sys/time.h>
+#include <time.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -16,6 +17,7 @@
 #include "platform/QMCurlURLTransport.h"
 #include "platform/QMException.h"
 #include "platform/QMSharedSlot.h"
+#include "platform/QMThreadChecker.h"
 #include "platform/QMTimer.h"
 #include "platform/QMURLTransfer.h"
 
@@ -60,16 +62,20 @@ QMSharedSlot<QMRunLoop>& mainLoopSlot() {
 }  // namespace
 
 struct QMRunLoop::Impl {
-    // Timers and delayed tasks share one schedule, ordered by due time, then by scheduling order.
+    // Timers and delayed tasks share one schedule, ordered by due time (monotonic clock), then by
+    // scheduling order.
     struct Scheduled {
         int64_t dueMicros;
         uint64_t sequence;
         std::shared_ptr<QMTimer> timer;  // set: a timer (due time read from the timer)
         std::function<void()> task;      // otherwise: a delayed task
-        int64_t due() const { return timer ? timer->fireDateMicros() : dueMicros; }
+        int64_t due() const { return timer ? timer->fireTimeMicros() : dueMicros; }
     };
 
     CURLM* multi = nullptr;
+    // post() is called from any thread (the URL session hands work to its worker this way). The
+    // schedule shares the lock: a timer is invalidated by whoever drops its target last, and a
+    // loop may be torn down on another thread than the one that ran it.
     mutable std::mutex mutex;
     std::deque<std::function<void()>> tasks;
     std::vector<Scheduled> schedule;
@@ -111,8 +117,10 @@ QMRunLoop::~QMRunLoop() {
 std::shared_ptr<QMRunLoop> QMRunLoop::mainRunLoop() { return mainLoopSlot().get(); }
 
 void QMRunLoop::setMainRunLoop(std::shared_ptr<QMRunLoop> loop) {
-    // The previous loop may die here, outside the slot's lock: its tear-down runs destructors
-    // that may ask for the main loop again.
+    // The next user of the new loop binds its thread afresh; unbound first, since the previous
+    // loop may die in the exchange (outside the slot's lock) and its tear-down may run checks or
+    // ask for the main loop again.
+    QMThreadChecker::unbindMainLoopThread();
     mainLoopSlot().exchange(std::move(loop));
 }
 
@@ -127,7 +135,7 @@ void QMRunLoop::post(std::function<void()> task) {
 void QMRunLoop::postAfter(int64_t delayMicros, std::function<void()> task) {
     {
         std::lock_guard<std::mutex> lock(impl_->mutex);
-        impl_->schedule.push_back({saturatingAdd(nowMicros(), std::max<int64_t>(delayMicros, 0)),
+        impl_->schedule.push_back({saturatingAdd(monotonicMicros(), std::max<int64_t>(delayMicros, 0)),
                                    impl_->nextSequence++, nullptr, std::move(task)});
     }
     curl_multi_wakeup(impl_->multi);
@@ -135,17 +143,20 @@ void QMRunLoop::postAfter(int64_t delayMicros, std::function<void()> task) {
 
 void QMRunLoop::run() { runUntilMicros(kForever, true); }
 
-void QMRunLoop::runUntilDate(int64_t dateMillis) { runUntilMicros(dateMillis * 1000, true); }
+void QMRunLoop::runUntilDate(int64_t dateMillis) {
+    runUntilMicros(saturatingAdd(monotonicMicros(), dateMillis * 1000 - nowMicros()), true);
+}
 
 bool QMRunLoop::runUntil(const std::function<bool()>& predicate, int64_t timeoutMillis) {
-    const int64_t deadline = saturatingAdd(nowMicros(), timeoutMillis * 1000);
+    checkThreadIfMain("QMRunLoop::runUntil");
+    const int64_t deadline = saturatingAdd(monotonicMicros(), timeoutMillis * 1000);
     while (!predicate()) {
         if (consumeStop()) {
             return predicate();
         }
         // Only a pass that began at the deadline and found nothing to do ends the wait: what
         // falls due exactly at the deadline still runs.
-        const int64_t now = nowMicros();
+        const int64_t now = monotonicMicros();
         const bool didWork = runOnce(std::max<int64_t>(deadline - now, 0));
         if (!didWork && now >= deadline) {
             return predicate();
@@ -154,12 +165,14 @@ bool QMRunLoop::runUntil(const std::function<bool()>& predicate, int64_t timeout
     return true;
 }
 
-void QMRunLoop::runUntilMicros(int64_t dateMicros, bool stoppable) {
+void QMRunLoop::runUntilMicros(int64_t deadlineMicros, bool stoppable) {
+    checkThreadIfMain("QMRunLoop::run");
     while (!(stoppable && consumeStop())) {
-        const int64_t now = nowMicros();
-        const int64_t maxWait = dateMicros == kForever ? kForever : std::max<int64_t>(dateMicros - now, 0);
+        const int64_t now = monotonicMicros();
+        const int64_t maxWait =
+            deadlineMicros == kForever ? kForever : std::max<int64_t>(deadlineMicros - now, 0);
         const bool didWork = runOnce(maxWait);
-        if (!didWork && now >= dateMicros) {
+        if (!didWork && now >= deadlineMicros) {
             return;
         }
     }
@@ -172,10 +185,26 @@ void QMRunLoop::stop() {
 
 bool QMRunLoop::consumeStop() { return impl_->stopRequested.exchange(false); }
 
+void QMRunLoop::checkThreadIfMain([[maybe_unused]] const char* operation) const {
+#ifndef NDEBUG
+    // Only the main loop is bound: the URL session's worker and loops made by tests run where
+    // they are run.
+    if (mainLoopSlot().peek().get() == this) {
+        QM_DCHECK_ON_MAIN_LOOP_THREAD(operation);
+    }
+#endif
+}
+
 int64_t QMRunLoop::nowMicros() const {
     timeval tv{};
     gettimeofday(&tv, nullptr);
     return static_cast<int64_t>(tv.tv_sec) * 1'000'000 + tv.tv_usec;
+}
+
+int64_t QMRunLoop::monotonicMicros() const {
+    timespec ts{};
+    clock_gettime(CLOCK_MONOTONIC, &ts);
+    return static_cast<int64_t>(ts.tv_sec) * 1'000'000 + ts.tv_nsec / 1000;
 }
 
 void QMRunLoop::addTimer(const std::shared_ptr<QMTimer>& timer) {
@@ -254,13 +283,13 @@ bool QMRunLoop::runOnce(int64_t maxWaitMicros) {
     bool didWork = fireDueTimers();
     didWork = runPostedTasks() || didWork;
     if (!didWork && maxWaitMicros > 0) {
-        idleUntil(std::min(saturatingAdd(nowMicros(), maxWaitMicros), nextDueMicros()));
+        idleUntil(std::min(saturatingAdd(monotonicMicros(), maxWaitMicros), nextDueMicros()));
     }
     return didWork;
 }
 
 void QMRunLoop::idleUntil(int64_t wakeMicros) {
-    pollIO(wakeMicros == kForever ? kForever : wakeMicros - nowMicros());
+    pollIO(wakeMicros == kForever ? kForever : wakeMicros - monotonicMicros());
 }
 
 void QMRunLoop::pollIO(int64_t timeoutMicros) {
@@ -305,7 +334,7 @@ bool QMRunLoop::runPostedTasks() {
 }
 
 bool QMRunLoop::fireDueTimers() {
-    const int64_t now = nowMicros();
+    const int64_t now = monotonicMicros();
     std::vector<Impl::Scheduled> due;
     {
         std::lock_guard<std::mutex> lock(impl_->mutex);
@@ -328,9 +357,10 @@ bool QMRunLoop::fireDueTimers() {
     for (auto& entry : due) {
         if (!entry.timer) {
             runGuarded(entry.task);
-        } else if (entry.timer->isValid() && entry.timer->fireDateMicros() <= now) {
+        } else if (entry.timer->isValid() && entry.timer->fireTimeMicros() <= now) {
             // Checked at the moment of firing: an earlier callback of this pass may have
             // invalidated the timer, or fired it already from a nested run of the loop.
+            checkThreadIfMain("QMTimer fire");
             runGuarded([&] { entry.timer->fire(now); });
         }
     }
@@ -367,11 +397,13 @@ void QMRunLoop::driveTransfers() {
     }
 }
 
-QMVirtualRunLoop::QMVirtualRunLoop(int64_t startMillis) : nowMicros_(startMillis * 1000) {}
+QMVirtualRunLoop::QMVirtualRunLoop(int64_t startMillis) : virtualMicros_(startMillis * 1000) {}
 
-int64_t QMVirtualRunLoop::nowMicros() const { return nowMicros_.load(); }
+int64_t QMVirtualRunLoop::nowMicros() const { return virtualMicros_.load(); }
 
-void QMVirtualRunLoop::advanceBy(int64_t ms) { runUntilMicros(nowMicros() + ms * 1000, false); }
+int64_t QMVirtualRunLoop::monotonicMicros() const { return virtualMicros_.load(); }
+
+void QMVirtualRunLoop::advanceBy(int64_t ms) { runUntilMicros(monotonicMicros() + ms * 1000, false); }
 
 void QMVirtualRunLoop::idleUntil(int64_t wakeMicros) {
     // Real I/O in flight holds the virtual clock still until it has completed; with nothing
@@ -383,7 +415,7 @@ void QMVirtualRunLoop::idleUntil(int64_t wakeMicros) {
     if (hasPendingTasks()) {
         return;
     }
-    int64_t current = nowMicros_.load();
-    while (wakeMicros > current && !nowMicros_.compare_exchange_weak(current, wakeMicros)) {
+    int64_t current = virtualMicros_.load();
+    while (wakeMicros > current && !virtualMicros_.compare_exchange_weak(current, wakeMicros)) {
     }
 }

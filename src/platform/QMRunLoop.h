@@ -17,6 +17,11 @@ class QMURLTransport;
 // The main run loop: one thread runs tasks, timers and URL transfers (libcurl multi) in order.
 // post() is safe from any thread. An exception escaping a callback is caught, written to the
 // console, and the loop goes on.
+//
+// Two clocks: timers, delayed tasks and run deadlines are scheduled on the monotonic clock, so a
+// wall clock stepped backwards or forwards neither stalls nor bunches them; every timestamp the
+// SDK takes reads the wall clock (nowMicros, through QMClock). In debug builds the main loop
+// checks that it runs, and fires its timers, on the main loop's thread (QMThreadChecker).
 class VEYRAKIT_EXPORT QMRunLoop : public QMObject {
   public:
     QMRunLoop();
@@ -25,21 +30,30 @@ class VEYRAKIT_EXPORT QMRunLoop : public QMObject {
     // The process' main loop. Created (real time) on first use unless one was installed.
     static std::shared_ptr<QMRunLoop> mainRunLoop();
     // Installs a loop (typically a QMVirtualRunLoop in tests and the demo) as the main loop;
-    // nullptr drops it so that the next mainRunLoop() makes a fresh real-time one.
+    // nullptr drops it so that the next mainRunLoop() makes a fresh real-time one. Either way the
+    // main loop's thread is unbound until the next run or thread check binds it.
     static void setMainRunLoop(std::shared_ptr<QMRunLoop> loop);
 
     void post(std::function<void()> task);
-    // Runs `task` once the loop's clock has moved on by `delayMicros` (not counted as a timer).
+    // Runs `task` once the monotonic clock has moved on by `delayMicros` (not counted as a timer).
     void postAfter(int64_t delayMicros, std::function<void()> task);
-    void run();                             // until stop()
-    void runUntilDate(int64_t dateMillis);  // until the loop's clock reaches the date
-    bool runUntil(const std::function<bool()>& predicate, int64_t timeoutMillis);  // true if met
+    void run();  // until stop()
+    // Until the wall clock reaches the date: the distance to it is read once, then run on the
+    // monotonic clock.
+    void runUntilDate(int64_t dateMillis);
+    // True if met; the timeout runs on the monotonic clock.
+    bool runUntil(const std::function<bool()>& predicate, int64_t timeoutMillis);
     // Ends the run in progress (run, runUntilDate, runUntil), or the next one if none is running.
     void stop();
 
-    // The loop's clock: microseconds since 1970 (wall clock, or virtual).
+    // The wall clock, for timestamps: microseconds since 1970 (gettimeofday, or virtual). May
+    // jump when the system clock is set.
     virtual int64_t nowMicros() const;
     int64_t nowMillis() const { return nowMicros() / 1000; }
+    // The scheduling clock, for timers and deadlines: microseconds from an arbitrary origin that
+    // never goes back (CLOCK_MONOTONIC, or virtual). Only differences between readings mean
+    // anything.
+    virtual int64_t monotonicMicros() const;
     virtual bool isVirtual() const { return false; }
 
     // Used by QMTimer and the URL loading system.
@@ -58,17 +72,20 @@ class VEYRAKIT_EXPORT QMRunLoop : public QMObject {
   protected:
     // Runs whatever is due now; returns false when nothing was done.
     bool runOnce(int64_t maxWaitMicros);
-    // Virtual loops override how time passes while idle. kForever: until something arrives.
+    // Virtual loops override how time passes while idle. `wakeMicros` is on the monotonic clock;
+    // kForever: until something arrives.
     virtual void idleUntil(int64_t wakeMicros);
     static constexpr int64_t kForever = INT64_MAX;
     // Waits (real time) for socket activity, libcurl's own deadlines or a post from any thread.
     void pollIO(int64_t timeoutMicros);
     bool hasPendingTasks() const;
-    // Runs until the clock reaches `dateMicros`; honours stop() when `stoppable`.
-    void runUntilMicros(int64_t dateMicros, bool stoppable);
+    // Runs until the monotonic clock reaches `deadlineMicros`; honours stop() when `stoppable`.
+    void runUntilMicros(int64_t deadlineMicros, bool stoppable);
 
   private:
     bool consumeStop();
+    // Debug builds: the main loop runs only on the main loop's thread.
+    void checkThreadIfMain(const char* operation) const;
     bool runPostedTasks();
     bool fireDueTimers();
     void driveTransfers();
@@ -81,11 +98,14 @@ class VEYRAKIT_EXPORT QMRunLoop : public QMObject {
 // Same loop on a virtual clock: when nothing is runnable and no I/O is in flight, time jumps to
 // the next timer. Real sockets keep working: while a transfer is in flight the loop waits for it
 // (virtual time does not move meanwhile). With nothing scheduled at all, run() waits (really)
-// for tasks posted from other threads.
+// for tasks posted from other threads. Both clocks read the one virtual time, which starts at
+// `startMillis` since 1970 and only moves forward, so they move together. Reading it is safe
+// from any thread.
 class VEYRAKIT_EXPORT QMVirtualRunLoop : public QMRunLoop {
   public:
     explicit QMVirtualRunLoop(int64_t startMillis = 1'700'000'000'000);
     int64_t nowMicros() const override;
+    int64_t monotonicMicros() const override;
     bool isVirtual() const override { return true; }
     // Runs everything due within the next `ms` milliseconds (including what falls due exactly
     // at the end), then leaves the clock there. Not ended by stop().
@@ -97,5 +117,5 @@ class VEYRAKIT_EXPORT QMVirtualRunLoop : public QMRunLoop {
   private:
     // Longest real wait while I/O is in flight, before the loop looks again.
     static constexpr int64_t kRealWaitSliceMicros = 200'000;
-    std::atomic<int64_t> nowMicros_;
+    std::atomic<int64_t> virtualMicros_;
 };

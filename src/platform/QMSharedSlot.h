@@ -25,6 +25,12 @@ class QMSharedSlot {
         return value_;
     }
 
+    // The instance if one exists; never makes one.
+    std::shared_ptr<T> peek() {
+        std::lock_guard<std::mutex> lock(mutex_);
+        return value_;
+    }
+
     std::shared_ptr<T> exchange(std::shared_ptr<T> value) {
         std::lock_guard<std::mutex> lock(mutex_);
         return std::exchange(value_, std::move(value));

@@ -29,7 +29,7 @@ std::shared_ptr<QMTimer> QMTimer::scheduledTimerWithTimeInterval(double seconds,
     const int64_t interval =
         std::max(std::llround(seconds * 1e6), static_cast<long long>(kMinimumIntervalMicros));
     auto timer =
-        std::make_shared<QMTimer>(interval, std::move(callback), repeats, loop->nowMicros() + interval);
+        std::make_shared<QMTimer>(interval, std::move(callback), repeats, loop->monotonicMicros() + interval);
     timer->loop_ = loop;
     loop->addTimer(timer);
     return timer;
@@ -48,7 +48,7 @@ void QMTimer::invalidate() {
     }
 }
 
-void QMTimer::fire(int64_t nowMicros) {
+void QMTimer::fire(int64_t monotonicMicros) {
     if (!valid_) {
         return;
     }
@@ -62,7 +62,7 @@ void QMTimer::fire(int64_t nowMicros) {
         Callback& callback;
         int64_t firedAt;
         ~Rearm() { timer.afterFire(callback, firedAt); }
-    } rearm{*this, callback, nowMicros};
+    } rearm{*this, callback, monotonicMicros};
     callback(*this);
 }
 
@@ -79,7 +79,7 @@ void QMTimer::afterFire(Callback& callback, int64_t firedAtMicros) {
     // (including time the callback itself took) rather than replaying them in a burst.
     int64_t now = firedAtMicros;
     if (auto loop = loop_.lock()) {
-        now = std::max(now, loop->nowMicros());
+        now = std::max(now, loop->monotonicMicros());
     }
     if (fireMicros_ <= now) {
         fireMicros_ += ((now - fireMicros_) / intervalMicros_ + 1) * intervalMicros_;

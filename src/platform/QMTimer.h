@@ -9,7 +9,8 @@ class QMRunLoop;
 
 // NSTimer semantics on the main run loop. A repeating timer keeps its phase: it fires at
 // start + k * interval; a late fire does not shift later ones and missed fires are not replayed
-// in a burst. The callback (and whatever it captures: the timer's target) is held until the
+// in a burst. Fire times are on the loop's monotonic clock, so setting the wall clock does not
+// move them. The callback (and whatever it captures: the timer's target) is held until the
 // timer is invalidated, or until a one-shot timer has fired. invalidate() is safe from inside the
 // timer's own callback.
 class VEYRAKIT_EXPORT QMTimer : public QMObject {
@@ -26,10 +27,12 @@ class VEYRAKIT_EXPORT QMTimer : public QMObject {
     bool isValid() const { return valid_; }
     bool repeats() const { return repeats_; }
     double timeInterval() const { return intervalMicros_ / 1e6; }
-    int64_t fireDateMicros() const { return fireMicros_; }
+    // The next fire time on the loop's monotonic clock.
+    int64_t fireTimeMicros() const { return fireMicros_; }
 
-    // Used by the run loop: runs the callback and computes the next fire date.
-    void fire(int64_t nowMicros);
+    // Used by the run loop: runs the callback and computes the next fire time. `monotonicMicros`
+    // is the loop's monotonic clock at the firing.
+    void fire(int64_t monotonicMicros);
 
     QMTimer(int64_t intervalMicros, Callback callback, bool repeats, int64_t firstFireMicros);
 

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "platform/QMRunLoop.h"
+#include "platform/QMThreadChecker.h"
 #include "platform/QMURLTransport.h"
 
 namespace {
@@ -57,24 +58,28 @@ void QMURLConnection::cancel() {
 // Each delivery holds the delegate for the length of the call: the delegate may cancel the
 // connection (dropping the connection's reference) from inside its own callback.
 void QMURLConnection::deliverResponse(const std::shared_ptr<QMHTTPURLResponse>& response) {
+    QM_DCHECK_ON_MAIN_LOOP_THREAD("QMURLConnection response delivery");
     if (auto delegate = delegate_) {
         delegate->connection(*this, response);
     }
 }
 
 void QMURLConnection::deliverData(const std::string& data) {
+    QM_DCHECK_ON_MAIN_LOOP_THREAD("QMURLConnection data delivery");
     if (auto delegate = delegate_) {
         delegate->connection(*this, data);
     }
 }
 
 void QMURLConnection::deliverFinish() {
+    QM_DCHECK_ON_MAIN_LOOP_THREAD("QMURLConnection finish delivery");
     if (auto delegate = std::exchange(delegate_, nullptr)) {
         delegate->connectionDidFinishLoading(*this);
     }
 }
 
 void QMURLConnection::deliverFailure(const std::shared_ptr<QMError>& error) {
+    QM_DCHECK_ON_MAIN_LOOP_THREAD("QMURLConnection failure delivery");
     if (auto delegate = std::exchange(delegate_, nullptr)) {
         delegate->connection(*this, error);
     }

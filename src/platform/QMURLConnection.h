@@ -9,8 +9,8 @@
 class QMURLConnection;
 class QMURLExchange;
 
-// Receives a connection's events on the main run loop, in this order: one response, zero or
-// more data chunks, then either connectionDidFinishLoading or a failure (a failure may also come
+// Receives a connection's events on the main run loop (checked in debug builds), in this order: one response,
+// zero or more data chunks, then either connectionDidFinishLoading or a failure (a failure may also come
 // before any response: refused connection, DNS failure, reset).
 class VEYRAKIT_EXPORT QMURLConnectionDelegate {
   public:

@@ -10,7 +10,6 @@
 
 namespace {
 
-std::mutex sharedMutex;
 std::shared_ptr<QMUserDefaults> sharedDefaults;
 
 std::string defaultsPath() {
@@ -24,17 +23,13 @@ std::string defaultsPath() {
 }  // namespace
 
 std::shared_ptr<QMUserDefaults> QMUserDefaults::standardUserDefaults() {
-    std::lock_guard<std::mutex> lock(sharedMutex);
     if (!sharedDefaults) {
         sharedDefaults = std::make_shared<QMUserDefaults>(defaultsPath());
     }
     return sharedDefaults;
 }
 
-void QMUserDefaults::resetStandardUserDefaults() {
-    std::lock_guard<std::mutex> lock(sharedMutex);
-    sharedDefaults.reset();
-}
+void QMUserDefaults::resetStandardUserDefaults() { sharedDefaults.reset(); }
 
 QMUserDefaults::QMUserDefaults(std::string path) : path_(std::move(path)) { load(); }
 
@@ -57,7 +52,6 @@ void QMUserDefaults::load() {
 }
 
 std::optional<QMJSON> QMUserDefaults::objectForKey(const std::string& key) const {
-    std::lock_guard<std::mutex> lock(mutex_);
     auto found = values_.find(key);
     if (found == values_.end()) {
         return std::nullopt;
@@ -66,7 +60,6 @@ std::optional<QMJSON> QMUserDefaults::objectForKey(const std::string& key) const
 }
 
 std::optional<std::string> QMUserDefaults::stringForKey(const std::string& key) const {
-    std::lock_guard<std::mutex> lock(mutex_);
     auto found = values_.find(key);
     if (found == values_.end() || !found->is_string()) {
         return std::nullopt;
@@ -79,26 +72,18 @@ void QMUserDefaults::setObject(const QMJSON& value, const std::string& forKey) {
         removeObjectForKey(forKey);
         return;
     }
-    {
-        std::lock_guard<std::mutex> lock(mutex_);
-        values_[forKey] = value;
-    }
+    values_[forKey] = value;
     persist();
 }
 
 void QMUserDefaults::removeObjectForKey(const std::string& key) {
-    {
-        std::lock_guard<std::mutex> lock(mutex_);
-        values_.erase(key);
-    }
+    values_.erase(key);
     persist();
 }
 
 bool QMUserDefaults::synchronize() { return persist(); }
 
 bool QMUserDefaults::persist() {
-    // Held across the write, so that two writers cannot leave the older snapshot on disk.
-    std::lock_guard<std::mutex> lock(mutex_);
     const auto files = QMFileManager::defaultManager();
     const auto parent = std::filesystem::path(path_).parent_path();
     std::error_code ignored;

@@ -1,6 +1,5 @@
 #pragma once
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
@@ -12,7 +11,8 @@
 // ~/.config/veyrakit/defaults.json. An unreadable or corrupt file is moved aside
 // (<file>.corrupt) with a console line; the store then starts empty. Every change is written
 // through at once (so nothing set is lost if the host dies); synchronize() writes again and says
-// whether the file could be written. Never throws to the caller.
+// whether the file could be written. Never throws to the caller. Used on the main loop's thread
+// only, like the rest of the SDK, so nothing is locked.
 class VEYRAKIT_EXPORT QMUserDefaults : public QMObject {
   public:
     static std::shared_ptr<QMUserDefaults> standardUserDefaults();
@@ -32,6 +32,5 @@ class VEYRAKIT_EXPORT QMUserDefaults : public QMObject {
     void load();
     bool persist();
     std::string path_;
-    mutable std::mutex mutex_;
     QMJSON values_ = QMJSON::object();
 };

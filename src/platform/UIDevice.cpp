@@ -2,8 +2,6 @@
 
 #include <sys/utsname.h>
 
-#include <mutex>
-
 namespace {
 
 struct DeviceFacts {
@@ -12,7 +10,6 @@ struct DeviceFacts {
     std::optional<std::string> systemVersion;
 };
 
-std::mutex overrideMutex;
 DeviceFacts overridden;
 
 const utsname& systemFacts() {
@@ -25,7 +22,6 @@ const utsname& systemFacts() {
 }
 
 std::string factOrOverride(std::optional<std::string> DeviceFacts::*fact, const char* systemValue) {
-    std::lock_guard<std::mutex> lock(overrideMutex);
     const auto& value = overridden.*fact;
     return value ? *value : systemValue;
 }
@@ -39,14 +35,10 @@ std::shared_ptr<UIDevice> UIDevice::currentDevice() {
 
 void UIDevice::overrideFacts(std::optional<std::string> model, std::optional<std::string> systemName,
                              std::optional<std::string> systemVersion) {
-    std::lock_guard<std::mutex> lock(overrideMutex);
     overridden = DeviceFacts{std::move(model), std::move(systemName), std::move(systemVersion)};
 }
 
-void UIDevice::clearOverride() {
-    std::lock_guard<std::mutex> lock(overrideMutex);
-    overridden = DeviceFacts{};
-}
+void UIDevice::clearOverride() { overridden = DeviceFacts{}; }
 
 std::string UIDevice::model() const { return factOrOverride(&DeviceFacts::model, systemFacts().machine); }
 

@@ -6,7 +6,8 @@
 #include "platform/QMObject.h"
 
 // Device facts for the User-Agent. Read from uname(2): model = machine ("x86_64"), systemName =
-// sysname ("Linux"), systemVersion = release. Tests override them.
+// sysname ("Linux"), systemVersion = release. Tests override them. Read and overridden on the main
+// loop's thread only, so nothing is locked.
 class VEYRAKIT_EXPORT UIDevice : public QMObject {
   public:
     static std::shared_ptr<UIDevice> currentDevice();

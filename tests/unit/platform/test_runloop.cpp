@@ -131,4 +131,42 @@ TEST_F(RunLoopTest, StopEndsRunAndDroppingTheMainLoopGivesAFreshRealOne) {
     QMRunLoop::setMainRunLoop(loop);
 }
 
+// A real loop whose wall clock the test sets back, as an administrator or a time daemon does.
+class SteppedWallClockLoop : public QMRunLoop {
+  public:
+    int64_t nowMicros() const override { return QMRunLoop::nowMicros() - stepBackMicros; }
+    int64_t stepBackMicros = 0;
+};
+
+TEST(RealClockTest, WallClockSetBackMovesTimestampsButNotARepeatingTimer) {
+    auto stepped = std::make_shared<SteppedWallClockLoop>();
+    QMRunLoop::setMainRunLoop(stepped);
+    constexpr int64_t kHourMillis = 3'600'000;
+    std::vector<int64_t> stamps;
+    auto timer = QMTimer::scheduledTimerWithTimeInterval(
+        0.02,
+        [&](QMTimer&) {
+            stamps.push_back(QMClock::currentTimeMillis());
+            if (stamps.size() == 1) {
+                stepped->stepBackMicros = kHourMillis * 1000;
+            }
+        },
+        true);
+    const int64_t started = stepped->monotonicMicros();
+    const bool fourFires = stepped->runUntil([&] { return stamps.size() == 4; }, 10'000);
+    const int64_t tookMillis = (stepped->monotonicMicros() - started) / 1000;
+    timer->invalidate();
+    QMRunLoop::setMainRunLoop(nullptr);
+
+    EXPECT_TRUE(fourFires);  // scheduled on the wall clock, the second fire would be an hour away
+    ASSERT_EQ(stamps.size(), 4u);
+    EXPECT_GE(tookMillis, 80);  // four fires, 20 ms apart on the monotonic clock
+    EXPECT_LT(tookMillis, 10'000);
+    // Every timestamp after the step reads the wall clock, an hour earlier.
+    EXPECT_GE(stamps[1] + kHourMillis, stamps[0]);
+    EXPECT_LT(stamps[1] + kHourMillis, stamps[0] + 10'000);
+    EXPECT_GE(stamps[3], stamps[2]);
+    EXPECT_GE(stamps[2], stamps[1]);
+}
+
 }  // namespace
