@@ -40,7 +40,7 @@ std::shared_ptr<QMVeyraPlugin> QMVeyraPlugin::initWithParams(
     std::optional<QMJSON> assetMetadata, std::optional<QMJSON> viewerMetadata,
     std::optional<QMPluginMetadata> pluginMetadata) {
     assetId_ = std::move(assetId);
-    serverHost_ = serverHost ? std::move(*serverHost) : DEFAULT_SERVER_HOST();
+    serverHost_ = serverHost ? *std::move(serverHost) : DEFAULT_SERVER_HOST();
     qmrCID_ = std::move(qmrCID);
     assetType_ = assetType ? std::move(assetType) : std::optional<std::string>("VOD");
     assetName_ = std::move(assetName);

@@ -140,7 +140,7 @@ void QMObject::willChangeValueForKey(const std::string& key, std::any oldValue) 
 
 void QMObject::didChangeValueForKey(const std::string& key) { deliverChange(key, nullptr); }
 
-void QMObject::didChangeValueForKey(const std::string& key, std::any newValue) {
+void QMObject::didChangeValueForKey(const std::string& key, const std::any& newValue) {
     deliverChange(key, &newValue);
 }
 

@@ -56,7 +56,7 @@ class VEYRAKIT_EXPORT QMObject : public std::enable_shared_from_this<QMObject> {
     void willChangeValueForKey(const std::string& key);
     void willChangeValueForKey(const std::string& key, std::any oldValue);  // supplies the old value
     void didChangeValueForKey(const std::string& key);
-    void didChangeValueForKey(const std::string& key, std::any newValue);
+    void didChangeValueForKey(const std::string& key, const std::any& newValue);
 
     // Receives changes of observed objects. The default does nothing.
     virtual void observeValueForKeyPath(const std::string& keyPath, QMObject* object,

@@ -26,7 +26,7 @@ class VEYRAKIT_EXPORT QMTimer : public QMObject {
     void invalidate();
     bool isValid() const { return valid_; }
     bool repeats() const { return repeats_; }
-    double timeInterval() const { return intervalMicros_ / 1e6; }
+    double timeInterval() const { return static_cast<double>(intervalMicros_) / 1e6; }
     // The next fire time on the loop's monotonic clock.
     int64_t fireTimeMicros() const { return fireMicros_; }
 

@@ -17,7 +17,7 @@ struct Received {
 };
 
 QMURLTransport::Events collectInto(const std::shared_ptr<Received>& received,
-                                   std::function<void(const std::shared_ptr<QMError>&)> done) {
+                                   const std::function<void(const std::shared_ptr<QMError>&)>& done) {
     return {
         [received](const std::shared_ptr<QMHTTPURLResponse>& response) { received->response = response; },
         [received](const std::string& data) { received->data += data; },

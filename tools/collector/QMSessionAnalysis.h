@@ -7,6 +7,9 @@
 #include "collector/QMProtocolCheck.h"
 
 // A session's summary and the results of its protocol checks.
+// The implicit move is noexcept; what the exception check sees in it is the JSON value's invariant
+// assertion, which never throws.
+// NOLINTNEXTLINE(bugprone-exception-escape)
 class QMSessionAnalysis {
   public:
     std::string sessionId;
