@@ -53,9 +53,11 @@ void QMDemoRemoteCollector::followSession(const std::string& sessionId) {
 
 void QMDemoRemoteCollector::follow() {
     std::unique_lock<std::mutex> lock(mutex_);
-    while (!stopping_) {
+    // A stop that comes while a pass is fetching still gets a pass of its own after it: that pass
+    // may have read the store before the run's final requests were in it.
+    for (bool last = false; !last;) {
         wake_.wait_for(lock, kFollowInterval, [this] { return stopping_; });
-        const bool last = stopping_;
+        last = stopping_;
         lock.unlock();
         // The last pass must not lose the run's final requests to one failed fetch.
         for (int attempt = 0; !deliverNewRequests() && last && attempt < kLastPassAttempts; ++attempt) {
