@@ -257,6 +257,13 @@ void QMRunLoop::removeTransfer(const QMURLTransfer* transfer) {
     curl_multi_remove_handle(impl_->multi, removed->easyHandle());
 }
 
+std::size_t QMRunLoop::taskCount() const {
+    std::lock_guard<std::mutex> lock(impl_->mutex);
+    const auto delayed = std::count_if(impl_->schedule.begin(), impl_->schedule.end(),
+                                       [](const Impl::Scheduled& e) { return e.timer == nullptr; });
+    return impl_->tasks.size() + static_cast<std::size_t>(delayed);
+}
+
 std::size_t QMRunLoop::transferCount() const {
     std::lock_guard<std::mutex> lock(impl_->mutex);
     return impl_->transfers.size();

@@ -60,6 +60,7 @@ class VEYRAKIT_EXPORT QMRunLoop : public QMObject {
     void addTimer(const std::shared_ptr<QMTimer>& timer);
     void removeTimer(const QMTimer* timer);
     std::size_t timerCount() const;  // scheduled timers (for tests)
+    std::size_t taskCount() const;   // tasks posted or delayed and not yet run (for tests)
     void addTransfer(const std::shared_ptr<QMURLTransfer>& transfer);
     void removeTransfer(const QMURLTransfer* transfer);
     std::size_t transferCount() const;  // URL transfers in flight (for tests)

@@ -31,12 +31,13 @@ QMLeftovers QMLeftovers::processWideSince(const QMLeftovers& baseline) {
 }
 
 QMLeftovers QMLeftovers::inLoop(const QMRunLoop& loop) {
-    return {.timers = loop.timerCount(), .transfers = loop.transferCount()};
+    return {.timers = loop.timerCount(), .transfers = loop.transferCount(), .tasks = loop.taskCount()};
 }
 
 QMLeftovers QMLeftovers::operator+(const QMLeftovers& other) const {
     return {.timers = timers + other.timers,
             .transfers = transfers + other.transfers,
+            .tasks = tasks + other.tasks,
             .observations = observations + other.observations,
             .notificationObservers = notificationObservers + other.notificationObservers};
 }
@@ -45,6 +46,7 @@ std::string QMLeftovers::description() const {
     std::string text;
     describe(text, timers, "timer");
     describe(text, transfers, "URL transfer");
+    describe(text, tasks, "pending task");
     describe(text, observations, "key-value observation");
     describe(text, notificationObservers, "notification registration");
     return text.empty() ? "nothing" : text;
@@ -52,5 +54,6 @@ std::string QMLeftovers::description() const {
 
 QMLeftovers timers(std::size_t count) { return {.timers = count}; }
 QMLeftovers transfers(std::size_t count) { return {.transfers = count}; }
+QMLeftovers tasks(std::size_t count) { return {.tasks = count}; }
 QMLeftovers observations(std::size_t count) { return {.observations = count}; }
 QMLeftovers notificationObservers(std::size_t count) { return {.notificationObservers = count}; }

@@ -58,6 +58,7 @@ TEST_F(QMBitrateMetricTest, EveryEntryAfterTheFirstForcesAReportCarryingTheEnded
 }
 
 TEST_F(QMBitrateMetricTest, UnknownBitrateContributesAnEmptyValueSet) {
+    leavesBehind(tasks(1), "the session answer, 1 s away, is still on its way when the test ends");
     entry(-1);
     EXPECT_EQ(bitrate->currentBitRate(), -1);
     EXPECT_EQ(bitrate->calculateMetric().value().dump(), "{}");
