@@ -1,12 +1,15 @@
 #include "demo/QMDemoPlayback.h"
 
+#include <any>
 #include <filesystem>
 #include <utility>
 
 #include "core/QMMonitoringSessions.h"
 #include "core/QMObjectRepository.h"
 #include "demo/QMDemoHost.h"
+#include "platform/QMNotificationCenter.h"
 #include "platform/QMRunLoop.h"
+#include "platform/mediaplayer/MPMoviePlayerNotifications.h"
 #include "veyrakit/QMCustomMetadata.h"
 #include "veyrakit/QMVeyraKit.h"
 #include "veyrakit/VeyraKit.h"
@@ -47,7 +50,22 @@ void QMDemoPlayback::start() {
     });
     simulator_ = QMPlayerSimulator::simulatorWithScenario(scenario_, host);
     createPlugin();
+    observeFinish();
     simulator_->start();
+}
+
+void QMDemoPlayback::observeFinish() {
+    if (scenario_->playerKind() != QMScenarioPlayerKind::MPMoviePlayer) return;
+    // Registered after the plugin's own observers, so it hears of the finish once they are done.
+    QMNotificationCenter::defaultCenter()->addObserver(
+        this, MPMoviePlayerPlaybackDidFinishNotification, simulator_->moviePlayer().get(),
+        [this](const QMNotification& notification) {
+            auto reason = notification.userInfo().find(MPMoviePlayerPlaybackDidFinishReasonUserInfoKey);
+            const long* value =
+                reason == notification.userInfo().end() ? nullptr : std::any_cast<long>(&reason->second);
+            auto plugin = this->plugin();
+            if (finishObserver_) finishObserver_(value ? *value : -1, !plugin || plugin->destroyed());
+        });
 }
 
 void QMDemoPlayback::createPlugin() {
@@ -106,6 +124,7 @@ void QMDemoPlayback::finish() {
         endTimer_.reset();
     }
     endSession();
+    QMNotificationCenter::defaultCenter()->removeObserver(this);
     if (simulator_) simulator_->stop();
     if (scenario_->playerKind() == QMScenarioPlayerKind::AVPlayer) {
         QMMonitoringSessions::setCurrentAVPlayerMonitoringSession(nullptr);

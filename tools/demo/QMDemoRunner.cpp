@@ -176,6 +176,10 @@ void QMDemoRunner::startCollector(QMDemoCollector& collector, Result& result) {
 void QMDemoRunner::play(const std::shared_ptr<QMScenario>& scenario, QMDemoCollector& collector,
                         Result& result) {
     QMDemoPlayback playback(scenario, result.server);
+    playback.setFinishObserver([this](long reason, bool sessionEnded) {
+        progress_.printNote(QMDemoProgressPrinter::finishLine(loop_->nowMillis() - scenarioStartMillis_,
+                                                              reason, sessionEnded));
+    });
     scenarioStartMillis_ = loop_->nowMillis();
     scenarioStartWallMillis_ = wallMillis();
     playback.start();

@@ -22,13 +22,8 @@ long finishReason(const QMNotification& notification) {
     if (it == notification.userInfo().end()) {
         return -1;
     }
-    if (const auto* reason = std::any_cast<long>(&it->second)) {
-        return *reason;
-    }
-    if (const auto* reason = std::any_cast<MPMovieFinishReason>(&it->second)) {
-        return *reason;
-    }
-    return -1;
+    const auto* reason = std::any_cast<long>(&it->second);
+    return reason ? *reason : -1;
 }
 
 }  // namespace
