@@ -3,20 +3,19 @@
 
 #include "metrics/QMStatefulMetric.h"
 #include "platform/QMJSON.h"
+#include "platform/QMObject.h"
 
 // The full-screen measurement every player kind shares: three flags (playing, buffering, full
 // screen) and the two timed states of a metric that are open exactly while all three say
 // "watched in full screen". Player kinds feed it their player's events; it keeps its states in
 // the metric it belongs to.
-class VEYRAKIT_EXPORT QMFullScreenPlayingState {
+class VEYRAKIT_EXPORT QMFullScreenPlayingState : public QMObject {
   public:
     static const std::string& STATE_FULL_SCREEN();                   // "fullScreenAndPlaying"
     static const std::string& STATE_CURRENT_INTERVAL_FULL_SCREEN();  // "currentFullScreenAndPlaying"
 
     // All flags false, whatever the view's real size.
     explicit QMFullScreenPlayingState(QMStatefulMetric& metric);
-    QMFullScreenPlayingState(const QMFullScreenPlayingState&) = delete;
-    QMFullScreenPlayingState& operator=(const QMFullScreenPlayingState&) = delete;
 
     // Each updates its flag first, then enters or leaves the states.
     void handleUnpause();

@@ -3,12 +3,12 @@
 #include <set>
 #include <string>
 
-#include "platform/QMExport.h"
+#include "platform/QMObject.h"
 
 // The viewed-time bookkeeping of the viewing-time metrics: the whole seconds of the media
 // timeline the playhead was seen in while playing, for the session and for the current report
 // interval. A second counts towards the interval only when a sample falls in its latter half.
-class VEYRAKIT_EXPORT QMViewedTime {
+class VEYRAKIT_EXPORT QMViewedTime : public QMObject {
   public:
     // Whole seconds of media time, as "%i" text; used as a set.
     using ViewedTimeMap = std::set<std::string>;

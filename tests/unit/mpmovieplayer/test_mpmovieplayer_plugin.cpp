@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "platform/QMException.h"
 #include "platform/mediaplayer/MPMoviePlayerNotifications.h"
 #include "unit/mpmovieplayer/QMMPMoviePlayerSessionTest.h"
 
@@ -90,6 +91,9 @@ TEST_F(QMMPMoviePlayerPluginTest, TheFacadeDestroysThenDisposesTheOldPluginWitho
     EXPECT_EQ(plugin(), second);
     EXPECT_TRUE(second->destroyed());
     EXPECT_EQ(QMNotificationCenter::defaultCenter()->observerCount(), 0u);
+    // Nothing is caught on this path: a player without a content URL fails the init log line.
+    EXPECT_THROW(monitor(std::make_shared<MPMoviePlayerController>(nullptr)), QMInvalidArgumentException);
+    EXPECT_EQ(plugin(), second);
     // The facade's commands never reach a movie player plugin.
     QMVeyraKit::stopPlayback();
     QMVeyraKit::viewerFaultReport("E1", "1.0");
