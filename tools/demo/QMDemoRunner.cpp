@@ -177,8 +177,11 @@ void QMDemoRunner::play(const std::shared_ptr<QMScenario>& scenario, QMDemoColle
                         Result& result) {
     QMDemoPlayback playback(scenario, result.server);
     playback.setFinishObserver([this](long reason, bool sessionEnded) {
-        progress_.printNote(QMDemoProgressPrinter::finishLine(loop_->nowMillis() - scenarioStartMillis_,
-                                                              reason, sessionEnded));
+        // On the same clock as the request lines: the loop's, or the wall clock beside an external
+        // collector.
+        const int64_t millis = options_.serverURL ? wallMillis() - scenarioStartWallMillis_
+                                                  : loop_->nowMillis() - scenarioStartMillis_;
+        progress_.printNote(QMDemoProgressPrinter::finishLine(millis, reason, sessionEnded));
     });
     scenarioStartMillis_ = loop_->nowMillis();
     scenarioStartWallMillis_ = wallMillis();
