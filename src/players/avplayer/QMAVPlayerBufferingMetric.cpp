@@ -1,24 +1,16 @@
 #include "players/avplayer/QMAVPlayerBufferingMetric.h"
 
-#include "core/QMObjectRepository.h"
-#include "logging/QMLogger.h"
 #include "platform/avfoundation/AVPlayer.h"
 #include "players/avplayer/QMAVPlayerVeyraPlugin.h"
-#include "reporting/QMOnDemandReporter.h"
-#include "reporting/QMReportType.h"
 
 namespace {
 const char* const kItemKeyPaths[] = {"status", "playbackBufferEmpty", "playbackLikelyToKeepUp",
                                      "playbackBufferFull"};
 }  // namespace
 
-QMAVPlayerBufferingMetric::QMAVPlayerBufferingMetric()
-    : plugin_(QMObjectRepository::getRepositoryInstance()->plugin()) {
+QMAVPlayerBufferingMetric::QMAVPlayerBufferingMetric() {
     auto avPlugin = std::dynamic_pointer_cast<QMAVPlayerVeyraPlugin>(plugin_);
     player_ = avPlugin ? avPlugin->player() : nullptr;
-    if (plugin_) {
-        plugin_->addObserver(this, "sessionId", NSKeyValueObservingOptionNew, nullptr);
-    }
 }
 
 void QMAVPlayerBufferingMetric::startMetricCollection() {
@@ -37,15 +29,13 @@ void QMAVPlayerBufferingMetric::startMetricCollection() {
 }
 
 void QMAVPlayerBufferingMetric::stopMetricCollection() {
-    QMStatefulMetric::stopMetricCollection();
+    QMPluginBufferingMetric::stopMetricCollection();
     if (const auto& item = player_ ? player_->currentItem() : nullptr) {
         for (const char* keyPath : kItemKeyPaths) {
             item->removeObserver(this, keyPath);
         }
     }
-    if (!removeSessionId_) {
-        stopObservingSessionId();
-    }
+    stopObservingSessionIdOnce();
 }
 
 void QMAVPlayerBufferingMetric::observeValueForKeyPath(const std::string& keyPath, QMObject* object,
@@ -66,28 +56,7 @@ void QMAVPlayerBufferingMetric::observeValueForKeyPath(const std::string& keyPat
         player_->currentItem()->isPlaybackLikelyToKeepUp()) {
         handlePlayback();
     }
-    if (keyPath == "sessionId" && plugin_ && plugin_->sessionId()) {
-        stopObservingSessionId();
-        onReporterReady();
-    }
-}
-
-void QMAVPlayerBufferingMetric::makeJoinTimeOnDemandRequest(int64_t joinTime) {
-    QMJSON report = QMJSON::object();
-    report["type"] = QMReportType::JOIN_TIME();
-    report[PROPERTY_JOIN_TIME()] = joinTime;
-    if (plugin_ && plugin_->sessionId()) {
-        sendJoinTimeReport(report);
-    } else {
-        unsentJoinTimeReport_ = report;
-    }
-}
-
-void QMAVPlayerBufferingMetric::onReporterReady() {
-    if (unsentJoinTimeReport_) {
-        sendJoinTimeReport(*unsentJoinTimeReport_);
-        unsentJoinTimeReport_.reset();
-    }
+    QMPluginBufferingMetric::observeValueForKeyPath(keyPath, object, change, context);
 }
 
 const std::string& QMAVPlayerBufferingMetric::currentBufferingKey() const {
@@ -99,17 +68,3 @@ bool QMAVPlayerBufferingMetric::reopensIntervalAfterReport() const { return isAc
 void QMAVPlayerBufferingMetric::pauseMetricCollection() { isActive_ = false; }
 
 void QMAVPlayerBufferingMetric::resumeMetricCollection() { isActive_ = true; }
-
-void QMAVPlayerBufferingMetric::sendJoinTimeReport(const QMJSON& report) {
-    if (auto reporter = plugin_ ? plugin_->onDemandReporter() : nullptr) {
-        reporter->sendOnDemandReport(
-            report, [](const std::optional<QMJSON>&) { QMLogger::info("", "JR"); }, nullptr);
-    }
-}
-
-void QMAVPlayerBufferingMetric::stopObservingSessionId() {
-    removeSessionId_ = true;
-    if (plugin_) {
-        plugin_->removeObserver(this, "sessionId");
-    }
-}

@@ -4,17 +4,16 @@
 #include <optional>
 #include <string>
 
-#include "metrics/QMBufferingMetric.h"
+#include "core/QMPluginBufferingMetric.h"
 #include "platform/QMJSON.h"
 
 class AVPlayer;
-class QMVeyraPlugin;
 
 // How long the viewer waits: the join time (buffering before playback first starts), sent once
 // as a JOIN_TIME report, and the buffering that interrupts playback afterwards, reported with
 // every periodical report. A join report made before the session id is known is held back
 // until the plugin's "sessionId" is set.
-class VEYRAKIT_EXPORT QMAVPlayerBufferingMetric : public QMBufferingMetric {
+class VEYRAKIT_EXPORT QMAVPlayerBufferingMetric : public QMPluginBufferingMetric {
   public:
     // Takes the current plugin and its player from the repository and observes the plugin's
     // "sessionId" at once, so that a session id arriving at any time is seen.
@@ -31,19 +30,12 @@ class VEYRAKIT_EXPORT QMAVPlayerBufferingMetric : public QMBufferingMetric {
     void observeValueForKeyPath(const std::string& keyPath, QMObject* object, const QMKeyValueChange& change,
                                 void* context) override;
 
-    void makeJoinTimeOnDemandRequest(int64_t joinTime) override;
-    // Sends a held-back JOIN_TIME report, once.
-    void onReporterReady();
-
     // Advertisement start / end: only stop / resume re-opening the interval state after reports.
     void pauseMetricCollection();
     void resumeMetricCollection();
 
     bool isActive() const { return isActive_; }
-    bool removeSessionId() const { return removeSessionId_; }
-    std::shared_ptr<QMVeyraPlugin> plugin() const { return plugin_; }
     std::shared_ptr<AVPlayer> player() const { return player_; }
-    const std::optional<QMJSON>& unsentJoinTimeReport() const { return unsentJoinTimeReport_; }
 
   protected:
     // "bufferingTimeLeadingToNow": the whole event so far, beside the interval's share.
@@ -52,12 +44,6 @@ class VEYRAKIT_EXPORT QMAVPlayerBufferingMetric : public QMBufferingMetric {
     bool reopensIntervalAfterReport() const override;
 
   private:
-    void sendJoinTimeReport(const QMJSON& report);
-    void stopObservingSessionId();
-
     bool isActive_ = true;
-    bool removeSessionId_ = false;
-    std::shared_ptr<QMVeyraPlugin> plugin_;
     std::shared_ptr<AVPlayer> player_;
-    std::optional<QMJSON> unsentJoinTimeReport_;
 };

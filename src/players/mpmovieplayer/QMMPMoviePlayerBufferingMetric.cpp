@@ -2,14 +2,9 @@
 
 #include <any>
 
-#include "core/QMObjectRepository.h"
-#include "core/QMVeyraPlugin.h"
-#include "logging/QMLogger.h"
 #include "platform/mediaplayer/MPMoviePlayerController.h"
 #include "platform/mediaplayer/MPMoviePlayerNotifications.h"
 #include "players/mpmovieplayer/QMMPMoviePlayerControllerVeyraPlugin.h"
-#include "reporting/QMOnDemandReporter.h"
-#include "reporting/QMReportType.h"
 
 namespace {
 
@@ -25,19 +20,7 @@ bool isPlaybackError(const QMNotification& notification) {
 }  // namespace
 
 QMMPMoviePlayerBufferingMetric::QMMPMoviePlayerBufferingMetric()
-    : plugin_(QMObjectRepository::getRepositoryInstance()->plugin()),
-      player_(QMMPMoviePlayerControllerVeyraPlugin::currentPlayer()) {
-    if (plugin_) {
-        plugin_->addObserver(this, "sessionId", NSKeyValueObservingOptionNew, nullptr);
-    }
-}
-
-QMMPMoviePlayerBufferingMetric::~QMMPMoviePlayerBufferingMetric() {
-    // A metric released without being stopped (its manager never started) still lets go.
-    if (!removeSessionId_) {
-        stopObservingSessionId();
-    }
-}
+    : player_(QMMPMoviePlayerControllerVeyraPlugin::currentPlayer()) {}
 
 void QMMPMoviePlayerBufferingMetric::startMetricCollection() {
     std::weak_ptr<QMMPMoviePlayerBufferingMetric> weakSelf = selfAs<QMMPMoviePlayerBufferingMetric>();
@@ -58,21 +41,11 @@ void QMMPMoviePlayerBufferingMetric::startMetricCollection() {
 }
 
 void QMMPMoviePlayerBufferingMetric::stopMetricCollection() {
-    QMBufferingMetric::stopMetricCollection();
+    QMPluginBufferingMetric::stopMetricCollection();
     auto center = QMNotificationCenter::defaultCenter();
     center->removeObserver(this, MPMoviePlayerPlaybackDidFinishNotification, player_.get());
     center->removeObserver(this, MPMoviePlayerLoadStateDidChangeNotification, player_.get());
-    if (!removeSessionId_) {
-        stopObservingSessionId();
-    }
-}
-
-void QMMPMoviePlayerBufferingMetric::observeValueForKeyPath(const std::string& keyPath, QMObject*,
-                                                            const QMKeyValueChange&, void*) {
-    if (keyPath == "sessionId" && plugin_ && plugin_->sessionId()) {
-        stopObservingSessionId();
-        onReporterReady();
-    }
+    stopObservingSessionIdOnce();
 }
 
 void QMMPMoviePlayerBufferingMetric::onBufferingChange(const QMNotification&) { takeLoadState(); }
@@ -84,24 +57,6 @@ void QMMPMoviePlayerBufferingMetric::onMediaErrorEvent(const QMNotification& not
 }
 
 void QMMPMoviePlayerBufferingMetric::handleMediaError() { onMediaError(); }
-
-void QMMPMoviePlayerBufferingMetric::makeJoinTimeOnDemandRequest(int64_t joinTime) {
-    QMJSON report = QMJSON::object();
-    report["type"] = QMReportType::JOIN_TIME();
-    report[PROPERTY_JOIN_TIME()] = joinTime;
-    if (plugin_ && plugin_->sessionId()) {
-        sendJoinTimeReport(report);
-    } else {
-        unsentJoinTimeReport_ = report;
-    }
-}
-
-void QMMPMoviePlayerBufferingMetric::onReporterReady() {
-    if (unsentJoinTimeReport_) {
-        sendJoinTimeReport(*unsentJoinTimeReport_);
-        unsentJoinTimeReport_.reset();
-    }
-}
 
 const std::string& QMMPMoviePlayerBufferingMetric::currentBufferingKey() const {
     return PROPERTY_CURRENT_BUFFER_TIME();
@@ -119,19 +74,5 @@ void QMMPMoviePlayerBufferingMetric::takeLoadState() {
         handleBuffering();
     } else if (loadState == MPMovieLoadStatePlayable || loadState == MPMovieLoadStatePlaythroughOK) {
         handlePlayback();
-    }
-}
-
-void QMMPMoviePlayerBufferingMetric::sendJoinTimeReport(const QMJSON& report) {
-    if (auto reporter = plugin_ ? plugin_->onDemandReporter() : nullptr) {
-        reporter->sendOnDemandReport(
-            report, [](const std::optional<QMJSON>&) { QMLogger::info("", "JR"); }, nullptr);
-    }
-}
-
-void QMMPMoviePlayerBufferingMetric::stopObservingSessionId() {
-    removeSessionId_ = true;
-    if (plugin_) {
-        plugin_->removeObserver(this, "sessionId");
     }
 }

@@ -4,12 +4,11 @@
 #include <optional>
 #include <string>
 
-#include "metrics/QMBufferingMetric.h"
+#include "core/QMPluginBufferingMetric.h"
 #include "platform/QMJSON.h"
 #include "platform/QMNotificationCenter.h"
 
 class MPMoviePlayerController;
-class QMVeyraPlugin;
 
 // How long the viewer of a movie player waits: the join time, sent once as a JOIN_TIME report
 // (held back until the plugin's "sessionId" is set), and the buffering afterwards. Load states
@@ -17,20 +16,16 @@ class QMVeyraPlugin;
 // reports carry "totalBufferingTime" and "currentBufferingTime" only: the value of the whole
 // event so far is written under "currentBufferingTime" and the interval's share then overwrites
 // it, so "bufferingTimeLeadingToNow" never appears.
-class VEYRAKIT_EXPORT QMMPMoviePlayerBufferingMetric : public QMBufferingMetric {
+class VEYRAKIT_EXPORT QMMPMoviePlayerBufferingMetric : public QMPluginBufferingMetric {
   public:
     // Takes the current plugin and its player from the repository and observes the plugin's
     // "sessionId" at once.
     QMMPMoviePlayerBufferingMetric();
-    ~QMMPMoviePlayerBufferingMetric() override;
 
     // Observes the player's end of playback and load state, then takes its present load state.
     void startMetricCollection() override;
     // Removes both notification observations and, once, the "sessionId" observation.
     void stopMetricCollection() override;
-    // Plugin's "sessionId" set: stop observing it and onReporterReady.
-    void observeValueForKeyPath(const std::string& keyPath, QMObject* object, const QMKeyValueChange& change,
-                                void* context) override;
 
     // Stalled (4): buffering; playable (1) or playthrough OK (2): playback; else nothing.
     void onBufferingChange(const QMNotification& notification);
@@ -38,13 +33,7 @@ class VEYRAKIT_EXPORT QMMPMoviePlayerBufferingMetric : public QMBufferingMetric 
     void onMediaErrorEvent(const QMNotification& notification);
     void handleMediaError();
 
-    void makeJoinTimeOnDemandRequest(int64_t joinTime) override;
-    void onReporterReady();
-
-    bool removeSessionId() const { return removeSessionId_; }
-    std::shared_ptr<QMVeyraPlugin> plugin() const { return plugin_; }
     std::shared_ptr<MPMoviePlayerController> player() const { return player_; }
-    const std::optional<QMJSON>& unsentJoinTimeReport() const { return unsentJoinTimeReport_; }
 
   protected:
     // "currentBufferingTime", overwritten by the interval value.
@@ -54,11 +43,6 @@ class VEYRAKIT_EXPORT QMMPMoviePlayerBufferingMetric : public QMBufferingMetric 
 
   private:
     void takeLoadState();
-    void sendJoinTimeReport(const QMJSON& report);
-    void stopObservingSessionId();
 
-    bool removeSessionId_ = false;
-    std::shared_ptr<QMVeyraPlugin> plugin_;
     std::shared_ptr<MPMoviePlayerController> player_;
-    std::optional<QMJSON> unsentJoinTimeReport_;
 };
