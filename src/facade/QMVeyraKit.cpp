@@ -9,6 +9,7 @@
 #include "platform/QMFormat.h"
 #include "platform/QMThreadChecker.h"
 #include "players/avplayer/QMAVPlayerVeyraPlugin.h"
+#include "players/mpmovieplayer/QMMPMoviePlayerControllerVeyraPlugin.h"
 
 void QMVeyraKit::pluginWithAVPlayer(const std::shared_ptr<AVPlayer>& player,
                                     const std::optional<std::string>& assetId,
@@ -82,10 +83,15 @@ void QMVeyraKit::pluginWithMPMoviePlayerController(
         return;
     }
     const QMPluginMetadata pluginMetadata{{"pluginName", "iOS-MPMoviePlayerController"}};
+    // Nothing is caught on this path: what the creation throws reaches the host.
     std::shared_ptr<QMVeyraPlugin> plugin;
     if (const auto& create = QMMonitoringSessions::mpMoviePlayerPluginCreator()) {
         plugin = create(player, assetId, serverHost, qmrCID, assetType, assetName, viewerId, assetMetadata,
                         viewerMetadata, pluginMetadata);
+    } else {
+        plugin = QMMPMoviePlayerControllerVeyraPlugin::pluginWithParams(
+            player, assetId, serverHost, qmrCID, assetType, assetName, viewerId, assetMetadata,
+            viewerMetadata, pluginMetadata);
     }
     QMMonitoringSessions::setCurrentMPMoviePlayerMonitoringSession(std::move(plugin));
 }

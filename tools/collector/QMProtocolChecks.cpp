@@ -62,6 +62,63 @@ std::optional<int64_t> integerKey(const Report& report, const char* key) {
     return it->get<int64_t>();
 }
 
+bool isMoviePlayer(const QMSessionView& view) {
+    return view.plugin() == QMSessionView::Plugin::MPMoviePlayerController;
+}
+
+// What a movie player plugin's periodical report never carries, and its boolean "playing".
+void checkMoviePlayerValues(QMProtocolCheck& check, const Report& report) {
+    const Json& body = *report.body;
+    for (const char* key : {"alive", "bufferingTimeLeadingToNow"}) {
+        if (body.contains(key)) {
+            check.fail(report.request->id,
+                       std::string("a periodical report of an MPMoviePlayerController session carries \"") +
+                           key + "\"");
+        }
+    }
+    auto playing = body.find("playing");
+    if (playing != body.end() && !playing->is_boolean()) {
+        check.fail(report.request->id, "\"playing\" is " + playing->dump() +
+                                           ", expected a boolean from an MPMoviePlayerController");
+    }
+}
+
+// A movie player announces its duration or not (live): only a reported duration calls for "D".
+bool durationWasAnnounced(const QMSessionView& view) {
+    if (!isMoviePlayer(view)) return true;
+    for (const auto* report : view.periodicalReports()) {
+        auto duration = QMSessionView::numberOf(report->body->value("assetDuration", Json()));
+        if (duration.value_or(0) != 0) return true;
+    }
+    return false;
+}
+
+// A movie player session ends at its player's finish and sends nothing for it: no report may
+// carry "playbackCompleted", and after a playback error nothing but log reports follows.
+QMProtocolCheck moviePlayerCompletion(const QMSessionView& view) {
+    QMProtocolCheck check(
+        "completion.final",
+        "the session ends at the player's finish: no completion report, nothing after an error");
+    const Report* error = nullptr;
+    for (const auto& report : view.reports()) {
+        if (report.retransmission || !report.type) continue;
+        if (error != nullptr && *report.type != "L") {
+            check.fail(report.request->id,
+                       "a \"" + *report.type +
+                           "\" report after the playback error report that ended the session (" +
+                           requestRef(error->request->id) + ")");
+        }
+        if (*report.type == "P" && report.body->contains("playbackCompleted")) {
+            check.fail(
+                report.request->id,
+                "an MPMoviePlayerController session ends at its player's finish without a completion report");
+        }
+        if (error == nullptr && *report.type == "E") error = &report;
+    }
+    if (view.state() == QMSessionView::State::Active) check.setUndecided(QMProtocolCheck::Status::Pending);
+    return check;
+}
+
 bool playbackWasMeasured(const QMSessionView& view) {
     for (const auto* report : view.reportsOfType("P")) {
         auto playing = QMSessionView::numberOf(report->body->value("totalPlayingTime", Json()));
@@ -156,6 +213,7 @@ QMProtocolCheck QMProtocolChecks::valueTypes(const QMSessionView& view) {
         for (auto& problem : QMReportSchema::problemsOfReport(*report.type, *report.body)) {
             check.fail(report.request->id, problem);
         }
+        if (*report.type == "P" && isMoviePlayer(view)) checkMoviePlayerValues(check, report);
     }
     return check;
 }
@@ -214,11 +272,12 @@ QMProtocolCheck QMProtocolChecks::joinTimeOnce(const QMSessionView& view) {
 }
 
 QMProtocolCheck QMProtocolChecks::durationOnce(const QMSessionView& view) {
-    return checkOnce(view, "D", "duration.once", "exactly one playback-duration report", true,
-                     "the session ended without a playback-duration report");
+    return checkOnce(view, "D", "duration.once", "exactly one playback-duration report",
+                     durationWasAnnounced(view), "the session ended without a playback-duration report");
 }
 
 QMProtocolCheck QMProtocolChecks::completion(const QMSessionView& view) {
+    if (isMoviePlayer(view)) return moviePlayerCompletion(view);
     QMProtocolCheck check("completion.final", "the final report carries \"playbackCompleted\"");
     const Report* completing = nullptr;
     for (const auto& report : view.reports()) {

@@ -42,6 +42,8 @@ nlohmann::ordered_json QMSessionSummary::overview(const QMSessionView& view) {
     Json summary{{"sessionId", view.sessionId()},
                  {"known", view.known()},
                  {"state", QMSessionView::stateName(view.state())}};
+    const std::string& plugin = QMSessionView::pluginName(view.plugin());
+    summary["plugin"] = plugin.empty() ? Json() : Json(plugin);
     int64_t first = requests.empty() ? 0 : requests.front().receivedMillis;
     int64_t last = requests.empty() ? 0 : requests.back().receivedMillis;
     summary["startedAt"] = requests.empty() ? Json() : Json(first);

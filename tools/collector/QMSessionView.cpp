@@ -17,6 +17,7 @@ QMSessionView::QMSessionView(std::string sessionId, bool known, std::vector<QMCo
                              int64_t nowMillis, int64_t idleMillis, bool assumeFinished)
     : sessionId_(std::move(sessionId)), known_(known), requests_(std::move(requests)) {
     sortRequests();
+    plugin_ = computePlugin();
     state_ = computeState(nowMillis, idleMillis, assumeFinished);
 }
 
@@ -75,8 +76,23 @@ QMSessionView::State QMSessionView::computeState(int64_t nowMillis, int64_t idle
     if (!reportsOfType("E").empty()) return State::Error;
     if (serverEndedSession()) return State::EndedByServer;
     int64_t last = requests_.empty() ? nowMillis : requests_.back().receivedMillis;
-    if (assumeFinished || nowMillis - last > idleMillis) return State::Abandoned;
+    if (assumeFinished || nowMillis - last > idleMillis)
+        return plugin_ == Plugin::MPMoviePlayerController ? State::Ended : State::Abandoned;
     return State::Active;
+}
+
+// The first periodical report decides; the value checks then hold the rest to its kind.
+QMSessionView::Plugin QMSessionView::computePlugin() const {
+    auto periodical = periodicalReports();
+    if (periodical.empty()) return Plugin::Unknown;
+    const Json& first = *periodical.front()->body;
+    bool moviePlayer = first.contains("playing") && first["playing"].is_boolean() && !first.contains("alive");
+    return moviePlayer ? Plugin::MPMoviePlayerController : Plugin::AVPlayer;
+}
+
+const std::string& QMSessionView::pluginName(Plugin plugin) {
+    static const std::array<std::string, 3> names{"", "iOS-AVPlayer", "iOS-MPMoviePlayerController"};
+    return names.at(static_cast<size_t>(plugin));
 }
 
 // An answer of -1 or -2 to a periodical report makes the client end the session.
@@ -91,8 +107,8 @@ bool QMSessionView::serverEndedSession() const {
 }
 
 const std::string& QMSessionView::stateName(State state) {
-    static const std::array<std::string, 5> names{"active", "completed", "error", "endedByServer",
-                                                  "abandoned"};
+    static const std::array<std::string, 6> names{"active",        "completed", "error",
+                                                  "endedByServer", "abandoned", "ended"};
     return names.at(static_cast<size_t>(state));
 }
 

@@ -12,7 +12,13 @@
 // and where the session stands.
 class QMSessionView {
   public:
-    enum class State { Active, Completed, Error, EndedByServer, Abandoned };
+    // Ended: a movie player session that stopped reporting. Its end of playback sends nothing on
+    // the wire, so over without an error or a server's end it has ended, not been abandoned.
+    enum class State { Active, Completed, Error, EndedByServer, Abandoned, Ended };
+    // The plugin a session came from, told by its periodical reports: a movie player plugin sends
+    // "playing" as a boolean and never "alive"; an AVPlayer plugin sends "alive" or a numeric
+    // "playing". Unknown without periodical reports.
+    enum class Plugin { Unknown, AVPlayer, MPMoviePlayerController };
 
     struct Report {
         const QMCollectorRequest* request = nullptr;
@@ -41,6 +47,10 @@ class QMSessionView {
     std::vector<const Report*> periodicalReports() const;
     std::vector<const QMCollectorRequest*> diagnosticPosts() const;
 
+    Plugin plugin() const { return plugin_; }
+    // "iOS-AVPlayer", "iOS-MPMoviePlayerController"; empty when unknown.
+    static const std::string& pluginName(Plugin plugin);
+
     State state() const { return state_; }
     bool finished() const { return state_ != State::Active; }
     static const std::string& stateName(State state);
@@ -51,6 +61,7 @@ class QMSessionView {
 
   private:
     void sortRequests();
+    Plugin computePlugin() const;
     State computeState(int64_t nowMillis, int64_t idleMillis, bool assumeFinished) const;
     bool serverEndedSession() const;
 
@@ -59,5 +70,6 @@ class QMSessionView {
     std::vector<QMCollectorRequest> requests_;
     const QMCollectorRequest* initRequest_ = nullptr;
     std::vector<Report> reports_;
+    Plugin plugin_ = Plugin::Unknown;
     State state_ = State::Active;
 };

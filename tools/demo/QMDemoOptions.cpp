@@ -1,6 +1,7 @@
 #include "demo/QMDemoOptions.h"
 
 #include <cmath>
+#include <filesystem>
 #include <optional>
 #include <utility>
 
@@ -30,6 +31,12 @@ bool takesValue(const std::string& option) {
 const std::string& QMDemoOptions::defaultScenarioPath() {
     static const std::string path = VEYRAKIT_DEMO_DEFAULT_SCENARIO;
     return path;
+}
+
+std::string QMDemoOptions::defaultScenarioPath(Player player) {
+    if (player == Player::AVPlayer) return defaultScenarioPath();
+    // The movie player's example lives beside the default one.
+    return (std::filesystem::path(defaultScenarioPath()).parent_path() / "mpmovieplayer.scenario").string();
 }
 
 const std::string& QMDemoOptions::playerName(Player player) {
@@ -74,6 +81,7 @@ void QMDemoOptions::checkCombination() const {
 }
 
 QMDemoOptions QMDemoOptions::parse(const std::vector<std::string>& arguments) {
+    bool scenarioGiven = false;
     QMDemoOptions result;
     for (size_t i = 0; i < arguments.size(); ++i) {
         auto [option, inlineValue] = splitOption(arguments[i]);
@@ -94,6 +102,7 @@ QMDemoOptions QMDemoOptions::parse(const std::vector<std::string>& arguments) {
         if (option == "--scenario") {
             if (value.empty()) throw Error("--scenario: the file name is empty");
             result.scenarioPath = value;
+            scenarioGiven = true;
         } else if (option == "--player") {
             result.player = playerNamed(value);
         } else if (option == "--server") {
@@ -104,6 +113,7 @@ QMDemoOptions QMDemoOptions::parse(const std::vector<std::string>& arguments) {
             result.speed = speedValue(value);
         }
     }
+    if (!scenarioGiven && result.player) result.scenarioPath = defaultScenarioPath(*result.player);
     result.checkCombination();
     return result;
 }
@@ -116,7 +126,8 @@ what a collector received. Prints one line per request the collector receives, t
 summary and the protocol checks. Exits 0 when every check passed, 1 when one failed or the run
 did not complete, 2 on a bad option or scenario file.
 
-  --scenario FILE          the scenario to play (default: scenarios/vod-default.scenario)
+  --scenario FILE          the scenario to play (default: scenarios/vod-default.scenario, or
+                           scenarios/mpmovieplayer.scenario with --player mpmovieplayer)
   --player NAME            avplayer or mpmovieplayer (default: the player the scenario names)
   --server URL             report to a running veyrakit-collector at URL (e.g. http://127.0.0.1:8080)
                            instead of the embedded one on free loopback ports

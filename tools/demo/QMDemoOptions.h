@@ -29,6 +29,8 @@ class QMDemoOptions {
     static QMDemoOptions parse(const std::vector<std::string>& arguments);
     static std::string usage();
     static const std::string& defaultScenarioPath();
+    // The scenario played for `--player` without `--scenario`.
+    static std::string defaultScenarioPath(Player player);
 
     static const std::string& playerName(Player player);
 

@@ -1,12 +1,15 @@
 #include "demo/QMDemoPlayback.h"
 
+#include <any>
 #include <filesystem>
 #include <utility>
 
 #include "core/QMObjectRepository.h"
 #include "demo/QMDemoHost.h"
 #include "facade/QMMonitoringSessions.h"
+#include "platform/QMNotificationCenter.h"
 #include "platform/QMRunLoop.h"
+#include "platform/mediaplayer/MPMoviePlayerNotifications.h"
 #include "veyrakit/QMCustomMetadata.h"
 #include "veyrakit/QMVeyraKit.h"
 #include "veyrakit/VeyraKit.h"
@@ -30,12 +33,6 @@ QMDemoPlayback::QMDemoPlayback(std::shared_ptr<QMScenario> scenario, std::string
 
 QMDemoPlayback::~QMDemoPlayback() { finish(); }
 
-bool QMDemoPlayback::canMonitor(QMScenarioPlayerKind kind) {
-    // The facade builds the AVPlayer plugin itself; the movie player's comes with its own sources.
-    return kind == QMScenarioPlayerKind::AVPlayer || VEYRAKIT_DEMO_MPMOVIEPLAYER_PLUGIN ||
-           static_cast<bool>(QMMonitoringSessions::mpMoviePlayerPluginCreator());
-}
-
 void QMDemoPlayback::start() {
     // The host hears of the scenario's end inside a step; it leaves the player on the next turn,
     // unless this playback is gone by then.
@@ -47,7 +44,22 @@ void QMDemoPlayback::start() {
     });
     simulator_ = QMPlayerSimulator::simulatorWithScenario(scenario_, host);
     createPlugin();
+    observeFinish();
     simulator_->start();
+}
+
+void QMDemoPlayback::observeFinish() {
+    if (scenario_->playerKind() != QMScenarioPlayerKind::MPMoviePlayer) return;
+    // Registered after the plugin's own observers, so it hears of the finish once they are done.
+    QMNotificationCenter::defaultCenter()->addObserver(
+        this, MPMoviePlayerPlaybackDidFinishNotification, simulator_->moviePlayer().get(),
+        [this](const QMNotification& notification) {
+            auto reason = notification.userInfo().find(MPMoviePlayerPlaybackDidFinishReasonUserInfoKey);
+            const long* value =
+                reason == notification.userInfo().end() ? nullptr : std::any_cast<long>(&reason->second);
+            auto plugin = this->plugin();
+            if (finishObserver_) finishObserver_(value ? *value : -1, !plugin || plugin->destroyed());
+        });
 }
 
 void QMDemoPlayback::createPlugin() {
@@ -106,10 +118,14 @@ void QMDemoPlayback::finish() {
         endTimer_.reset();
     }
     endSession();
+    QMNotificationCenter::defaultCenter()->removeObserver(this);
     if (simulator_) simulator_->stop();
     if (scenario_->playerKind() == QMScenarioPlayerKind::AVPlayer) {
         QMMonitoringSessions::setCurrentAVPlayerMonitoringSession(nullptr);
     } else {
+        // A destroyed movie player plugin still observes its player until it is disposed (the
+        // facade's next creation would do it): the host lets go of the player here.
+        if (auto plugin = QMMonitoringSessions::currentMPMoviePlayerMonitoringSession()) plugin->dispose();
         QMMonitoringSessions::setCurrentMPMoviePlayerMonitoringSession(nullptr);
     }
     QMObjectRepository::getRepositoryInstance()->setPlugin(nullptr);

@@ -1,4 +1,5 @@
 #pragma once
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -20,8 +21,10 @@ class QMDemoPlayback {
     QMDemoPlayback(const QMDemoPlayback&) = delete;
     QMDemoPlayback& operator=(const QMDemoPlayback&) = delete;
 
-    // Whether this build can monitor the scenario's player.
-    static bool canMonitor(QMScenarioPlayerKind kind);
+    // Called at a movie player's end of playback, after the monitoring has handled it, with the
+    // finish reason and whether the session has ended.
+    using FinishObserver = std::function<void(long reason, bool sessionEnded)>;
+    void setFinishObserver(FinishObserver observer) { finishObserver_ = std::move(observer); }
 
     void start();
     // The scenario has run, the session has ended and no request is in flight.
@@ -37,6 +40,7 @@ class QMDemoPlayback {
 
   private:
     void createPlugin();
+    void observeFinish();
     void leavePlayer();
     void endSession();
 
@@ -44,5 +48,6 @@ class QMDemoPlayback {
     std::string serverURL_;
     std::shared_ptr<QMPlayerSimulator> simulator_;
     std::shared_ptr<QMTimer> endTimer_;
+    FinishObserver finishObserver_;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };

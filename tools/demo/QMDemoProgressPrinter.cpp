@@ -52,6 +52,17 @@ std::string QMDemoProgressPrinter::sessionClock(std::optional<int64_t> millis) {
     return clock;
 }
 
+std::string QMDemoProgressPrinter::finishLine(std::optional<int64_t> sessionMillis, long reason,
+                                              bool sessionEnded) {
+    static const char* const reasons[] = {"playback ended", "playback error", "user exited"};
+    const std::string why = reason >= 0 && reason <= 2 ? reasons[reason] : "unknown";
+    std::string line = padded(sessionClock(sessionMillis), 11) + padded("finish", 7) + "reason " +
+                       std::to_string(reason) + " (" + why + "): ";
+    if (!sessionEnded) return line + "the session goes on";
+    return line + (reason == 1 ? "the session ended after its playback error report"
+                               : "the session ended, nothing is sent for it");
+}
+
 std::string QMDemoProgressPrinter::describe(const nlohmann::ordered_json& request,
                                             std::optional<int64_t> sessionMillis) {
     std::string line = padded(sessionClock(sessionMillis), 11) + padded(label(request), 7);

@@ -20,6 +20,9 @@ class QMDemoProgressPrinter {
     void printNote(const std::string& text);
 
     static std::string describe(const nlohmann::ordered_json& request, std::optional<int64_t> sessionMillis);
+    // A movie player's end of playback, which ends its session without a request of its own:
+    //   +1:40.000  finish reason 0 (playback ended): the session ended, nothing is sent for it
+    static std::string finishLine(std::optional<int64_t> sessionMillis, long reason, bool sessionEnded);
     // "+1:10.000"; "-" when the time is not known.
     static std::string sessionClock(std::optional<int64_t> millis);
 

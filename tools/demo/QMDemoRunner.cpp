@@ -42,10 +42,6 @@ QMScenarioPlayerKind kindOf(QMDemoOptions::Player player) {
                                                      : QMScenarioPlayerKind::MPMoviePlayer;
 }
 
-std::string pluginName(QMScenarioPlayerKind kind) {
-    return kind == QMScenarioPlayerKind::AVPlayer ? "AVPlayer" : "MPMoviePlayerController";
-}
-
 // Puts back what the run installed process-wide, however the run ends.
 struct ProcessSettings {
     ~ProcessSettings() {
@@ -150,10 +146,6 @@ void QMDemoRunner::routeConsole() {
 
 QMScenarioPlayerKind QMDemoRunner::playerKind(const QMScenario& scenario) const {
     const QMScenarioPlayerKind kind = options_.player ? kindOf(*options_.player) : scenario.playerKind();
-    if (!QMDemoPlayback::canMonitor(kind)) {
-        throw QMDemoError("the " + pluginName(kind) + " plugin is not available in this build",
-                          QMDemoError::kFailure);
-    }
     if (kind != scenario.playerKind()) {
         throw QMDemoError(options_.scenarioPath + " is written for the " +
                               QMDemoOptions::playerName(playerOf(scenario.playerKind())) +
@@ -176,6 +168,13 @@ void QMDemoRunner::startCollector(QMDemoCollector& collector, Result& result) {
 void QMDemoRunner::play(const std::shared_ptr<QMScenario>& scenario, QMDemoCollector& collector,
                         Result& result) {
     QMDemoPlayback playback(scenario, result.server);
+    playback.setFinishObserver([this](long reason, bool sessionEnded) {
+        // On the same clock as the request lines: the loop's, or the wall clock beside an external
+        // collector.
+        const int64_t millis = options_.serverURL ? wallMillis() - scenarioStartWallMillis_
+                                                  : loop_->nowMillis() - scenarioStartMillis_;
+        progress_.printNote(QMDemoProgressPrinter::finishLine(millis, reason, sessionEnded));
+    });
     scenarioStartMillis_ = loop_->nowMillis();
     scenarioStartWallMillis_ = wallMillis();
     playback.start();

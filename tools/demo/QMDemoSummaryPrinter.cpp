@@ -76,7 +76,10 @@ std::string QMDemoSummaryPrinter::bitrateLine(const nlohmann::ordered_json& summ
 }
 
 std::string QMDemoSummaryPrinter::outcomeLine(const nlohmann::ordered_json& summary) {
-    std::string line = member(summary, "completed") == true ? "played to the end" : "not completed";
+    std::string line = member(summary, "completed") == true ? "played to the end"
+                       : member(summary, "state") == "ended"
+                           ? "ended at the player's finish (a movie player sends no completion report)"
+                           : "not completed";
     return line + "; " + counted(member(summary, "errors"), "playback error") + ", " +
            counted(member(summary, "faultReports").size(), "fault report");
 }
@@ -90,6 +93,7 @@ std::string QMDemoSummaryPrinter::summaryTable(const nlohmann::ordered_json& ana
     const Json& summary = member(analysis, "summary");
     std::string table =
         "Session " + text(member(analysis, "sessionId")) + " (" + text(member(analysis, "state")) + ")\n";
+    table += row("plugin", text(member(summary, "plugin")));
     table += row("asset", assetLine(member(summary, "asset")));
     table += row("requests", reportCounts(summary));
     table += row("join time", milliseconds(member(summary, "joinTimeMs")));

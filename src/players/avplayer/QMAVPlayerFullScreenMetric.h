@@ -2,6 +2,7 @@
 #include <optional>
 #include <string>
 
+#include "metrics/QMFullScreenPlayingState.h"
 #include "platform/QMJSON.h"
 #include "players/avplayer/QMAVPlayerPlayingStateMetric.h"
 
@@ -38,17 +39,10 @@ class QMAVPlayerFullScreenMetric : public QMAVPlayerPlayingStateMetric {
     // Cuts the interval state and re-opens it while full-screen playing goes on.
     void afterMetricCollected() override;
 
-    bool isPlaying() const { return isPlaying_; }
-    bool isBuffering() const { return isBuffering_; }
-    bool isFullScreen() const { return isFullScreen_; }
+    bool isPlaying() const { return fullScreen_.isPlaying(); }
+    bool isBuffering() const { return fullScreen_.isBuffering(); }
+    bool isFullScreen() const { return fullScreen_.isFullScreen(); }
 
   private:
-    bool isFullScreenPlaying() const;
-    bool lastEnteredIsFullScreen() const;
-    void enterFullScreen();
-    void leaveFullScreen();
-
-    bool isPlaying_ = false;
-    bool isBuffering_ = false;
-    bool isFullScreen_ = false;
+    QMFullScreenPlayingState fullScreen_{*this};
 };

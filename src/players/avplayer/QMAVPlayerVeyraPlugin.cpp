@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "core/QMStreamType.h"
 #include "logging/QMLogger.h"
 #include "metrics/QMMetricManager.h"
 #include "platform/avfoundation/AVPlayerItemNotifications.h"
@@ -13,7 +14,6 @@
 #include "players/avplayer/QMAVPlayerMetricManager.h"
 #include "players/avplayer/QMAVPlayerPlaybackMetric.h"
 #include "players/avplayer/QMAVPlayerViewingTimeMetric.h"
-#include "players/avplayer/QMStreamType.h"
 
 namespace {
 const std::string kDestroyNotification = "destroy";

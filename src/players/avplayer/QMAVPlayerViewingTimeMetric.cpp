@@ -1,33 +1,11 @@
 #include "players/avplayer/QMAVPlayerViewingTimeMetric.h"
 
-#include <cmath>
-#include <limits>
-
 #include "logging/QMLogger.h"
 #include "platform/QMFormat.h"
 #include "platform/avfoundation/AVPlayer.h"
 
 namespace {
-
 constexpr double kTickSeconds = 0.25;
-// A tick counts a second towards the current interval only in the second's latter half.
-constexpr int32_t kCurrentSecondThresholdMillis = 501;
-
-// Truncation towards zero to 32 bits as the device's processor does it: saturating at the
-// limits, NaN giving 0 (a plain cast would be undefined there).
-int32_t truncatedToInt32(double value) {
-    if (std::isnan(value)) {
-        return 0;
-    }
-    if (value >= static_cast<double>(std::numeric_limits<int32_t>::max())) {
-        return std::numeric_limits<int32_t>::max();
-    }
-    if (value <= static_cast<double>(std::numeric_limits<int32_t>::min())) {
-        return std::numeric_limits<int32_t>::min();
-    }
-    return static_cast<int32_t>(value);
-}
-
 }  // namespace
 
 const std::string& QMAVPlayerViewingTimeMetric::STATE_PLAYING() {
@@ -91,19 +69,13 @@ void QMAVPlayerViewingTimeMetric::onPlayerTimeChanged() {
         return;
     }
     lastCurrentTime_ = time;
-    const std::string key = QMFormat("%i", truncatedToInt32(seconds));
-    totalViewedTimeMap_.insert(key);
-    if (truncatedToInt32(seconds * 1000.0) % 1000 >= kCurrentSecondThresholdMillis) {
-        currentViewedTimeMap_.insert(key);
-    }
+    viewedTime_.recordPosition(seconds);
 }
 
-int32_t QMAVPlayerViewingTimeMetric::getTotalViewingTime() const {
-    return static_cast<int32_t>(totalViewedTimeMap_.size()) * 1000;
-}
+int32_t QMAVPlayerViewingTimeMetric::getTotalViewingTime() const { return viewedTime_.getTotalViewingTime(); }
 
 int32_t QMAVPlayerViewingTimeMetric::getCurrentViewingTime() const {
-    return static_cast<int32_t>(currentViewedTimeMap_.size()) * 1000;
+    return viewedTime_.getCurrentViewingTime();
 }
 
 void QMAVPlayerViewingTimeMetric::handleUnpause() {
@@ -172,7 +144,7 @@ void QMAVPlayerViewingTimeMetric::afterMetricCollected() {
     if (isLastActiveState(STATE_PLAYING()) && isInPlayingMode_ && isActive_) {
         enterStateWithName(STATE_CURRENT_INTERVAL_PLAYING());
     }
-    currentViewedTimeMap_ = ViewedTimeMap();
+    viewedTime_.resetCurrent();
 }
 
 void QMAVPlayerViewingTimeMetric::pauseMetricCollection() {

@@ -2,9 +2,9 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 
+#include "metrics/QMViewedTime.h"
 #include "platform/QMJSON.h"
 #include "platform/avfoundation/CMTime.h"
 #include "players/avplayer/QMAVPlayerPlayingStateMetric.h"
@@ -16,8 +16,7 @@
 // periodic time observer of the player every 0.25 s.
 class QMAVPlayerViewingTimeMetric : public QMAVPlayerPlayingStateMetric {
   public:
-    // Whole seconds of media time, as "%i" text; used as a set.
-    using ViewedTimeMap = std::set<std::string>;
+    using ViewedTimeMap = QMViewedTime::ViewedTimeMap;
 
     static const std::string& STATE_PLAYING();                   // "playing"
     static const std::string& STATE_CURRENT_INTERVAL_PLAYING();  // "currentPlaying"
@@ -65,8 +64,8 @@ class QMAVPlayerViewingTimeMetric : public QMAVPlayerPlayingStateMetric {
     bool isActive() const { return isActive_; }
     bool firstAds() const { return firstAds_; }
     CMTime lastCurrentTime() const { return lastCurrentTime_; }
-    const ViewedTimeMap& totalViewedTimeMap() const { return totalViewedTimeMap_; }
-    const ViewedTimeMap& currentViewedTimeMap() const { return currentViewedTimeMap_; }
+    const ViewedTimeMap& totalViewedTimeMap() const { return viewedTime_.totalViewedTimeMap(); }
+    const ViewedTimeMap& currentViewedTimeMap() const { return viewedTime_.currentViewedTimeMap(); }
     const QMJSON& resultBeforAds() const { return resultBeforAds_; }
     std::shared_ptr<QMObject> periodicalTimeObserver() const { return periodicalTimeObserver_; }
 
@@ -78,8 +77,7 @@ class QMAVPlayerViewingTimeMetric : public QMAVPlayerPlayingStateMetric {
     bool isActive_ = true;
     bool firstAds_ = false;
     CMTime lastCurrentTime_ = kCMTimeInvalid;  // its seconds are NaN, so the first tick counts
-    ViewedTimeMap totalViewedTimeMap_;
-    ViewedTimeMap currentViewedTimeMap_;
+    QMViewedTime viewedTime_;
     QMJSON resultBeforAds_ = QMJSON::object();
     std::shared_ptr<QMObject> periodicalTimeObserver_;
 };

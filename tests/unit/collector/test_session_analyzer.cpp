@@ -364,3 +364,71 @@ TEST(SessionStore, AnalyzesOpenedAndMerelyNamedSessionsInOrderOfAppearance) {
     EXPECT_EQ(all[1].state, "active");
     EXPECT_EQ(QMSessionAnalyzer(1000).analyze(store, "NOBODY", kStart), std::nullopt);
 }
+
+namespace {
+
+// The same session as a movie player plugin sends it: a boolean "playing", no "alive", no
+// completion report; its end of playback sends nothing.
+class MoviePlayerSessionAnalysis : public SessionAnalysis {
+  protected:
+    void SetUp() override {
+        SessionAnalysis::SetUp();
+        requests.pop_back();  // the log report
+        for (int64_t id : {6, 8, 9, 10, 11}) {
+            edit(id, [](Json& b) {
+                b.erase("alive");
+                b.erase("playbackCompleted");
+                b["playing"] = true;
+            });
+        }
+    }
+};
+
+}  // namespace
+
+TEST_F(MoviePlayerSessionAnalysis, ASessionWithoutACompletionReportHasEndedOnceOver) {
+    EXPECT_EQ(analyze().summary["plugin"], "iOS-MPMoviePlayerController");
+    EXPECT_EQ(analyze().state, "active");
+    EXPECT_EQ(status(analyze(), "completion.final"), "pending");
+    auto over = analyze(25000 + 60001);
+    EXPECT_EQ(over.state, "ended");
+    EXPECT_EQ(over.summary["completed"], false);
+    EXPECT_TRUE(over.passed()) << over.toJSON().dump(2);
+    // The AVPlayer session of the fixture is told apart by its reports.
+    requests.clear();
+    SessionAnalysis::SetUp();
+    EXPECT_EQ(analyze().summary["plugin"], "iOS-AVPlayer");
+}
+
+TEST_F(MoviePlayerSessionAnalysis, AlivePlayingFlagsCompletionAndReportsAfterTheErrorAreViolations) {
+    add(QMCollectorEndpoint::Report, 25100, report("E", 10));
+    add(QMCollectorEndpoint::Report, 25200, periodical(6, 11, {{"playing", 1}, {"alive", "0"}}));
+    edit(9, [](Json& b) {
+        b["bufferingTimeLeadingToNow"] = "0";
+        b["playbackCompleted"] = true;
+    });
+    auto analysis = analyze(25200 + 60001);
+    EXPECT_EQ(analysis.state, "completed");  // a completion report wins, as for any session
+    EXPECT_EQ(violations(analysis, "values.types"),
+              (std::vector<std::string>{
+                  "#9 a periodical report of an MPMoviePlayerController session carries "
+                  "\"bufferingTimeLeadingToNow\"",
+                  "#14 a periodical report of an MPMoviePlayerController session carries \"alive\"",
+                  "#14 \"playing\" is 1, expected a boolean from an MPMoviePlayerController"}));
+    EXPECT_EQ(
+        violations(analysis, "completion.final"),
+        (std::vector<std::string>{
+            "#9 an MPMoviePlayerController session ends at its player's finish without a completion report",
+            "#14 a \"P\" report after the playback error report that ended the session (request #13)"}));
+}
+
+TEST_F(MoviePlayerSessionAnalysis, ALiveStreamNeedsNoDurationReport) {
+    requests.erase(requests.begin() + 2);  // no "D": the player announced no duration
+    for (int64_t id : {6, 8, 9, 10, 11}) {
+        edit(id, [](Json& b) { b["assetDuration"] = "0"; });
+    }
+    EXPECT_EQ(status(analyze(25000 + 60001), "duration.once"), "notApplicable");
+    edit(11, [](Json& b) { b["assetDuration"] = "120"; });
+    EXPECT_EQ(violations(analyze(25000 + 60001), "duration.once"),
+              (std::vector<std::string>{"#11 the session ended without a playback-duration report"}));
+}

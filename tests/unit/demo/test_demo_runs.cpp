@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -187,4 +188,71 @@ TEST_F(DemoRun, AnExternalCollectorIsFollowedThroughItsApi) {
     // Every request of the session, fetched from the collector's store, printed once.
     EXPECT_EQ(run.requestLines(), collector.store().requestsOfSession(*run.result.sessionId).size());
     EXPECT_EQ(run.requestLines(), 32u);
+}
+
+// A scenario of scenarios/, beside the default one.
+static std::string exampleScenario(const std::string& name) {
+    return (std::filesystem::path(QMDemoOptions::defaultScenarioPath()).parent_path() / name).string();
+}
+
+TEST_F(DemoRun, TheMoviePlayerScenarioEndsAtThePlayersFinishWithEveryCheckPassed) {
+    DemoOutcome run = runDemo(QMDemoOptions::parse({"--player", "mpmovieplayer"}));
+
+    ASSERT_TRUE(run.result.analysis) << run.result.problem.value_or("");
+    EXPECT_TRUE(run.result.passed());
+    EXPECT_EQ(run.result.player, "mpmovieplayer");
+    EXPECT_EQ(run.result.scenario, QMDemoOptions::defaultScenarioPath(QMDemoOptions::Player::MPMoviePlayer));
+    expectEveryCheckPassed(*run.result.analysis);
+    const Json& summary = run.summary();
+    EXPECT_EQ(summary["plugin"], "iOS-MPMoviePlayerController");
+    EXPECT_EQ(summary["state"], "ended");
+    EXPECT_EQ(summary["completed"], false);
+    EXPECT_EQ(summary["joinTimeMs"], 2000);
+    EXPECT_EQ(summary["totalBufferingMs"], 3000);
+    EXPECT_EQ(summary["durationSeconds"], 120);
+    EXPECT_EQ(nlohmann::json::parse(summary["reports"].dump()),
+              nlohmann::json::parse(R"({"S":1,"P":13,"D":1,"J":1,"retransmissions":0})"));
+    // The movie player's playing flag is a boolean; its finish has a line of its own.
+    EXPECT_EQ(run.lineStarting("+0:43.000"),
+              "+0:43.000  P #7    pulse 10 bitrate=1500000 playing=true buffering=3000/3000ms played=?/?ms "
+              "fullscreen=20000ms");
+    EXPECT_EQ(run.lineStarting("+1:40.000  finish"),
+              "+1:40.000  finish reason 0 (playback ended): the session ended, nothing is sent for it");
+    const std::string table = QMDemoSummaryPrinter::summaryTable(*run.result.analysis);
+    EXPECT_NE(table.find("\n  outcome             ended at the player's finish (a movie player sends no "
+                         "completion report); 0 playback errors, 0 fault reports\n"),
+              std::string::npos)
+        << table;
+}
+
+TEST_F(DemoRun, AMoviePlayerStallAcrossAReportAndAPlaybackErrorPassEveryCheck) {
+    DemoOutcome stall =
+        runDemo(QMDemoOptions::parse({"--scenario", exampleScenario("mpmovieplayer-stall.scenario")}));
+    ASSERT_TRUE(stall.result.analysis) << stall.result.problem.value_or("");
+    EXPECT_TRUE(stall.result.passed());
+    expectEveryCheckPassed(*stall.result.analysis);
+    // The report inside the stall: the interval's share of buffering, and no playing time; the
+    // recovery's report: the stall counted as current playing time, the total standing still.
+    EXPECT_EQ(
+        stall.lineStarting("+0:30.000"),
+        "+0:30.000  P #5    pulse 8 bitrate=1500000 playing=true buffering=3000/3000ms played=0/23000ms "
+        "fullscreen=17000ms");
+    EXPECT_EQ(
+        stall.lineStarting("+0:34.000"),
+        "+0:34.000  P #6    pulse 9 bitrate=1500000 playing=true buffering=4000/7000ms played=4000/23000ms "
+        "fullscreen=17000ms");
+    EXPECT_EQ(stall.summary()["state"], "ended");
+    EXPECT_EQ(stall.summary()["totalBufferingMs"], 7000);
+
+    DemoOutcome error =
+        runDemo(QMDemoOptions::parse({"--scenario", exampleScenario("mpmovieplayer-error.scenario")}));
+    ASSERT_TRUE(error.result.analysis) << error.result.problem.value_or("");
+    EXPECT_TRUE(error.result.passed());
+    expectEveryCheckPassed(*error.result.analysis);
+    EXPECT_EQ(error.summary()["state"], "error");
+    EXPECT_EQ(error.summary()["errors"], 1);
+    EXPECT_EQ(error.lineStarting("+0:52.000  E"), "+0:52.000  E       pulse 11");
+    EXPECT_EQ(
+        error.lineStarting("+0:52.000  finish"),
+        "+0:52.000  finish reason 1 (playback error): the session ended after its playback error report");
 }

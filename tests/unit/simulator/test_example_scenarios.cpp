@@ -19,9 +19,10 @@ class ExampleScenarios : public QMVirtualTimeTest {};
 TEST_F(ExampleScenarios, EveryExampleParsesAndFinishes) {
     const std::pair<const char*, int64_t> expected[] = {
         // name, clock time at which it finishes (ms)
-        {"vod-default.scenario", 214'300},     {"live.scenario", 600'000},
-        {"fail-before-start.scenario", 1'500}, {"fail-after-start.scenario", 50'000},
-        {"mpmovieplayer.scenario", 100'000},
+        {"vod-default.scenario", 214'300},        {"live.scenario", 600'000},
+        {"fail-before-start.scenario", 1'500},    {"fail-after-start.scenario", 50'000},
+        {"mpmovieplayer.scenario", 100'000},      {"mpmovieplayer-stall.scenario", 101'500},
+        {"mpmovieplayer-error.scenario", 52'000},
     };
     for (const auto& [name, finishMillis] : expected) {
         auto simulator = QMPlayerSimulator::simulatorWithScenario(

@@ -1,4 +1,4 @@
-#include "players/avplayer/QMStreamType.h"
+#include "core/QMStreamType.h"
 
 #include <utility>
 #include <vector>

@@ -1,0 +1,30 @@
+#pragma once
+#include <cstdint>
+#include <set>
+#include <string>
+
+#include "platform/QMObject.h"
+
+// The viewed-time bookkeeping of the viewing-time metrics: the whole seconds of the media
+// timeline the playhead was seen in while playing, for the session and for the current report
+// interval. A second counts towards the interval only when a sample falls in its latter half.
+class QMViewedTime : public QMObject {
+  public:
+    // Whole seconds of media time, as "%i" text; used as a set.
+    using ViewedTimeMap = std::set<std::string>;
+
+    // Records the playhead position (seconds) of one accepted sample.
+    void recordPosition(double seconds);
+    // Viewed time in ms: seconds in the total / current map times 1000.
+    int32_t getTotalViewingTime() const;
+    int32_t getCurrentViewingTime() const;
+    // A new report interval begins.
+    void resetCurrent();
+
+    const ViewedTimeMap& totalViewedTimeMap() const { return totalViewedTimeMap_; }
+    const ViewedTimeMap& currentViewedTimeMap() const { return currentViewedTimeMap_; }
+
+  private:
+    ViewedTimeMap totalViewedTimeMap_;
+    ViewedTimeMap currentViewedTimeMap_;
+};

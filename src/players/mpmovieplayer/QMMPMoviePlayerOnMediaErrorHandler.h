@@ -1,0 +1,45 @@
+#pragma once
+#include <memory>
+#include <string>
+
+#include "events/QMEventHandler.h"
+#include "platform/QMNotificationCenter.h"
+
+class MPMoviePlayerController;
+class QMVeyraPlugin;
+
+// Ends the session at every end of playback of an MPMoviePlayerController, whatever the reason;
+// a playback error (reason 1) sends one PLAYBACK_ERROR report first, or, before the session
+// exists, once the plugin's "sessionId" is set.
+class QMMPMoviePlayerOnMediaErrorHandler : public QMEventHandler {
+  public:
+    // Takes the current plugin and its player from the repository.
+    QMMPMoviePlayerOnMediaErrorHandler();
+    ~QMMPMoviePlayerOnMediaErrorHandler() override;
+
+    // Observes the player's end of playback.
+    void attachHandlers() override;
+    // Removes that observation (a waiting "sessionId" observation stays until release).
+    void detachHandlers() override;
+
+    // Reason 1: logs "Media error" and reports now, or waits for the session id when the
+    // repository's plugin has no on-demand reporter. Then, for every reason, destroys the
+    // repository's current plugin.
+    void onMediaErrorEvent(const QMNotification& notification);
+    // "sessionId" set: stop observing and report (no destroy here).
+    void observeValueForKeyPath(const std::string& keyPath, QMObject* object, const QMKeyValueChange& change,
+                                void* context) override;
+    // Sends {"type": "E"} through the repository's current plugin, with no callbacks.
+    void sendMediaErrorMessage();
+
+    std::shared_ptr<QMVeyraPlugin> plugin() const { return plugin_; }
+    std::shared_ptr<MPMoviePlayerController> player() const { return player_; }
+
+  private:
+    void stopObservingSessionId();
+
+    std::shared_ptr<QMVeyraPlugin> plugin_;
+    std::shared_ptr<MPMoviePlayerController> player_;
+    // Whether the plugin's "sessionId" is observed now, so that release removes it.
+    bool observingSessionId_ = false;
+};

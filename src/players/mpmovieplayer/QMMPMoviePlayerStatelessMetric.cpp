@@ -1,0 +1,6 @@
+#include "players/mpmovieplayer/QMMPMoviePlayerStatelessMetric.h"
+
+#include "players/mpmovieplayer/QMMPMoviePlayerControllerVeyraPlugin.h"
+
+QMMPMoviePlayerStatelessMetric::QMMPMoviePlayerStatelessMetric()
+    : player_(QMMPMoviePlayerControllerVeyraPlugin::currentPlayer()) {}

@@ -1,0 +1,9 @@
+#include "players/mpmovieplayer/QMMPMoviePlayerTimeUtilMetric.h"
+
+#include "core/QMObjectRepository.h"
+#include "core/QMVeyraPlugin.h"
+
+QMMPMoviePlayerTimeUtilMetric::QMMPMoviePlayerTimeUtilMetric()
+    : plugin_(QMObjectRepository::getRepositoryInstance()->plugin()) {}
+
+bool QMMPMoviePlayerTimeUtilMetric::reportsAlive() const { return false; }
