@@ -1,5 +1,7 @@
 #include "metrics/QMStatelessMetric.h"
 
+#include <climits>
+#include <cmath>
 #include <utility>
 
 std::optional<QMJSON> QMStatelessMetric::metric() const {
@@ -15,4 +17,11 @@ void QMStatelessMetric::setMetric(std::optional<QMJSON> metric) {
 bool QMStatelessMetric::canCollectMetric() {
     std::lock_guard<std::mutex> lock(metricMutex_);
     return metric_.has_value();
+}
+
+int64_t QMStatelessMetric::truncatedBitrate(double bitrate) {
+    if (!std::isfinite(bitrate) || bitrate >= 9223372036854775808.0 || bitrate < -9223372036854775808.0) {
+        return INT64_MIN;
+    }
+    return static_cast<int64_t>(bitrate);
 }

@@ -1,4 +1,5 @@
 #pragma once
+#include <cstdint>
 #include <mutex>
 #include <optional>
 
@@ -14,6 +15,11 @@ class QMStatelessMetric : public QMMetric {
 
     // True exactly when the dictionary exists; an empty one counts.
     bool canCollectMetric() override;
+
+  protected:
+    // A bitrate as the players' logs give it (a double), truncated toward zero; what 64 bits
+    // cannot hold becomes the lowest value, as the processor's conversion gives it.
+    static int64_t truncatedBitrate(double bitrate);
 
   private:
     // `metric` is an atomic property: its accessors are the one synchronised access of a metric.

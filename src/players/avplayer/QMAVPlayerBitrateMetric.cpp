@@ -1,26 +1,10 @@
 #include "players/avplayer/QMAVPlayerBitrateMetric.h"
 
-#include <climits>
-#include <cmath>
-
 #include "core/QMVeyraPlugin.h"
 #include "platform/avfoundation/AVPlayer.h"
 #include "platform/avfoundation/AVPlayerItemNotifications.h"
 #include "reporting/QMPeriodicalReporter.h"
 #include "reporting/QMReportType.h"
-
-namespace {
-
-// Truncated toward zero; what 64 bits cannot hold becomes the lowest value, as the processor's
-// conversion gives it.
-int64_t truncatedBitrate(double bitrate) {
-    if (!std::isfinite(bitrate) || bitrate >= 9223372036854775808.0 || bitrate < -9223372036854775808.0) {
-        return INT64_MIN;
-    }
-    return static_cast<int64_t>(bitrate);
-}
-
-}  // namespace
 
 QMAVPlayerBitrateMetric::QMAVPlayerBitrateMetric() {
     // Made before any shared owner exists, so the handler cannot hold the metric: it calls in

@@ -1,27 +1,11 @@
 #include "players/mpmovieplayer/QMMPMoviePlayerBitrateMetric.h"
 
-#include <climits>
-#include <cmath>
-
 #include "core/QMVeyraPlugin.h"
 #include "platform/QMConsole.h"
 #include "platform/mediaplayer/MPMoviePlayerController.h"
 #include "platform/mediaplayer/MPMoviePlayerNotifications.h"
 #include "reporting/QMPeriodicalReporter.h"
 #include "reporting/QMReportType.h"
-
-namespace {
-
-// Truncated toward zero; what 64 bits cannot hold becomes the lowest value, as the processor's
-// conversion gives it.
-int64_t truncatedBitrate(double bitrate) {
-    if (!std::isfinite(bitrate) || bitrate >= 9223372036854775808.0 || bitrate < -9223372036854775808.0) {
-        return INT64_MIN;
-    }
-    return static_cast<int64_t>(bitrate);
-}
-
-}  // namespace
 
 QMMPMoviePlayerBitrateMetric::QMMPMoviePlayerBitrateMetric() {
     // Made before any shared owner exists: the handler calls in through the registration, which
