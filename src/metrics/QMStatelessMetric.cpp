@@ -25,3 +25,10 @@ int64_t QMStatelessMetric::truncatedBitrate(double bitrate) {
     }
     return static_cast<int64_t>(bitrate);
 }
+
+int32_t QMStatelessMetric::wholeSeconds(double seconds) {
+    if (!std::isfinite(seconds) || seconds >= 2147483648.0 || seconds <= -2147483649.0) {
+        return INT32_MIN;
+    }
+    return static_cast<int32_t>(seconds);
+}

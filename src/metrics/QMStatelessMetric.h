@@ -20,6 +20,9 @@ class QMStatelessMetric : public QMMetric {
     // A bitrate as the players' logs give it (a double), truncated toward zero; what 64 bits
     // cannot hold becomes the lowest value, as the processor's conversion gives it.
     static int64_t truncatedBitrate(double bitrate);
+    // Seconds (a duration) truncated toward zero to a 32-bit integer; what it cannot hold (an
+    // indefinite duration's NaN, the infinities, the too large) becomes the lowest value.
+    static int32_t wholeSeconds(double seconds);
 
   private:
     // `metric` is an atomic property: its accessors are the one synchronised access of a metric.

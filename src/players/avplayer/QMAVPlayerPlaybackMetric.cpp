@@ -1,7 +1,5 @@
 #include "players/avplayer/QMAVPlayerPlaybackMetric.h"
 
-#include <climits>
-#include <cmath>
 #include <exception>
 
 #include "core/QMVeyraPlugin.h"
@@ -13,19 +11,6 @@
 #include "platform/avfoundation/AVPlayerItemNotifications.h"
 #include "reporting/QMPeriodicalReporter.h"
 #include "reporting/QMReportType.h"
-
-namespace {
-
-// Truncated toward zero; what a 32-bit integer cannot hold (an indefinite duration's NaN, the
-// infinities, the too large) becomes the lowest value, as the processor's conversion gives it.
-int32_t wholeSeconds(double seconds) {
-    if (!std::isfinite(seconds) || seconds >= 2147483648.0 || seconds <= -2147483649.0) {
-        return INT32_MIN;
-    }
-    return static_cast<int32_t>(seconds);
-}
-
-}  // namespace
 
 QMAVPlayerPlaybackMetric::QMAVPlayerPlaybackMetric() {
     if (const auto& item = player_ ? player_->currentItem() : nullptr) {

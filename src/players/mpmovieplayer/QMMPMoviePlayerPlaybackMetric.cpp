@@ -1,8 +1,5 @@
 #include "players/mpmovieplayer/QMMPMoviePlayerPlaybackMetric.h"
 
-#include <climits>
-#include <cmath>
-
 #include "core/QMVeyraPlugin.h"
 #include "logging/QMLogger.h"
 #include "platform/QMFormat.h"
@@ -10,19 +7,6 @@
 #include "platform/mediaplayer/MPMoviePlayerNotifications.h"
 #include "reporting/QMPeriodicalReporter.h"
 #include "reporting/QMReportType.h"
-
-namespace {
-
-// Truncated toward zero; what a 32-bit integer cannot hold becomes the lowest value, as the
-// processor's conversion gives it.
-int32_t wholeSeconds(double seconds) {
-    if (!std::isfinite(seconds) || seconds >= 2147483648.0 || seconds <= -2147483649.0) {
-        return INT32_MIN;
-    }
-    return static_cast<int32_t>(seconds);
-}
-
-}  // namespace
 
 QMMPMoviePlayerPlaybackMetric::QMMPMoviePlayerPlaybackMetric() {
     // Made before any shared owner exists: the handler calls in through the registration, which
