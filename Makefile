@@ -3,6 +3,7 @@ BUILD_DIR ?= build
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
 SANITIZE ?= 0
+TSAN ?= 0
 
 # Let ccache share objects between clones of the tree (paths are hashed relative to it).
 export CCACHE_BASEDIR := $(CURDIR)
@@ -11,6 +12,9 @@ export CCACHE_NOHASHDIR := 1
 ifeq ($(SANITIZE),1)
   BUILD_DIR := build-sanitize
   CMAKE_FLAGS += -DVEYRAKIT_SANITIZE=ON -DCMAKE_BUILD_TYPE=Debug -DVEYRAKIT_BUILD_BENCH=OFF
+else ifeq ($(TSAN),1)
+  BUILD_DIR := build-tsan
+  CMAKE_FLAGS += -DVEYRAKIT_TSAN=ON -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=Debug -DVEYRAKIT_BUILD_BENCH=OFF -DVEYRAKIT_BUILD_TOOLS=OFF
 else
   CMAKE_FLAGS += -DCMAKE_BUILD_TYPE=RelWithDebInfo
 endif
@@ -28,9 +32,17 @@ configure: bootstrap
 build: configure
 	@cmake --build $(BUILD_DIR) -j $(JOBS)
 
+ifeq ($(TSAN),1)
+# ThreadSanitizer: only the areas whose tests involve a second thread (labelled "threads").
+test: configure
+	@cmake --build $(BUILD_DIR) -j $(JOBS) --target veyrakit_thread_tests
+	@cd $(BUILD_DIR) && TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
+	  ctest --output-on-failure -j $(JOBS) --timeout 300 -L threads
+else
 test: build
 	@cd $(BUILD_DIR) && ASAN_OPTIONS=detect_leaks=1:abort_on_error=0 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 	  ctest --output-on-failure -j $(JOBS) --timeout 300
+endif
 
 demo: configure
 	@cmake --build $(BUILD_DIR) -j $(JOBS) --target veyrakit-demo
@@ -43,7 +55,7 @@ install: build
 	@cmake --install $(BUILD_DIR) $(if $(PREFIX),--prefix $(PREFIX),)
 
 clean:
-	@rm -rf build build-sanitize
+	@rm -rf build build-sanitize build-tsan
 
 # Every C++ source and header the project owns, formatted by the root .clang-format.
 FORMAT_SOURCES = $(shell git ls-files -- '*.cpp' '*.h')
