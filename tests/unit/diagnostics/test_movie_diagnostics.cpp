@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <initializer_list>
 #include <limits>
 
 #include "diagnostics/QMMPMoviePlayerPIEHandler.h"
@@ -29,18 +28,20 @@ class MovieDiagnostics : public QMMPMoviePlayerSessionTest {
         return std::dynamic_pointer_cast<QMMPMoviePlayerPIEHandler>(
             plugin()->eventManager()->handlers().at(1));
     }
-    // Per post: "<index> <ms after start> <name>" of each event.
-    std::vector<Strings> posts() const {
-        std::vector<Strings> out;
+    // Per post "<first index>@<ms after start> <name>|<name>|...": the events of one post are
+    // recorded at one time here, and their indexes must follow each other.
+    Strings posts() const {
+        Strings out;
         for (const auto& request : QMURLStubRegistry::shared().requestsTo("/veyrakit/")) {
-            Strings events;
-            const auto body = QMJSON::parse(*request.body);
-            for (const auto& e : body["events"]) {
-                events.push_back(std::to_string(e["index"].get<int64_t>()) + " " +
-                                 std::to_string(e["timestamp"].get<int64_t>() - startMillis) + " " +
-                                 e["name"].get<std::string>());
+            const auto events = QMJSON::parse(*request.body)["events"];
+            std::string post = std::to_string(events[0]["index"].get<int64_t>()) + "@" +
+                               std::to_string(events[0]["timestamp"].get<int64_t>() - startMillis) + " ";
+            for (std::size_t i = 0; i < events.size(); ++i) {
+                EXPECT_EQ(events[i]["index"], events[0]["index"].get<int64_t>() + static_cast<int64_t>(i));
+                EXPECT_EQ(events[i]["timestamp"], events[0]["timestamp"]);
+                post += (i ? "|" : "") + events[i]["name"].get<std::string>();
             }
-            out.push_back(events);
+            out.push_back(post);
         }
         return out;
     }
@@ -59,18 +60,10 @@ class MovieDiagnostics : public QMMPMoviePlayerSessionTest {
         std::make_shared<MPMoviePlayerController>(QMURL::URLWithString("https://cdn.example/v/index.m3u8"));
 };
 
-const Strings kNilShadows{"URI: (null)\n", "Server address: (null)\n", "Session ID: (null)\n"};
-
-// "<index> <ms> <name>" for the names of each group in turn, indexes from `first`.
-Strings numbered(int first, int ms, std::initializer_list<Strings> groups) {
-    Strings out;
-    for (const Strings& group : groups) {
-        for (const auto& name : group) {
-            out.push_back(std::to_string(first++) + " " + std::to_string(ms) + " " + name);
-        }
-    }
-    return out;
-}
+// The shared fields and the error fields of an empty error log, as the platform prints nothing.
+const std::string kNilErrorLog =
+    "URI: (null)\n|Server address: (null)\n|Session ID: (null)\n|Error domain: (null)\n|Error comment: "
+    "(null)\n";
 
 }  // namespace
 
@@ -110,24 +103,20 @@ TEST_F(MovieDiagnostics, SharedShadowsAlternateNilStringsAndNaNAlwaysCountAndInd
     handler()->checkAccessLogChanges();  // unchanged: only the NaN again
     runFor(1'000);
 
-    const Strings nilErrorFields{"Error domain: (null)\n", "Error comment: (null)\n"};
     EXPECT_EQ(
         posts(),
-        (std::vector<Strings>{
-            numbered(1, 0, {{"play", "Duration changed: 30.50\n"}, kNilShadows, kNilShadows, nilErrorFields}),
-            numbered(
-                11, 2000,
-                {{"Did enter full screen\n", "URI: https://cdn.example/v/a.ts\n",
-                  "Server address: 10.0.0.1\n", "Number of server address changes: -1\n",
-                  "Number of network read requests over WWAN: 3\n", "Bytes transfered: 5000000000\n",
-                  "Session ID: PS-1\n", "Start offset: -1.00\n", "Watched duration: -1.00\n",
-                  "Dropped frames: -1\n", "Number of stalls: -1\n", "Segments download duration: -1.00\n",
-                  "Indicated bitrate: nan\n", "Observed bitrate: -1.00\n"},
-                 kNilShadows,
-                 nilErrorFields,
-                 {"URI: https://cdn.example/v/a.ts\n", "Server address: 10.0.0.1\n", "Session ID: PS-1\n",
-                  "Indicated bitrate: nan\n", "Indicated bitrate: nan\n"}}),
-        }));
+        (Strings{"1@0 play|Duration changed: 30.50\n|URI: (null)\n|Server address: (null)\n|"
+                 "Session ID: (null)\n|" +
+                     kNilErrorLog,
+                 "11@2000 Did enter full screen\n|URI: https://cdn.example/v/a.ts\n|"
+                 "Server address: 10.0.0.1\n|Number of server address changes: -1\n|"
+                 "Number of network read requests over WWAN: 3\n|Bytes transfered: 5000000000\n|"
+                 "Session ID: PS-1\n|Start offset: -1.00\n|Watched duration: -1.00\n|Dropped frames: -1\n|"
+                 "Number of stalls: -1\n|Segments download duration: -1.00\n|Indicated bitrate: nan\n|"
+                 "Observed bitrate: -1.00\n|" +
+                     kNilErrorLog +
+                     "|URI: https://cdn.example/v/a.ts\n|Server address: 10.0.0.1\n|Session ID: PS-1\n|"
+                     "Indicated bitrate: nan\n|Indicated bitrate: nan\n"}));
 
     // A new error-log entry: the error check records what differs (its date is only kept).
     auto error = std::make_shared<MPMovieErrorLogEvent>();
@@ -141,10 +130,8 @@ TEST_F(MovieDiagnostics, SharedShadowsAlternateNilStringsAndNaNAlwaysCountAndInd
     player->setFullscreen(false);
     runFor(1'000);
     EXPECT_EQ(posts().back(),
-              numbered(35, 3000,
-                       {{"Did exit full screen\n", "Indicated bitrate: nan\n",
-                         "URI: https://cdn.example/v/b.ts\n", "Error status code: 404\n",
-                         "Error domain: CoreMediaErrorDomain\n", "Error comment: (null)\n"}}));
+              "35@3000 Did exit full screen\n|Indicated bitrate: nan\n|URI: https://cdn.example/v/b.ts\n|"
+              "Error status code: 404\n|Error domain: CoreMediaErrorDomain\n|Error comment: (null)\n");
 
     // Detached: reset, unobserved, no timer of its own; what is logged now is lost. Attached
     // again: indexes from 1 and the session description now with the session id.
@@ -159,8 +146,7 @@ TEST_F(MovieDiagnostics, SharedShadowsAlternateNilStringsAndNaNAlwaysCountAndInd
     EXPECT_EQ(handler()->session()->value("sessionId", ""), "S-1");
     player->setReadyForDisplay(true);
     runFor(1'000);
-    EXPECT_EQ(posts().back().front(), "1 4000 play");
-    EXPECT_EQ(posts().back().at(1), "2 4000 Ready for display\n");
+    EXPECT_EQ(posts().back().substr(0, 36), "1@4000 play|Ready for display\n|URI: ");
 }
 
 TEST_F(MovieDiagnostics, EveryNotificationRecordsItsTextWithTheKeptSpellings) {
@@ -204,37 +190,24 @@ TEST_F(MovieDiagnostics, EveryNotificationRecordsItsTextWithTheKeptSpellings) {
     }
     h->playbackDidFinish(QMNotification(MPMoviePlayerPlaybackDidFinishNotification, player, {}));
     runFor(1'000);
-    Strings names;
-    const auto sent = posts();
-    for (const auto& event : sent.back()) {
-        names.push_back(event.substr(event.find(' ', event.find(' ') + 1) + 1));
-    }
-    EXPECT_EQ(sent.front().front(), "1 0 Natural size changed: 640.00x360.00\n");
-    EXPECT_EQ(names, (Strings{"Media type is audio\n",
-                              "Media type is video\n",
-                              "Started playing via air play\n",
-                              "Stopped playing via air play\n",
-                              "Load state changed to Playable\n",
-                              "Load state changed to Playthrough OK\n",
-                              "Load state changed to Stalled\n",
-                              "Load state changed to Unknown\n",
-                              "Content URL changed: https://cdn.example/w/index.m3u8\n",
-                              "Playback state channged to Paused\n",
-                              "Playback state channged to Interrupted\n",
-                              "Playback state channged to Seeking Forward\n",
-                              "Playback state channged to Seeking Backward\n",
-                              "Playback state channged to Stopped\n",
-                              "Scaling mode changed to None\n",
-                              "Scaling mode changed to Aspect Fill\n",
-                              "Scaling mode changed to Fill\n",
-                              "Scaling mode changed to Aspect Fit\n",
-                              "Source type changed to File\n",
-                              "Source type changed to Streaming\n",
-                              "Source type changed to Unkown\n",
-                              "Ready for display\n",
-                              "Not ready for display\n",
-                              "Playback did finish\n",
-                              "Playback did finish with error\n",
-                              "Playback did finish by user\n",
-                              "Playback did finish\n"}));
+    EXPECT_EQ(
+        posts(),
+        (Strings{"1@0 Natural size changed: 640.00x360.00\n|URI: https://cdn.example/v/a.ts\n|"
+                 "Server address: 10.0.0.1\n|Number of server address changes: -1\n|"
+                 "Number of network read requests over WWAN: 3\n|Bytes transfered: 5000000000\n|"
+                 "Session ID: PS-1\n|Start offset: -1.00\n|Watched duration: -1.00\n|Dropped frames: -1\n|"
+                 "Number of stalls: -1\n|Segments download duration: -1.00\n|Indicated bitrate: -1.00\n|"
+                 "Observed bitrate: -1.00\n|Error domain: D\n|Error comment: C\n",
+                 "17@1000 Media type is audio\n|Media type is video\n|Started playing via air play\n|"
+                 "Stopped playing via air play\n|Load state changed to Playable\n|"
+                 "Load state changed to Playthrough OK\n|Load state changed to Stalled\n|"
+                 "Load state changed to Unknown\n|Content URL changed: https://cdn.example/w/index.m3u8\n|"
+                 "Playback state channged to Paused\n|Playback state channged to Interrupted\n|"
+                 "Playback state channged to Seeking Forward\n|Playback state channged to Seeking Backward\n|"
+                 "Playback state channged to Stopped\n|Scaling mode changed to None\n|"
+                 "Scaling mode changed to Aspect Fill\n|Scaling mode changed to Fill\n|"
+                 "Scaling mode changed to Aspect Fit\n|Source type changed to File\n|"
+                 "Source type changed to Streaming\n|Source type changed to Unkown\n|Ready for display\n|"
+                 "Not ready for display\n|Playback did finish\n|Playback did finish with error\n|"
+                 "Playback did finish by user\n|Playback did finish\n"}));
 }
