@@ -82,10 +82,11 @@ class QMMPMoviePlayerSessionTest : public QMCoreTest {
         const auto lines = logs();
         return std::count(lines.begin(), lines.end(), line);
     }
-    // The parts of the session that must go with it: managers, handler and metrics.
+    // The parts of the session that must go with it: managers, handlers and metrics.
     std::vector<std::weak_ptr<QMObject>> sessionParts() const {
         std::vector<std::weak_ptr<QMObject>> parts{plugin()->eventManager(),
-                                                   plugin()->eventManager()->handlers().at(0)};
+                                                   plugin()->eventManager()->handlers().at(0),
+                                                   plugin()->eventManager()->handlers().at(1)};
         if (auto manager = plugin()->metricManager()) {
             parts.push_back(manager);
             for (const auto& [key, metric] : manager->metricsMap()) {
