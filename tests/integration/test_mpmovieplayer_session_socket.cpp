@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "unit/mpmovieplayer/QMMPMoviePlayerSessionTest.h"
+#include "veyrakit/QMDiagnosticCollectors.h"
 
 namespace {
 
@@ -24,16 +25,23 @@ class MPMoviePlayerSessionOverSockets : public QMMPMoviePlayerSessionTest {
                 req.path == "/player/init" ? R"({"sessionId":"S-7","intervalSeconds":1000})" : "{}",
                 "application/json");
         });
+        // The diagnostic handler's posts go to this server too, apart from the reports.
+        server.Post("/veyrakit/", [this](const httplib::Request&, httplib::Response&) {
+            std::lock_guard<std::mutex> lock(mutex);
+            ++diagnosticPosts;
+        });
         server.set_keep_alive_timeout(1);  // stop() waits for idle connections at most this long
         base = "http://127.0.0.1:" + std::to_string(server.bind_to_any_port("127.0.0.1"));
         thread = std::thread([this] { server.listen_after_bind(); });
         while (!server.is_running()) {
             std::this_thread::yield();
         }
+        QMDiagnosticCollectors::setDiagnosticEventsURL(base + "/veyrakit/");
     }
     void TearDown() override {
         server.stop();
         thread.join();
+        QMDiagnosticCollectors::setDiagnosticEventsURL(std::nullopt);
         QMMPMoviePlayerSessionTest::TearDown();
     }
     // What arrived, ordered by pulse number (connections run in parallel).
@@ -55,6 +63,7 @@ class MPMoviePlayerSessionOverSockets : public QMMPMoviePlayerSessionTest {
     std::thread thread;
     std::mutex mutex;
     Strings received;
+    int diagnosticPosts = 0;
     std::string base;
 };
 
@@ -101,5 +110,9 @@ at 0:02.600 fail
     EXPECT_GE(periodical, 2);
     EXPECT_EQ(types.back(), 'E');
     EXPECT_EQ(byPulse.rbegin()->second.size(), 3u);  // type, sessionId, pulseNumber
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        EXPECT_GE(diagnosticPosts, 1);  // the diagnostic handler's, apart from the reports
+    }
     expectSessionEnded(parts);
 }

@@ -2,8 +2,12 @@
 
 #include <memory>
 
+#include "diagnostics/QMMPMoviePlayerPIEHandler.h"
+#include "players/mpmovieplayer/QMMPMoviePlayerControllerVeyraPlugin.h"
 #include "players/mpmovieplayer/QMMPMoviePlayerOnMediaErrorHandler.h"
 
 QMMPMoviePlayerEventManager::QMMPMoviePlayerEventManager() {
     addHandler(std::make_shared<QMMPMoviePlayerOnMediaErrorHandler>());
+    addHandler(
+        std::make_shared<QMMPMoviePlayerPIEHandler>(QMMPMoviePlayerControllerVeyraPlugin::currentPlayer()));
 }

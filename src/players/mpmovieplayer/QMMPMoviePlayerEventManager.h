@@ -1,8 +1,8 @@
 #pragma once
 #include "events/QMEventManager.h"
 
-// The handlers of an MPMoviePlayerController plugin: the media error handler. (The diagnostic
-// handler joins it, after it, once that handler exists.)
+// The handlers of an MPMoviePlayerController plugin, in attachment order: the media error handler,
+// then the diagnostic handler.
 class QMMPMoviePlayerEventManager : public QMEventManager {
   public:
     QMMPMoviePlayerEventManager();

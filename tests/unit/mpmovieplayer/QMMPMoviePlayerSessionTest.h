@@ -34,6 +34,7 @@ class QMMPMoviePlayerSessionTest : public QMCoreTest {
         session.delayMillis = initDelay;
         stubs().addStub(QMURLStubRegistry::urlEndsWith("/player/init"), session, 1);
         answer("/player/report", "{}", 200, -1);
+        answer("/veyrakit/", "", 200, -1);  // the diagnostic handler's posts, once a second
     }
     void monitor(const std::shared_ptr<MPMoviePlayerController>& player,
                  const std::optional<QMCustomMetadataArray>& assetMetadata = std::nullopt) {
@@ -49,10 +50,13 @@ class QMMPMoviePlayerSessionTest : public QMCoreTest {
         monitor(simulator->moviePlayer(), assetMetadata);
         simulator->start();
     }
-    // "<ms after start> <path> <body>" of every request so far.
+    // "<ms after start> <path> <body>" of every request to the server so far.
     Strings requestStream() const {
         Strings out;
         for (const auto& r : QMURLStubRegistry::shared().requests()) {
+            if (r.url.find("/player/") == std::string::npos) {
+                continue;  // the diagnostic handler's posts
+            }
             out.push_back(std::to_string(r.timeMillis - startMillis) + " " +
                           r.url.substr(r.url.rfind("/player/")) + " " + r.body.value_or(""));
         }
@@ -62,14 +66,27 @@ class QMMPMoviePlayerSessionTest : public QMCoreTest {
         return std::dynamic_pointer_cast<QMMPMoviePlayerControllerVeyraPlugin>(
             QMMonitoringSessions::currentMPMoviePlayerMonitoringSession());
     }
+    // The console without the diagnostic handler's lines: its post bodies and the answers that
+    // the URL session's worker writes in its own time.
+    Strings logs() const {
+        Strings out;
+        for (auto& line : loggedLines(console)) {
+            if (!line.starts_with(R"({"session":)") && !line.starts_with("Status code: ") &&
+                !line.starts_with("Error: ")) {
+                out.push_back(std::move(line));
+            }
+        }
+        return out;
+    }
     long count(const std::string& line) const {
         const auto lines = logs();
         return std::count(lines.begin(), lines.end(), line);
     }
-    // The parts of the session that must go with it: managers, handler and metrics.
+    // The parts of the session that must go with it: managers, handlers and metrics.
     std::vector<std::weak_ptr<QMObject>> sessionParts() const {
         std::vector<std::weak_ptr<QMObject>> parts{plugin()->eventManager(),
-                                                   plugin()->eventManager()->handlers().at(0)};
+                                                   plugin()->eventManager()->handlers().at(0),
+                                                   plugin()->eventManager()->handlers().at(1)};
         if (auto manager = plugin()->metricManager()) {
             parts.push_back(manager);
             for (const auto& [key, metric] : manager->metricsMap()) {

@@ -71,10 +71,11 @@ TEST_F(QMMPMoviePlayerPluginTest, TheFacadeDestroysThenDisposesTheOldPluginWitho
     auto first = moviePlayer("https://cdn.example/v/index.m3u8");
     monitor(first);
     auto old = plugin();
-    EXPECT_EQ(QMNotificationCenter::defaultCenter()->observerCount(), 3u);  // plugin's two, the handler's
+    // The plugin's two, the error handler's one and the diagnostic handler's thirteen.
+    EXPECT_EQ(QMNotificationCenter::defaultCenter()->observerCount(), 2u + 1u + 13u);
     old->dispose();
     old->dispose();  // no guard: removing again is harmless
-    EXPECT_EQ(QMNotificationCenter::defaultCenter()->observerCount(), 1u);
+    EXPECT_EQ(QMNotificationCenter::defaultCenter()->observerCount(), 1u + 13u);
     const auto logged = logs().size();
     monitor(moviePlayer("https://cdn.example/w/index.m3u8"));
     const auto lines = logs();

@@ -1,0 +1,495 @@
+#include "diagnostics/QMMPMoviePlayerPIEHandler.h"
+
+#include <any>
+#include <type_traits>
+#include <utility>
+
+#include "core/QMObjectRepository.h"
+#include "core/QMVeyraPlugin.h"
+#include "platform/QMClock.h"
+#include "platform/QMConsole.h"
+#include "platform/QMFormat.h"
+#include "platform/QMURL.h"
+#include "platform/QMURLSession.h"
+#include "platform/mediaplayer/MPMoviePlayerNotifications.h"
+#include "reporting/QMJSONPostRequest.h"
+#include "veyrakit/QMDiagnosticCollectors.h"
+
+namespace {
+
+constexpr double kPostIntervalSeconds = 1.0;
+
+// The value under a key of the session description; nothing leaves the key out.
+void setIfPresent(QMJSON& session, const char* key, const std::optional<std::string>& value) {
+    if (value) {
+        session[key] = *value;
+    }
+}
+
+// {"<key>": <values>} for each {"key", "values"} item. An item without values adds nothing; an
+// item without a key has nowhere to go and is passed over.
+QMJSON metadataDictionary(const std::optional<QMJSON>& items) {
+    QMJSON dictionary = QMJSON::object();
+    if (!items || !items->is_array()) {
+        return dictionary;
+    }
+    for (const auto& item : *items) {
+        if (!item.is_object() || !item.contains("key") || !item["key"].is_string()) {
+            continue;
+        }
+        if (item.contains("values") && !item["values"].is_null()) {
+            dictionary[item["key"].get<std::string>()] = item["values"];
+        } else {
+            dictionary.erase(item["key"].get<std::string>());
+        }
+    }
+    return dictionary;
+}
+
+// The finish reason as the platform reads a missing number: 0.
+long finishReason(const QMNotification& notification) {
+    auto it = notification.userInfo().find(MPMoviePlayerPlaybackDidFinishReasonUserInfoKey);
+    const long* reason = it == notification.userInfo().end() ? nullptr : std::any_cast<long>(&it->second);
+    return reason ? *reason : 0;
+}
+
+// The newest entry of a log, or nothing when there is no log or it is empty.
+template <typename Log>
+auto newestEvent(const std::shared_ptr<Log>& log) -> std::decay_t<decltype(log->events().back())> {
+    if (!log || log->events().empty()) {
+        return nullptr;
+    }
+    return log->events().back();
+}
+
+}  // namespace
+
+const QMMPMoviePlayerPIEHandler::Observation QMMPMoviePlayerPIEHandler::kObservations[13] = {
+    {MPMovieDurationAvailableNotification, &QMMPMoviePlayerPIEHandler::durationAvailable},
+    {MPMovieMediaTypesAvailableNotification, &QMMPMoviePlayerPIEHandler::mediaTypesAvailable},
+    {MPMovieNaturalSizeAvailableNotification, &QMMPMoviePlayerPIEHandler::naturalSizeAvailable},
+    {MPMoviePlayerDidEnterFullscreenNotification, &QMMPMoviePlayerPIEHandler::didEnterFullscreen},
+    {MPMoviePlayerDidExitFullscreenNotification, &QMMPMoviePlayerPIEHandler::didExitFullscreen},
+    {MPMoviePlayerIsAirPlayVideoActiveDidChangeNotification,
+     &QMMPMoviePlayerPIEHandler::airPlayVideoActiveDidChange},
+    {MPMoviePlayerLoadStateDidChangeNotification, &QMMPMoviePlayerPIEHandler::loadStateDidChange},
+    {MPMoviePlayerNowPlayingMovieDidChangeNotification, &QMMPMoviePlayerPIEHandler::nowPlayingMovieDidChange},
+    {MPMoviePlayerPlaybackDidFinishNotification, &QMMPMoviePlayerPIEHandler::playbackDidFinish},
+    {MPMoviePlayerPlaybackStateDidChangeNotification, &QMMPMoviePlayerPIEHandler::playbackStateDidChange},
+    {MPMoviePlayerScalingModeDidChangeNotification, &QMMPMoviePlayerPIEHandler::scalingModeDidChange},
+    {MPMovieSourceTypeAvailableNotification, &QMMPMoviePlayerPIEHandler::sourceTypeAvailable},
+    {MPMoviePlayerReadyForDisplayDidChangeNotification, &QMMPMoviePlayerPIEHandler::readyForDisplayDidChange},
+};
+
+QMMPMoviePlayerPIEHandler::QMMPMoviePlayerPIEHandler(std::shared_ptr<MPMoviePlayerController> player)
+    : player_(std::move(player)), plugin_(QMObjectRepository::getRepositoryInstance()->plugin()) {
+    resetProperties();
+}
+
+QMMPMoviePlayerPIEHandler::~QMMPMoviePlayerPIEHandler() { plugin_.reset(); }
+
+void QMMPMoviePlayerPIEHandler::resetProperties() {
+    uri_.reset();
+    address_.reset();
+    addressChanges_ = 0;
+    numberOfSegmentsDownloaded_ = 0;
+    bytesTransfered_ = 0;
+    startDate_.reset();
+    sessionID_.reset();
+    startOffset_ = 0.0;
+    durationWatched_ = 0.0;
+    droppedVideoFrames_ = 0;
+    stalls_ = 0;
+    segmentsDownloadDuration_ = 0.0;
+    indicatedBitrate_ = 0.0;
+    bitrate_ = 0.0;
+    errorDate_.reset();
+    errorStatusCode_ = 0;
+    errorDomain_.reset();
+    errorComment_.reset();
+}
+
+void QMMPMoviePlayerPIEHandler::attachHandlers() {
+    // The timer holds its target until it is invalidated, as the platform's timer does.
+    auto self = selfAs<QMMPMoviePlayerPIEHandler>();
+    timer_ = QMTimer::scheduledTimerWithTimeInterval(
+        kPostIntervalSeconds, [self](QMTimer&) { self->sendPeriodicalReport(); }, true);
+    session_ = sessionDescription();
+    eventsURL_ =
+        QMDiagnosticCollectors::diagnosticEventsURLForServerHost(plugin_ ? plugin_->serverHost() : "");
+    events_.reset();
+    collecting_ = true;
+    observePlayer();
+    // Compared by equality: stalled together with another bit, or playable and playthrough OK
+    // together (3), record nothing.
+    const auto loadState = player_ ? player_->loadState() : MPMovieLoadStateUnknown;
+    if (loadState == MPMovieLoadStateStalled) {
+        log("buffer");
+    } else if (loadState == MPMovieLoadStatePlayable || loadState == MPMovieLoadStatePlaythroughOK) {
+        log("play");
+    }
+}
+
+void QMMPMoviePlayerPIEHandler::observePlayer() {
+    std::weak_ptr<QMMPMoviePlayerPIEHandler> weakSelf = selfAs<QMMPMoviePlayerPIEHandler>();
+    for (const auto& observation : kObservations) {
+        const Callback callback = observation.callback;
+        QMNotificationCenter::defaultCenter()->addObserver(this, observation.name, player_.get(),
+                                                           [weakSelf, callback](const QMNotification& n) {
+                                                               if (auto self = weakSelf.lock()) {
+                                                                   ((*self).*callback)(n);
+                                                               }
+                                                           });
+    }
+}
+
+void QMMPMoviePlayerPIEHandler::detachHandlers() {
+    resetProperties();
+    auto center = QMNotificationCenter::defaultCenter();
+    for (const auto& observation : kObservations) {
+        center->removeObserver(this, observation.name, player_.get());
+    }
+    // Never added; removing them is harmless and kept with the others.
+    center->removeObserver(this, MPMoviePlayerWillEnterFullscreenNotification, player_.get());
+    center->removeObserver(this, MPMoviePlayerWillExitFullscreenNotification, player_.get());
+    if (timer_) {
+        timer_->invalidate();
+    }
+    timer_.reset();
+    session_.reset();
+    collecting_ = false;
+    events_.reset();
+}
+
+QMJSON QMMPMoviePlayerPIEHandler::sessionDescription() const {
+    QMJSON session = QMJSON::object();
+    if (plugin_) {
+        setIfPresent(session, "sessionId", plugin_->sessionId());
+        setIfPresent(session, "assetId", plugin_->assetId());
+        setIfPresent(session, "qmrCID", plugin_->qmrCID());
+        setIfPresent(session, "assetType", plugin_->assetType());
+        setIfPresent(session, "assetName", plugin_->assetName());
+        setIfPresent(session, "viewerId", plugin_->viewerId());
+    }
+    session["assetMetadata"] = metadataDictionary(plugin_ ? plugin_->assetMetadata() : std::nullopt);
+    session["viewerMetadata"] = metadataDictionary(plugin_ ? plugin_->viewerMetadata() : std::nullopt);
+    return session;
+}
+
+void QMMPMoviePlayerPIEHandler::log(const std::string& text) {
+    if (!collecting_) {
+        return;
+    }
+    const auto timestamp = static_cast<int64_t>(QMClock::timeIntervalSince1970() * 1000.0);
+    events_.record([&](int64_t index) {
+        QMJSON record = QMJSON::object();
+        record["timestamp"] = timestamp;
+        record["name"] = text;
+        record["index"] = index;
+        return record;
+    });
+}
+
+void QMMPMoviePlayerPIEHandler::sendPeriodicalReport() {
+    if (!collecting_ || events_.empty()) {
+        return;
+    }
+    QMJSON body = QMJSON::object();
+    body["session"] = session_.value_or(QMJSON::object());
+    body["events"] = events_.takeAll();
+    const std::string json = QMJSONSerialization::dataWithJSONObject(body);
+    QMConsoleLog("%@", json);
+    auto request = QMJSONPostRequest::requestWithURL(QMURL::URLWithString(eventsURL_), json);
+    // Runs on the URL session's worker: the console only, no state of this handler.
+    auto task = QMURLSession::sharedSession()->dataTaskWithRequest(
+        request, [](const std::optional<std::string>&, const std::shared_ptr<QMHTTPURLResponse>& response,
+                    const std::shared_ptr<QMError>& error) {
+            if (error) {
+                QMConsoleLog("Error: %@", error->localizedDescription());
+            } else {
+                QMConsoleLog("Status code: %i", response ? response->statusCode() : 0L);
+            }
+        });
+    task->resume();
+}
+
+bool QMMPMoviePlayerPIEHandler::stringChanged(const std::optional<std::string>& value,
+                                              const std::optional<std::string>& shadow) {
+    return !value || value != shadow;
+}
+
+bool QMMPMoviePlayerPIEHandler::dateChanged(const std::shared_ptr<QMDate>& value,
+                                            const std::shared_ptr<QMDate>& shadow) {
+    return !value || !shadow || value->timeIntervalSince1970() != shadow->timeIntervalSince1970();
+}
+
+void QMMPMoviePlayerPIEHandler::checkAccessLogChanges() {
+    // No entry reads as the platform reads a message to nothing: strings and dates nothing,
+    // numbers zero.
+    const auto event = newestEvent(player_ ? player_->accessLog() : nullptr);
+    const auto uri = event ? event->URI() : std::nullopt;
+    if (stringChanged(uri, uri_)) {
+        uri_ = uri;
+        log(QMFormat("URI: %@\n", uri_));
+    }
+    const auto address = event ? event->serverAddress() : std::nullopt;
+    if (stringChanged(address, address_)) {
+        address_ = address;
+        log(QMFormat("Server address: %@\n", address_));
+    }
+    const int64_t addressChanges = event ? event->numberOfServerAddressChanges() : 0;
+    if (addressChanges != addressChanges_) {
+        addressChanges_ = addressChanges;
+        log(QMFormat("Number of server address changes: %li\n", addressChanges_));
+    }
+    const int64_t segments = event ? event->numberOfSegmentsDownloaded() : 0;
+    if (segments != numberOfSegmentsDownloaded_) {
+        numberOfSegmentsDownloaded_ = segments;
+        log(QMFormat("Number of network read requests over WWAN: %li\n", numberOfSegmentsDownloaded_));
+    }
+    const int64_t bytes = event ? event->numberOfBytesTransferred() : 0;
+    if (bytes != bytesTransfered_) {
+        bytesTransfered_ = bytes;
+        log(QMFormat("Bytes transfered: %li\n", bytesTransfered_));
+    }
+    const auto startDate = event ? event->playbackStartDate() : nullptr;
+    if (dateChanged(startDate, startDate_) && startDate) {
+        startDate_ = startDate;
+    }
+    const auto sessionID = event ? event->playbackSessionID() : std::nullopt;
+    if (stringChanged(sessionID, sessionID_)) {
+        sessionID_ = sessionID;
+        log(QMFormat("Session ID: %@\n", sessionID_));
+    }
+    // Plain inequality, so a NaN is reported on every check.
+    const double startOffset = event ? event->playbackStartOffset() : 0.0;
+    if (startOffset != startOffset_) {
+        startOffset_ = startOffset;
+        log(QMFormat("Start offset: %.2f\n", startOffset_));
+    }
+    const double watched = event ? event->durationWatched() : 0.0;
+    if (watched != durationWatched_) {
+        durationWatched_ = watched;
+        log(QMFormat("Watched duration: %.2f\n", durationWatched_));
+    }
+    const int64_t dropped = event ? event->numberOfDroppedVideoFrames() : 0;
+    if (dropped != droppedVideoFrames_) {
+        droppedVideoFrames_ = dropped;
+        log(QMFormat("Dropped frames: %li\n", droppedVideoFrames_));
+    }
+    const int64_t stalls = event ? event->numberOfStalls() : 0;
+    if (stalls != stalls_) {
+        stalls_ = stalls;
+        log(QMFormat("Number of stalls: %li\n", stalls_));
+    }
+    const double downloadDuration = event ? event->segmentsDownloadedDuration() : 0.0;
+    if (downloadDuration != segmentsDownloadDuration_) {
+        segmentsDownloadDuration_ = downloadDuration;
+        log(QMFormat("Segments download duration: %.2f\n", segmentsDownloadDuration_));
+    }
+    const double indicated = event ? event->indicatedBitrate() : 0.0;
+    if (indicated != indicatedBitrate_) {
+        indicatedBitrate_ = indicated;
+        log(QMFormat("Indicated bitrate: %.2f\n", indicatedBitrate_));
+    }
+    const double observed = event ? event->observedBitrate() : 0.0;
+    if (observed != bitrate_) {
+        bitrate_ = observed;
+        log(QMFormat("Observed bitrate: %.2f\n", bitrate_));
+    }
+}
+
+void QMMPMoviePlayerPIEHandler::checkErrorLogChanges() {
+    const auto event = newestEvent(player_ ? player_->errorLog() : nullptr);
+    // The URI, server address and session ID shadows are the access check's as well: when the two
+    // logs disagree, each check records its value again.
+    const auto uri = event ? event->URI() : std::nullopt;
+    if (stringChanged(uri, uri_)) {
+        uri_ = uri;
+        log(QMFormat("URI: %@\n", uri_));
+    }
+    const auto address = event ? event->serverAddress() : std::nullopt;
+    if (stringChanged(address, address_)) {
+        address_ = address;
+        log(QMFormat("Server address: %@\n", address_));
+    }
+    const auto sessionID = event ? event->playbackSessionID() : std::nullopt;
+    if (stringChanged(sessionID, sessionID_)) {
+        sessionID_ = sessionID;
+        log(QMFormat("Session ID: %@\n", sessionID_));
+    }
+    const auto date = event ? event->date() : nullptr;
+    if (dateChanged(date, errorDate_)) {
+        errorDate_ = date;
+    }
+    const int64_t statusCode = event ? event->errorStatusCode() : 0;
+    if (statusCode != errorStatusCode_) {
+        errorStatusCode_ = statusCode;
+        log(QMFormat("Error status code: %ld\n", errorStatusCode_));
+    }
+    const auto domain = event ? event->errorDomain() : std::nullopt;
+    if (stringChanged(domain, errorDomain_)) {
+        errorDomain_ = domain;
+        log(QMFormat("Error domain: %@\n", errorDomain_));
+    }
+    const auto comment = event ? event->errorComment() : std::nullopt;
+    if (stringChanged(comment, errorComment_)) {
+        errorComment_ = comment;
+        log(QMFormat("Error comment: %@\n", errorComment_));
+    }
+}
+
+void QMMPMoviePlayerPIEHandler::checkLogs() {
+    checkAccessLogChanges();
+    checkErrorLogChanges();
+}
+
+void QMMPMoviePlayerPIEHandler::durationAvailable(const QMNotification&) {
+    log(QMFormat("Duration changed: %.2f\n", player_ ? player_->duration() : 0.0));
+    checkLogs();
+}
+
+void QMMPMoviePlayerPIEHandler::mediaTypesAvailable(const QMNotification&) {
+    const unsigned long types = player_ ? player_->movieMediaTypes() : MPMovieMediaTypeMaskNone;
+    if (types & MPMovieMediaTypeMaskAudio) {
+        log("Media type is audio\n");
+    }
+    if (types & MPMovieMediaTypeMaskVideo) {
+        log("Media type is video\n");
+    }
+    checkLogs();
+}
+
+void QMMPMoviePlayerPIEHandler::naturalSizeAvailable(const QMNotification&) {
+    const CGSize size = player_ ? player_->naturalSize() : CGSizeZero;
+    log(QMFormat("Natural size changed: %.2fx%.2f\n", size.width, size.height));
+    checkLogs();
+}
+
+void QMMPMoviePlayerPIEHandler::didEnterFullscreen(const QMNotification&) {
+    log("Did enter full screen\n");
+    checkLogs();
+}
+
+void QMMPMoviePlayerPIEHandler::didExitFullscreen(const QMNotification&) {
+    log("Did exit full screen\n");
+    checkLogs();
+}
+
+void QMMPMoviePlayerPIEHandler::airPlayVideoActiveDidChange(const QMNotification&) {
+    log(player_ && player_->isAirPlayVideoActive() ? "Started playing via air play\n"
+                                                   : "Stopped playing via air play\n");
+    checkLogs();
+}
+
+void QMMPMoviePlayerPIEHandler::loadStateDidChange(const QMNotification&) {
+    switch (player_ ? player_->loadState() : MPMovieLoadStateUnknown) {
+        case MPMovieLoadStateUnknown:
+            log("Load state changed to Unknown\n");
+            break;
+        case MPMovieLoadStatePlayable:
+            log("Load state changed to Playable\n");
+            break;
+        case MPMovieLoadStatePlaythroughOK:
+            log("Load state changed to Playthrough OK\n");
+            break;
+        case MPMovieLoadStateStalled:
+            log("Load state changed to Stalled\n");
+            break;
+        default:  // combinations of the bits
+            break;
+    }
+    checkLogs();
+}
+
+void QMMPMoviePlayerPIEHandler::nowPlayingMovieDidChange(const QMNotification&) {
+    const auto url = player_ ? player_->contentURL() : nullptr;
+    log(QMFormat("Content URL changed: %@\n",
+                 url ? std::optional<std::string>(url->absoluteString()) : std::nullopt));
+    checkLogs();
+}
+
+void QMMPMoviePlayerPIEHandler::playbackDidFinish(const QMNotification& notification) {
+    switch (finishReason(notification)) {
+        case MPMovieFinishReasonPlaybackEnded:
+            log("Playback did finish\n");
+            break;
+        case MPMovieFinishReasonPlaybackError:
+            log("Playback did finish with error\n");
+            break;
+        case MPMovieFinishReasonUserExited:
+            log("Playback did finish by user\n");
+            break;
+        default:
+            break;
+    }
+    checkLogs();
+}
+
+void QMMPMoviePlayerPIEHandler::playbackStateDidChange(const QMNotification&) {
+    switch (player_ ? player_->playbackState() : MPMoviePlaybackStateStopped) {
+        case MPMoviePlaybackStateStopped:
+            log("Playback state channged to Stopped\n");
+            break;
+        case MPMoviePlaybackStatePlaying:
+            log("Playback state channged to Playing\n");
+            break;
+        case MPMoviePlaybackStatePaused:
+            log("Playback state channged to Paused\n");
+            break;
+        case MPMoviePlaybackStateInterrupted:
+            log("Playback state channged to Interrupted\n");
+            break;
+        case MPMoviePlaybackStateSeekingForward:
+            log("Playback state channged to Seeking Forward\n");
+            break;
+        case MPMoviePlaybackStateSeekingBackward:
+            log("Playback state channged to Seeking Backward\n");
+            break;
+        default:
+            break;
+    }
+    checkLogs();
+}
+
+void QMMPMoviePlayerPIEHandler::scalingModeDidChange(const QMNotification&) {
+    switch (player_ ? player_->scalingMode() : MPMovieScalingModeNone) {
+        case MPMovieScalingModeNone:
+            log("Scaling mode changed to None\n");
+            break;
+        case MPMovieScalingModeAspectFit:
+            log("Scaling mode changed to Aspect Fit\n");
+            break;
+        case MPMovieScalingModeAspectFill:
+            log("Scaling mode changed to Aspect Fill\n");
+            break;
+        case MPMovieScalingModeFill:
+            log("Scaling mode changed to Fill\n");
+            break;
+        default:
+            break;
+    }
+    checkLogs();
+}
+
+void QMMPMoviePlayerPIEHandler::sourceTypeAvailable(const QMNotification&) {
+    switch (player_ ? player_->movieSourceType() : MPMovieSourceTypeUnknown) {
+        case MPMovieSourceTypeUnknown:
+            log("Source type changed to Unkown\n");
+            break;
+        case MPMovieSourceTypeFile:
+            log("Source type changed to File\n");
+            break;
+        case MPMovieSourceTypeStreaming:
+            log("Source type changed to Streaming\n");
+            break;
+        default:
+            break;
+    }
+    checkLogs();
+}
+
+void QMMPMoviePlayerPIEHandler::readyForDisplayDidChange(const QMNotification&) {
+    log(player_ && player_->readyForDisplay() ? "Ready for display\n" : "Not ready for display\n");
+    checkLogs();
+}
