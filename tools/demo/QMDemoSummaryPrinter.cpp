@@ -120,7 +120,7 @@ std::string QMDemoSummaryPrinter::accessLogLine(const nlohmann::ordered_json& fi
          {"bytesTransferred", "bytes "},
          {"stalls", "stalls "},
          {"droppedVideoFrames", "dropped frames "},
-         {"durationWatched", "watched s "}}};
+         {"durationWatched", "watched (s) "}}};
     std::string line;
     for (const auto& [key, label] : labels) {
         const Json& value = member(figures, key);
@@ -172,7 +172,7 @@ std::string QMDemoSummaryPrinter::checkList(const nlohmann::ordered_json& analys
         std::string line = status;
         line.append(status.size() < 15 ? 15 - status.size() : 1, ' ');
         line += text(member(check, "name"));
-        line.append(line.size() < 38 ? 38 - line.size() : 1, ' ');
+        line.append(line.size() < 44 ? 44 - line.size() : 1, ' ');
         list += "  " + line + text(member(check, "description")) + "\n";
         for (const auto& violation : member(check, "violations")) {
             list += "      request " + text(member(violation, "requestId")) + ": " +
