@@ -300,7 +300,7 @@ TEST_F(DemoRun, TheDefaultScenarioShowsTheSessionEventStreamWithTheServedLadder)
     const Json& summary = run.summary();
     EXPECT_GT(summary["diagnosticPosts"].get<int64_t>(), 0);
     EXPECT_GE(summary["diagnosticEvents"].get<int64_t>(), summary["diagnosticPosts"].get<int64_t>());
-    EXPECT_EQ(summary["diagnosticEventsByName"]["init"], 1);
+    EXPECT_EQ(summary["diagnosticEventsByName"].value("init", 0), 1);
     // Each variant line carries BANDWIDTH and AVERAGE-BANDWIDTH, and the reader takes both.
     EXPECT_EQ(summary["offeredBitrates"],
               Json::parse("[400000,320000,800000,640000,1500000,1200000,3000000,2400000]"));
@@ -308,7 +308,6 @@ TEST_F(DemoRun, TheDefaultScenarioShowsTheSessionEventStreamWithTheServedLadder)
               Json::parse(R"([{"width":640,"height":360},{"width":960,"height":540},)"
                           R"({"width":1280,"height":720},{"width":1920,"height":1080}])"));
     EXPECT_EQ(summary["lastAccessLog"]["indicatedBitrate"], 3000000);
-    EXPECT_EQ(summary["lastAccessLog"]["stalls"], 1);
     EXPECT_EQ(diagnosticStatuses(*run.result.analysis),
               (std::vector<std::string>{"passed", "passed", "passed", "notApplicable", "notApplicable",
                                         "notApplicable"}));
