@@ -136,9 +136,11 @@ void checkInfo(const Json& event, const InfoRules& rules, std::vector<std::strin
         problems.push_back(label + " has no \"info\" object");
         return;
     }
-    for (const auto& [key, value] : info->items()) {
-        auto rule =
-            std::find_if(rules.begin(), rules.end(), [&](const InfoKey& each) { return key == each.name; });
+    for (auto member = info->begin(); member != info->end(); ++member) {
+        const std::string& key = member.key();
+        const Json& value = member.value();
+        auto rule = std::find_if(rules.begin(), rules.end(),
+                                 [&key](const InfoKey& each) { return key == each.name; });
         if (rule == rules.end())
             problems.push_back(label + " has the unknown info key \"" + key + "\"");
         else if (!hasKind(value, rule->kind))
