@@ -35,6 +35,11 @@ class QMScenario : public QMObject {
     bool isURLAsset() const { return urlAsset_; }
     void setURLAsset(bool urlAsset) { urlAsset_ = urlAsset; }
 
+    // The scenario asks its player to serve the master playlist made from its ladder on loopback
+    // and to play it from there (`playlist served`), so that a playlist reader reads a real one.
+    bool playlistServed() const { return playlistServed_; }
+    void setPlaylistServed(bool playlistServed) { playlistServed_ = playlistServed; }
+
     // A live stream has no duration (indefinite) and never ends by itself.
     bool isLive() const { return live_; }
     void setLive(bool live) { live_ = live; }
@@ -72,6 +77,7 @@ class QMScenario : public QMObject {
     QMScenarioPlayerKind playerKind_ = QMScenarioPlayerKind::AVPlayer;
     std::optional<std::string> url_;
     bool urlAsset_ = true;
+    bool playlistServed_ = false;
     bool live_ = false;
     int64_t durationMillis_ = 0;
     std::optional<std::string> serverAddress_;

@@ -191,7 +191,7 @@ std::vector<QMScenarioParser::Token> QMScenarioParser::tokenize(const std::strin
 void QMScenarioParser::directive(const std::vector<Token>& tokens) {
     const std::string name = tokens[0].key ? *tokens[0].key + "=" : tokens[0].text;
     static const char* const known[] = {"player",     "url",     "asset", "duration", "server",
-                                        "session-id", "variant", "size",  "segment"};
+                                        "session-id", "variant", "size",  "segment",  "playlist"};
     if (std::find(std::begin(known), std::end(known), name) == std::end(known)) {
         fail("unknown directive " + quoted(name));
     }
@@ -233,6 +233,11 @@ void QMScenarioParser::directive(const std::vector<Token>& tokens) {
             }
             scenario_->setDurationMillis(millis);
         }
+    } else if (name == "playlist") {
+        if (value != "served") {
+            fail("'playlist' is served, not " + quoted(value));
+        }
+        scenario_->setPlaylistServed(true);
     } else if (name == "server") {
         scenario_->setServerAddress(value);
     } else if (name == "session-id") {
@@ -470,6 +475,12 @@ void QMScenarioParser::checkHeader() {
     }
     if (!scenario_->url() && scenario_->isURLAsset()) {
         fail("the header has no 'url'");
+    }
+    if (scenario_->playlistServed() && !scenario_->isURLAsset()) {
+        fail("'playlist served' needs a URL asset");
+    }
+    if (scenario_->playlistServed() && scenario_->variants().empty()) {
+        fail("'playlist served' needs a variant ladder ('variant' lines)");
     }
 }
 

@@ -10,6 +10,7 @@
 
 #include "collector/QMCollectorApi.h"
 #include "collector/QMCollectorResponder.h"
+#include "collector/QMDiagnosticAttribution.h"
 #include "collector/QMSessionAnalyzer.h"
 
 namespace {
@@ -42,17 +43,6 @@ std::optional<std::string> reportType(const QMCollectorRequest& request) {
     if (!body || !body->is_object() || !body->contains("type") || !(*body)["type"].is_string())
         return std::nullopt;
     return (*body)["type"].get<std::string>();
-}
-
-// A diagnostic post names its session inside its "session" description, once it is known.
-std::optional<std::string> diagnosticSessionId(const QMCollectorRequest& request) {
-    auto body = request.bodyJSON();
-    if (!body || !body->is_object() || !body->contains("session")) return std::nullopt;
-    const Json& session = (*body)["session"];
-    if (!session.is_object() || !session.contains("sessionId") || !session["sessionId"].is_string()) {
-        return std::nullopt;
-    }
-    return session["sessionId"].get<std::string>();
 }
 
 void sendJSON(httplib::Response& res, int status, const Json& body) {
@@ -176,7 +166,7 @@ QMCollectorResponder::Answer QMCollectorServer::Impl::answerFor(QMCollectorReque
             return responder.answerReport(request.sessionId, reportType(request));
         case QMCollectorEndpoint::DiagnosticEvents:
         case QMCollectorEndpoint::SessionEvents:
-            request.sessionId = diagnosticSessionId(request);
+            request.sessionId = QMDiagnosticAttribution::sessionOf(request, store);
             return QMCollectorResponder::answerDiagnostic();
         case QMCollectorEndpoint::Other:
             break;

@@ -190,6 +190,21 @@ std::vector<QMCollectorStore::Session> QMCollectorStore::sessions() const {
     return result;
 }
 
+std::optional<std::string> QMCollectorStore::newestSessionOfAsset(const std::string& assetId,
+                                                                  const std::string& qmrCID) const {
+    std::lock_guard lock(mutex_);
+    Statement query(db_,
+                    "SELECT sessions.session_id, requests.body FROM sessions JOIN requests "
+                    "ON requests.id = sessions.init_request_id ORDER BY sessions.init_request_id DESC");
+    while (query.step()) {
+        Json body = Json::parse(query.text(1).value_or(""), nullptr, false);
+        if (body.is_object() && body.value("assetId", Json()) == assetId &&
+            body.value("qmrCID", Json()) == qmrCID)
+            return query.text(0);
+    }
+    return std::nullopt;
+}
+
 std::vector<std::string> QMCollectorStore::sessionIdsSeen() const {
     std::lock_guard lock(mutex_);
     Statement query(db_,

@@ -37,6 +37,9 @@ class QMCollectorStore {
 
     std::optional<Session> session(const std::string& sessionId) const;
     std::vector<Session> sessions() const;
+    // The newest session opened by a start request with this "assetId" and "qmrCID".
+    std::optional<std::string> newestSessionOfAsset(const std::string& assetId,
+                                                    const std::string& qmrCID) const;
     // Every session id that requests carried, opened here or not, in order of first appearance.
     std::vector<std::string> sessionIdsSeen() const;
     std::vector<QMCollectorRequest> requests() const;

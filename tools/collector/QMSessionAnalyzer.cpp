@@ -1,5 +1,6 @@
 #include "collector/QMSessionAnalyzer.h"
 
+#include "collector/QMDiagnosticChecks.h"
 #include "collector/QMProtocolChecks.h"
 #include "collector/QMSessionSummary.h"
 #include "collector/QMSessionView.h"
@@ -14,6 +15,7 @@ QMSessionAnalysis QMSessionAnalyzer::analyze(const std::string& sessionId, bool 
     analysis.state = QMSessionView::stateName(view.state());
     analysis.summary = QMSessionSummary::build(view);
     analysis.checks = QMProtocolChecks::all(view);
+    for (auto& check : QMDiagnosticChecks::all(view)) analysis.checks.push_back(std::move(check));
     return analysis;
 }
 

@@ -2,6 +2,8 @@
 
 #include <optional>
 
+#include "collector/QMDiagnosticSummary.h"
+
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -141,14 +143,5 @@ void QMSessionSummary::addOutcome(const QMSessionView& view, nlohmann::ordered_j
         if (entries != log->body->end() && entries->is_array()) logLines += entries->size();
     }
     summary["logLines"] = logLines;
-    size_t events = 0;
-    auto posts = view.diagnosticPosts();
-    for (const auto* post : posts) {
-        auto body = post->bodyJSON();
-        if (body && body->is_object() && body->contains("events") && (*body)["events"].is_array()) {
-            events += (*body)["events"].size();
-        }
-    }
-    summary["diagnosticPosts"] = posts.size();
-    summary["diagnosticEvents"] = events;
+    QMDiagnosticSummary::add(view, summary);
 }

@@ -25,6 +25,14 @@ void QMSessionView::sortRequests() {
     std::set<std::string> bodiesSeen;
     for (const auto& request : requests_) {
         if (request.endpoint == QMCollectorEndpoint::Init && initRequest_ == nullptr) initRequest_ = &request;
+        if (request.endpoint == QMCollectorEndpoint::SessionEvents ||
+            request.endpoint == QMCollectorEndpoint::DiagnosticEvents) {
+            DiagnosticPost post{&request, std::nullopt};
+            if (auto json = request.bodyJSON(); json && json->is_object()) post.body = std::move(*json);
+            auto& posts = request.endpoint == QMCollectorEndpoint::SessionEvents ? sessionEventPosts_
+                                                                                 : diagnosticEventPosts_;
+            posts.push_back(std::move(post));
+        }
         if (request.endpoint != QMCollectorEndpoint::Report) continue;
         Report report;
         report.request = &request;
@@ -66,6 +74,22 @@ std::vector<const QMCollectorRequest*> QMSessionView::diagnosticPosts() const {
         }
     }
     return result;
+}
+
+std::vector<nlohmann::ordered_json> QMSessionView::DiagnosticPost::events() const {
+    std::vector<Json> result;
+    if (!body) return result;
+    auto events = body->find("events");
+    if (events == body->end() || !events->is_array()) return result;
+    for (const auto& event : *events) {
+        if (event.is_object()) result.push_back(event);
+    }
+    return result;
+}
+
+nlohmann::ordered_json QMSessionView::DiagnosticPost::session() const {
+    if (!body) return Json();
+    return body->value("session", Json());
 }
 
 QMSessionView::State QMSessionView::computeState(int64_t nowMillis, int64_t idleMillis,

@@ -28,6 +28,16 @@ class QMSessionView {
         bool retransmission = false;
     };
 
+    // A post of either diagnostic stream.
+    struct DiagnosticPost {
+        const QMCollectorRequest* request = nullptr;
+        std::optional<nlohmann::ordered_json> body;  // set when the body is a JSON object
+        // The body's "events" records, those that are objects; empty when there are none.
+        std::vector<nlohmann::ordered_json> events() const;
+        // The body's "session" description; null when there is none.
+        nlohmann::ordered_json session() const;
+    };
+
     // `requests` in arrival order; a session counts as over after `idleMillis` without a request,
     // or at once with `assumeFinished`.
     QMSessionView(std::string sessionId, bool known, std::vector<QMCollectorRequest> requests,
@@ -46,6 +56,10 @@ class QMSessionView {
     // The periodical reports without retransmissions, by "periodicalNumber" (then arrival).
     std::vector<const Report*> periodicalReports() const;
     std::vector<const QMCollectorRequest*> diagnosticPosts() const;
+    // The AVPlayer reporter's posts (session events) and the movie player handler's (diagnostic
+    // events), each in arrival order.
+    const std::vector<DiagnosticPost>& sessionEventPosts() const { return sessionEventPosts_; }
+    const std::vector<DiagnosticPost>& diagnosticEventPosts() const { return diagnosticEventPosts_; }
 
     Plugin plugin() const { return plugin_; }
     // "iOS-AVPlayer", "iOS-MPMoviePlayerController"; empty when unknown.
@@ -70,6 +84,8 @@ class QMSessionView {
     std::vector<QMCollectorRequest> requests_;
     const QMCollectorRequest* initRequest_ = nullptr;
     std::vector<Report> reports_;
+    std::vector<DiagnosticPost> sessionEventPosts_;
+    std::vector<DiagnosticPost> diagnosticEventPosts_;
     Plugin plugin_ = Plugin::Unknown;
     State state_ = State::Active;
 };

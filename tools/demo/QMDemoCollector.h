@@ -18,6 +18,10 @@ class QMDemoCollector {
     virtual void start(Observer observer) = 0;
     // The SDK's server host.
     virtual std::string baseURL() const = 0;
+    // Where the SDK's two diagnostic streams go: the AVPlayer reporter's session events and the
+    // movie player handler's diagnostic events.
+    virtual std::string sessionEventsURL() const = 0;
+    virtual std::string diagnosticEventsURL() const = 0;
     // "embedded collector on http://127.0.0.1:41234 (diagnostics ...)", for the first line.
     virtual std::string description() const = 0;
     // The SDK's session id is known (a collector that has to look for the run's requests uses it).

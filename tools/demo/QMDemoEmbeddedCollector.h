@@ -10,6 +10,8 @@ class QMDemoEmbeddedCollector : public QMDemoCollector {
 
     void start(Observer observer) override;
     std::string baseURL() const override;
+    std::string sessionEventsURL() const override { return server_.sessionEventsURL(); }
+    std::string diagnosticEventsURL() const override { return server_.diagnosticEventsURL(); }
     std::string description() const override;
     void stop() override;
     std::optional<nlohmann::ordered_json> analysis(const std::string& sessionId) override;

@@ -23,7 +23,7 @@ bool isFlag(const std::string& option) {
 
 bool takesValue(const std::string& option) {
     return option == "--scenario" || option == "--player" || option == "--server" || option == "--policy" ||
-           option == "--speed";
+           option == "--speed" || option == "--diag-ports";
 }
 
 }  // namespace
@@ -75,8 +75,31 @@ std::string QMDemoOptions::serverValue(const std::string& text) {
     return text.ends_with("/") ? text.substr(0, text.size() - 1) : text;
 }
 
+// "N,M": the diagnostic events port, then the session events port, as the collector takes them.
+void QMDemoOptions::setDiagnosticPorts(const std::string& text) {
+    const size_t comma = text.find(',');
+    auto port = [&](const std::string& part) {
+        size_t used = 0;
+        int value = 0;
+        try {
+            value = std::stoi(part, &used);
+        } catch (const std::exception&) {
+            used = 0;
+        }
+        if (used == 0 || used != part.size() || value < 1 || value > 65535)
+            throw Error("--diag-ports: '" + text + "' is not two ports N,M");
+        return value;
+    };
+    if (comma == std::string::npos) throw Error("--diag-ports: '" + text + "' is not two ports N,M");
+    diagnosticEventsPort = port(text.substr(0, comma));
+    sessionEventsPort = port(text.substr(comma + 1));
+    diagnosticPortsGiven = true;
+}
+
 void QMDemoOptions::checkCombination() const {
     if (realtime && speed) throw Error("--realtime and --speed exclude each other");
+    if (diagnosticPortsGiven && !serverURL)
+        throw Error("--diag-ports applies to --server, not to the embedded collector");
     if (serverURL && policyPath) throw Error("--policy applies to the embedded collector, not to --server");
 }
 
@@ -109,6 +132,8 @@ QMDemoOptions QMDemoOptions::parse(const std::vector<std::string>& arguments) {
             result.serverURL = serverValue(value);
         } else if (option == "--policy") {
             result.policyPath = value;
+        } else if (option == "--diag-ports") {
+            result.setDiagnosticPorts(value);
         } else {
             result.speed = speedValue(value);
         }
@@ -131,6 +156,8 @@ did not complete, 2 on a bad option or scenario file.
   --player NAME            avplayer or mpmovieplayer (default: the player the scenario names)
   --server URL             report to a running veyrakit-collector at URL (e.g. http://127.0.0.1:8080)
                            instead of the embedded one on free loopback ports
+  --diag-ports N,M         the --server collector's diagnostic events and session events ports,
+                           where the SDK's diagnostic streams go (default: 8081,8082)
   --policy FILE            answer policy of the embedded collector (see docs/collector.md)
   --speed N                run the virtual clock at N x real time (default: as fast as possible)
   --realtime               run on the real clock, as an app would

@@ -19,10 +19,14 @@ class QMDemoOptions {
     std::optional<Player> player;           // absent: the player the scenario is written for
     std::optional<std::string> serverURL;   // an external collector's base URL; absent: embedded
     std::optional<std::string> policyPath;  // answer policy of the embedded collector
-    bool realtime = false;                  // the real-time run loop instead of the virtual clock
-    std::optional<double> speed;            // N x real time on the virtual clock; absent: flat out
-    bool json = false;                      // the summary as JSON on stdout, progress on stderr
-    bool verbose = false;                   // the SDK's own console lines as well
+    // The external collector's diagnostic events and session events ports.
+    int diagnosticEventsPort = 8081;
+    int sessionEventsPort = 8082;
+    bool diagnosticPortsGiven = false;
+    bool realtime = false;        // the real-time run loop instead of the virtual clock
+    std::optional<double> speed;  // N x real time on the virtual clock; absent: flat out
+    bool json = false;            // the summary as JSON on stdout, progress on stderr
+    bool verbose = false;         // the SDK's own console lines as well
     bool help = false;
 
     // `arguments` without the program name; throws Error with a message fit for the user.
@@ -38,5 +42,6 @@ class QMDemoOptions {
     static Player playerNamed(const std::string& text);
     static double speedValue(const std::string& text);
     static std::string serverValue(const std::string& text);
+    void setDiagnosticPorts(const std::string& text);
     void checkCombination() const;
 };

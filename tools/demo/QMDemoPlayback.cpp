@@ -11,6 +11,7 @@
 #include "platform/QMRunLoop.h"
 #include "platform/mediaplayer/MPMoviePlayerNotifications.h"
 #include "veyrakit/QMCustomMetadata.h"
+#include "veyrakit/QMDiagnosticCollectors.h"
 #include "veyrakit/QMVeyraKit.h"
 #include "veyrakit/VeyraKit.h"
 
@@ -68,6 +69,8 @@ void QMDemoPlayback::createPlugin() {
     const std::string assetName = "VeyraKit demo: " + name;
     auto assetMetadata = metadata("scenario", scenario_->sourceName());
     auto viewerMetadata = metadata("app", "veyrakit-demo");
+    QMDiagnosticCollectors::setSessionEventsURL(sessionEventsURL_);
+    QMDiagnosticCollectors::setDiagnosticEventsURL(diagnosticEventsURL_);
     if (scenario_->playerKind() == QMScenarioPlayerKind::AVPlayer) {
         QMVeyraKit::pluginWithAVPlayer(simulator_->player(), name, serverURL_, "veyrakit-demo", assetType,
                                        assetName, "demo-viewer", assetMetadata, viewerMetadata);

@@ -26,6 +26,12 @@ class QMDemoPlayback {
     using FinishObserver = std::function<void(long reason, bool sessionEnded)>;
     void setFinishObserver(FinishObserver observer) { finishObserver_ = std::move(observer); }
 
+    // Where the plugin's diagnostic streams go; set before start().
+    void setDiagnosticCollectors(std::string sessionEventsURL, std::string diagnosticEventsURL) {
+        sessionEventsURL_ = std::move(sessionEventsURL);
+        diagnosticEventsURL_ = std::move(diagnosticEventsURL);
+    }
+
     void start();
     // The scenario has run, the session has ended and no request is in flight.
     bool isOver() const;
@@ -46,6 +52,8 @@ class QMDemoPlayback {
 
     std::shared_ptr<QMScenario> scenario_;
     std::string serverURL_;
+    std::optional<std::string> sessionEventsURL_;
+    std::optional<std::string> diagnosticEventsURL_;
     std::shared_ptr<QMPlayerSimulator> simulator_;
     std::shared_ptr<QMTimer> endTimer_;
     FinishObserver finishObserver_;

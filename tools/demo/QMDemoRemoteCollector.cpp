@@ -14,10 +14,29 @@ constexpr int kLastPassAttempts = 5;
 
 }  // namespace
 
-QMDemoRemoteCollector::QMDemoRemoteCollector(std::string baseURL) : baseURL_(std::move(baseURL)) {
-    const size_t pathStart = baseURL_.find('/', baseURL_.find("://") + 3);
+QMDemoRemoteCollector::QMDemoRemoteCollector(std::string baseURL, int diagnosticEventsPort,
+                                             int sessionEventsPort)
+    : baseURL_(std::move(baseURL)),
+      diagnosticEventsPort_(diagnosticEventsPort),
+      sessionEventsPort_(sessionEventsPort) {
+    const size_t hostStart = baseURL_.find("://") + 3;
+    const size_t pathStart = baseURL_.find('/', hostStart);
     origin_ = baseURL_.substr(0, pathStart);
     prefix_ = pathStart == std::string::npos ? "" : baseURL_.substr(pathStart);
+    const std::string authority = origin_.substr(hostStart);
+    // A bracketed IPv6 address keeps its colons; a port follows the last one outside brackets.
+    const size_t portColon = authority.rfind(':');
+    const bool hasPort =
+        portColon != std::string::npos && authority.find(']', portColon) == std::string::npos;
+    host_ = hasPort ? authority.substr(0, portColon) : authority;
+}
+
+std::string QMDemoRemoteCollector::sessionEventsURL() const {
+    return "http://" + host_ + ":" + std::to_string(sessionEventsPort_) + "/sessionEventsHandler/sessions";
+}
+
+std::string QMDemoRemoteCollector::diagnosticEventsURL() const {
+    return "http://" + host_ + ":" + std::to_string(diagnosticEventsPort_) + "/veyrakit/";
 }
 
 QMDemoRemoteCollector::~QMDemoRemoteCollector() { stop(); }

@@ -13,11 +13,14 @@
 // comes from /api/sessions/<id>?final=1.
 class QMDemoRemoteCollector : public QMDemoCollector {
   public:
-    explicit QMDemoRemoteCollector(std::string baseURL);
+    // The diagnostic streams go to the base URL's host on these ports.
+    QMDemoRemoteCollector(std::string baseURL, int diagnosticEventsPort, int sessionEventsPort);
     ~QMDemoRemoteCollector() override;
 
     void start(Observer observer) override;
     std::string baseURL() const override { return baseURL_; }
+    std::string sessionEventsURL() const override;
+    std::string diagnosticEventsURL() const override;
     std::string description() const override;
     void followSession(const std::string& sessionId) override;
     void stop() override;
@@ -33,6 +36,9 @@ class QMDemoRemoteCollector : public QMDemoCollector {
     std::string baseURL_;
     std::string origin_;  // scheme, host and port
     std::string prefix_;  // the base URL's path
+    std::string host_;    // the base URL's host
+    int diagnosticEventsPort_;
+    int sessionEventsPort_;
     Observer observer_;
     std::mutex mutex_;
     std::condition_variable wake_;

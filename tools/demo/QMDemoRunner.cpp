@@ -9,12 +9,14 @@
 #include "demo/QMDemoEmbeddedCollector.h"
 #include "demo/QMDemoError.h"
 #include "demo/QMDemoPlayback.h"
+#include "demo/QMDemoPlaylistServer.h"
 #include "demo/QMDemoRemoteCollector.h"
 #include "demo/QMDemoSandbox.h"
 #include "demo/QMPacedRunLoop.h"
 #include "platform/QMConsole.h"
 #include "simulator/QMScenarioException.h"
 #include "simulator/QMScenarioParser.h"
+#include "veyrakit/QMDiagnosticCollectors.h"
 
 namespace {
 
@@ -47,8 +49,16 @@ struct ProcessSettings {
     ~ProcessSettings() {
         QMRunLoop::setMainRunLoop(nullptr);
         QMConsole::setSink(nullptr);
+        QMDiagnosticCollectors::setSessionEventsURL(std::nullopt);
+        QMDiagnosticCollectors::setDiagnosticEventsURL(std::nullopt);
     }
 };
+
+// The diagnostic streams post once a second; their figures are in the summary.
+bool isDiagnosticPost(const nlohmann::ordered_json& request) {
+    const auto endpoint = request.value("endpoint", std::string());
+    return endpoint == "sessionEvents" || endpoint == "diagnosticEvents";
+}
 
 }  // namespace
 
@@ -65,6 +75,7 @@ nlohmann::ordered_json QMDemoRunner::Result::toJSON() const {
               {"player", player},
               {"server", server},
               {"sessionId", sessionId ? Json(*sessionId) : Json()},
+              {"playlistURL", playlistURL ? Json(*playlistURL) : Json()},
               {"passed", passed()}};
     if (problem) json["problem"] = *problem;
     if (analysis) {
@@ -98,7 +109,10 @@ QMCollectorPolicy QMDemoRunner::loadPolicy() const {
 }
 
 std::unique_ptr<QMDemoCollector> QMDemoRunner::makeCollector() const {
-    if (options_.serverURL) return std::make_unique<QMDemoRemoteCollector>(*options_.serverURL);
+    if (options_.serverURL) {
+        return std::make_unique<QMDemoRemoteCollector>(*options_.serverURL, options_.diagnosticEventsPort,
+                                                       options_.sessionEventsPort);
+    }
     return std::make_unique<QMDemoEmbeddedCollector>(loadPolicy());
 }
 
@@ -158,6 +172,7 @@ QMScenarioPlayerKind QMDemoRunner::playerKind(const QMScenario& scenario) const 
 void QMDemoRunner::startCollector(QMDemoCollector& collector, Result& result) {
     // The observer reads the clock without keeping the loop (and the connections it caches) alive.
     collector.start([this, clock = std::weak_ptr<QMRunLoop>(loop_)](const Json& request) {
+        if (isDiagnosticPost(request) && !options_.verbose) return;
         progress_.printRequest(request, sessionMillis(request, clock.lock()));
     });
     result.server = collector.baseURL();
@@ -168,6 +183,7 @@ void QMDemoRunner::startCollector(QMDemoCollector& collector, Result& result) {
 void QMDemoRunner::play(const std::shared_ptr<QMScenario>& scenario, QMDemoCollector& collector,
                         Result& result) {
     QMDemoPlayback playback(scenario, result.server);
+    playback.setDiagnosticCollectors(collector.sessionEventsURL(), collector.diagnosticEventsURL());
     playback.setFinishObserver([this](long reason, bool sessionEnded) {
         // On the same clock as the request lines: the loop's, or the wall clock beside an external
         // collector.
@@ -200,6 +216,15 @@ void QMDemoRunner::play(const std::shared_ptr<QMScenario>& scenario, QMDemoColle
     loop_->runUntil([&] { return loop_->transferCount() == 0; }, kDrainMillis);
 }
 
+std::unique_ptr<QMDemoPlaylistServer> QMDemoRunner::servePlaylist(QMScenario& scenario, Result& result) {
+    if (!scenario.playlistServed()) return nullptr;
+    auto server = std::make_unique<QMDemoPlaylistServer>(scenario);
+    server->start();
+    result.playlistURL = server->url();
+    scenario.setUrl(server->url());
+    return server;
+}
+
 void QMDemoRunner::judge(QMDemoCollector& collector, Result& result) {
     if (!result.sessionId) {
         result.problem =
@@ -217,7 +242,9 @@ QMDemoRunner::Result QMDemoRunner::run() {
                   "",
                   std::nullopt,
                   std::nullopt,
+                  std::nullopt,
                   std::nullopt};
+    auto playlist = servePlaylist(*scenario, result);
     auto collector = makeCollector();
     QMDemoSandbox sandbox;
     ProcessSettings restoreAtExit;

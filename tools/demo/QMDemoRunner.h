@@ -9,6 +9,7 @@
 #include "collector/QMCollectorPolicy.h"
 #include "demo/QMDemoCollector.h"
 #include "demo/QMDemoOptions.h"
+#include "demo/QMDemoPlaylistServer.h"
 #include "demo/QMDemoProgressPrinter.h"
 #include "platform/QMRunLoop.h"
 #include "simulator/QMScenario.h"
@@ -24,6 +25,8 @@ class QMDemoRunner {
         std::string player;
         std::string server;
         std::optional<std::string> sessionId;
+        // Where the scenario's master playlist was served, when the scenario asked for it.
+        std::optional<std::string> playlistURL;
         std::optional<nlohmann::ordered_json> analysis;  // the collector's summary and checks
         std::optional<std::string> problem;              // why the run fell short, beyond failed checks
 
@@ -46,6 +49,8 @@ class QMDemoRunner {
     // The player to monitor: the scenario's, if this build can monitor it and the options agree.
     QMScenarioPlayerKind playerKind(const QMScenario& scenario) const;
     void startCollector(QMDemoCollector& collector, Result& result);
+    // Serves the master playlist on loopback and points the scenario at it, when it asks for it.
+    static std::unique_ptr<QMDemoPlaylistServer> servePlaylist(QMScenario& scenario, Result& result);
     // Plays the scenario on the installed loop until the session is over (or the time is up).
     void play(const std::shared_ptr<QMScenario>& scenario, QMDemoCollector& collector, Result& result);
     // Asks the collector for its judgement of the run's session.

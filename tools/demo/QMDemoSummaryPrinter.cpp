@@ -1,6 +1,8 @@
 #include "demo/QMDemoSummaryPrinter.h"
 
+#include <array>
 #include <cstdio>
+#include <utility>
 
 namespace {
 
@@ -84,6 +86,50 @@ std::string QMDemoSummaryPrinter::outcomeLine(const nlohmann::ordered_json& summ
            counted(member(summary, "faultReports").size(), "fault report");
 }
 
+std::string QMDemoSummaryPrinter::diagnosticsLine(const nlohmann::ordered_json& analysis) {
+    const Json& summary = member(analysis, "summary");
+    int passed = 0;
+    int failed = 0;
+    for (const auto& check : member(analysis, "checks")) {
+        const std::string name = text(member(check, "name"));
+        if (!name.starts_with("sessionEvents.") && !name.starts_with("diagnosticEvents.")) continue;
+        passed += member(check, "status") == "passed" ? 1 : 0;
+        failed += member(check, "status") == "failed" ? 1 : 0;
+    }
+    return text(member(summary, "diagnosticPosts")) + " posts, " + text(member(summary, "diagnosticEvents")) +
+           " events; diagnostic checks " + std::to_string(passed) + " passed, " + std::to_string(failed) +
+           " failed";
+}
+
+// Bitrates as "400000, 320000", resolutions as "640x360, 960x540"; "-" when none were offered.
+std::string QMDemoSummaryPrinter::listLine(const nlohmann::ordered_json& values) {
+    if (!values.is_array()) return "-";
+    std::string line;
+    for (const auto& value : values) {
+        if (!line.empty()) line += ", ";
+        line += value.is_object() ? text(member(value, "width")) + "x" + text(member(value, "height"))
+                                  : text(value);
+    }
+    return line.empty() ? "none" : line;
+}
+
+std::string QMDemoSummaryPrinter::accessLogLine(const nlohmann::ordered_json& figures) {
+    static const std::array<std::pair<const char*, const char*>, 6> labels{
+        {{"indicatedBitrate", "indicated bitrate "},
+         {"observedBitrate", "observed bitrate "},
+         {"bytesTransferred", "bytes "},
+         {"stalls", "stalls "},
+         {"droppedVideoFrames", "dropped frames "},
+         {"durationWatched", "watched (s) "}}};
+    std::string line;
+    for (const auto& [key, label] : labels) {
+        const Json& value = member(figures, key);
+        if (value.is_null()) continue;
+        line += (line.empty() ? "" : ", ") + std::string(label) + text(value);
+    }
+    return line.empty() ? "-" : line;
+}
+
 std::string QMDemoSummaryPrinter::counted(const nlohmann::ordered_json& count, const std::string& noun) {
     const std::string plural = noun.ends_with("ch") ? "es" : "s";
     return text(count) + " " + noun + (count == 1 ? "" : plural);
@@ -108,8 +154,10 @@ std::string QMDemoSummaryPrinter::summaryTable(const nlohmann::ordered_json& ana
     table += row("available bitrates", text(member(summary, "availableBitrates")));
     table += row("outcome", outcomeLine(summary));
     table += row("log lines", text(member(summary, "logLines")));
-    table += row("diagnostics", text(member(summary, "diagnosticPosts")) + " posts, " +
-                                    text(member(summary, "diagnosticEvents")) + " events");
+    table += row("diagnostics", diagnosticsLine(analysis));
+    table += row("offered bitrates", listLine(member(summary, "offeredBitrates")));
+    table += row("offered resolutions", listLine(member(summary, "offeredResolutions")));
+    table += row("access log", accessLogLine(member(summary, "lastAccessLog")));
     return table;
 }
 
@@ -124,7 +172,7 @@ std::string QMDemoSummaryPrinter::checkList(const nlohmann::ordered_json& analys
         std::string line = status;
         line.append(status.size() < 15 ? 15 - status.size() : 1, ' ');
         line += text(member(check, "name"));
-        line.append(line.size() < 38 ? 38 - line.size() : 1, ' ');
+        line.append(line.size() < 44 ? 44 - line.size() : 1, ' ');
         list += "  " + line + text(member(check, "description")) + "\n";
         for (const auto& violation : member(check, "violations")) {
             list += "      request " + text(member(violation, "requestId")) + ": " +

@@ -18,6 +18,11 @@ class QMDemoSummaryPrinter {
     static std::string bufferingLine(const nlohmann::ordered_json& summary);
     static std::string bitrateLine(const nlohmann::ordered_json& summary);
     static std::string outcomeLine(const nlohmann::ordered_json& summary);
+    // Posts and events of the diagnostic streams, and how their checks went.
+    static std::string diagnosticsLine(const nlohmann::ordered_json& analysis);
+    static std::string listLine(const nlohmann::ordered_json& values);
+    // The newest access-log figures the diagnostic stream carried.
+    static std::string accessLogLine(const nlohmann::ordered_json& figures);
     // "1 interval", "5 switches".
     static std::string counted(const nlohmann::ordered_json& count, const std::string& noun);
 };

@@ -10,6 +10,7 @@
 
 #include "demo/QMDemoError.h"
 #include "demo/QMDemoOptions.h"
+#include "demo/QMDemoRemoteCollector.h"
 #include "demo/QMDemoRunner.h"
 
 namespace {
@@ -56,6 +57,16 @@ TEST(DemoOptions, DefaultsAndEveryOptionInBothSpellings) {
     EXPECT_EQ(options.speed, 2.5);
     EXPECT_TRUE(options.json && options.verbose);
     EXPECT_EQ(options.serverURL, "https://collector.example:8443/base");  // the SDK adds "/player/..."
+    EXPECT_EQ(std::make_pair(options.diagnosticEventsPort, options.sessionEventsPort),
+              std::make_pair(8081, 8082));
+    auto ports = QMDemoOptions::parse({"--server", "http://[::1]:8080", "--diag-ports=9081,9082"});
+    EXPECT_EQ(std::make_pair(ports.diagnosticEventsPort, ports.sessionEventsPort),
+              std::make_pair(9081, 9082));
+    // The external collector's diagnostic streams go to its host on those ports.
+    QMDemoRemoteCollector remote(*ports.serverURL, ports.diagnosticEventsPort, ports.sessionEventsPort);
+    EXPECT_EQ(remote.diagnosticEventsURL(), "http://[::1]:9081/veyrakit/");
+    EXPECT_EQ(QMDemoRemoteCollector("https://collector.example/base", 8081, 8082).sessionEventsURL(),
+              "http://collector.example:8082/sessionEventsHandler/sessions");
     EXPECT_TRUE(QMDemoOptions::parse({"--realtime", "--policy", "p.json"}).realtime);
     EXPECT_TRUE(QMDemoOptions::parse({"-h"}).help);
 }
@@ -74,6 +85,9 @@ TEST(DemoOptions, BadCommandLinesAreNamed) {
         {{"--json=yes"}, "option '--json' takes no value"},
         {{"--scenario="}, "--scenario: the file name is empty"},
         {{"--realtime", "--speed", "4"}, "--realtime and --speed exclude each other"},
+        {{"--server", "http://h:1", "--diag-ports", "9081"}, "--diag-ports: '9081' is not two ports N,M"},
+        {{"--server", "http://h:1", "--diag-ports", "9081,0"}, "--diag-ports: '9081,0' is not two ports N,M"},
+        {{"--diag-ports", "9081,9082"}, "--diag-ports applies to --server, not to the embedded collector"},
         {{"--server", "http://h:1", "--policy", "p.json"},
          "--policy applies to the embedded collector, not to --server"},
     };

@@ -60,15 +60,39 @@ std::vector<int64_t> bitrateLadder(const Json& summary) {
     return ladder;
 }
 
+const std::vector<std::string> kDiagnosticChecks{"sessionEvents.wellFormed",  "sessionEvents.sequence",
+                                                 "sessionEvents.names",       "diagnosticEvents.wellFormed",
+                                                 "diagnosticEvents.sequence", "diagnosticEvents.texts"};
+
+bool isDiagnosticCheck(const std::string& name) {
+    return std::find(kDiagnosticChecks.begin(), kDiagnosticChecks.end(), name) != kDiagnosticChecks.end();
+}
+
+// Every report check passed; no diagnostic check failed (a stream the session did not use leaves
+// its checks not applicable).
 void expectEveryCheckPassed(const Json& analysis) {
     std::vector<std::string> names;
     for (const auto& check : analysis["checks"]) {
         names.push_back(check["name"]);
-        EXPECT_EQ(check["status"], "passed") << check.dump();
+        if (isDiagnosticCheck(names.back()))
+            EXPECT_NE(check["status"], "failed") << check.dump();
+        else
+            EXPECT_EQ(check["status"], "passed") << check.dump();
     }
-    EXPECT_EQ(names, (std::vector<std::string>{"init.wellFormed", "session.known", "report.wellFormed",
-                                               "values.types", "pulse.gapFree", "periodical.sequence",
-                                               "joinTime.once", "duration.once", "completion.final"}));
+    std::vector<std::string> expected{"init.wellFormed", "session.known", "report.wellFormed",
+                                      "values.types",    "pulse.gapFree", "periodical.sequence",
+                                      "joinTime.once",   "duration.once", "completion.final"};
+    expected.insert(expected.end(), kDiagnosticChecks.begin(), kDiagnosticChecks.end());
+    EXPECT_EQ(names, expected);
+}
+
+// The status of each diagnostic check, in order.
+std::vector<std::string> diagnosticStatuses(const Json& analysis) {
+    std::vector<std::string> statuses;
+    for (const auto& check : analysis["checks"]) {
+        if (isDiagnosticCheck(check["name"])) statuses.push_back(check["status"]);
+    }
+    return statuses;
 }
 
 // What the default scenario must show however the server paces the reports: 1.8 s of join
@@ -111,10 +135,14 @@ TEST_F(DemoRun, DefaultScenarioAgainstTheEmbeddedCollectorPassesEveryCheck) {
     EXPECT_TRUE(run.lines.front().starts_with("Playing " + QMDemoOptions::defaultScenarioPath() +
                                               " (avplayer) with embedded collector on http://127.0.0.1:"));
     EXPECT_EQ(run.requestLines(), 32u);
-    EXPECT_EQ(run.lines[1],
-              "+0:00.000  init    vod-default HLS "
-              "https://media.veyrakit.invalid/vod/harbour-lights/master.m3u8  -> session " +
-                  *run.result.sessionId);
+    // The scenario's master playlist, served on loopback at the media URL's path.
+    ASSERT_TRUE(run.result.playlistURL);
+    EXPECT_TRUE(run.result.playlistURL->starts_with("http://127.0.0.1:")) << *run.result.playlistURL;
+    EXPECT_TRUE(run.result.playlistURL->ends_with("/vod/harbour-lights/master.m3u8"))
+        << *run.result.playlistURL;
+    EXPECT_EQ(run.summary()["asset"]["mediaUrl"], *run.result.playlistURL);
+    EXPECT_EQ(run.lines[1], "+0:00.000  init    vod-default HLS " + *run.result.playlistURL +
+                                "  -> session " + *run.result.sessionId);
     EXPECT_EQ(run.lines[2], "+0:00.000  S       pulse 1");
     EXPECT_EQ(run.lineStarting("+0:01.800  J"), "+0:01.800  J       pulse 4 joinTime=1800");
     EXPECT_EQ(
@@ -133,8 +161,6 @@ TEST_F(DemoRun, DefaultScenarioAgainstTheEmbeddedCollectorPassesEveryCheck) {
                    "(5 switches)\n"),
         std::string::npos)
         << table;
-    EXPECT_TRUE(QMDemoSummaryPrinter::checkList(*run.result.analysis)
-                    .ends_with("\n9 checks: 9 passed, 0 failed, 0 pending or not applicable\n"));
 }
 
 TEST_F(DemoRun, AThrottlingServerSkipsReportsWithoutBreakingTheSequence) {
@@ -175,8 +201,10 @@ TEST_F(DemoRun, AnExternalCollectorIsFollowedThroughItsApi) {
     QMCollectorServer collector(options);
     collector.start();
 
-    DemoOutcome run =
-        runDemo(QMDemoOptions::parse({"--server", collector.baseURL() + "/", "--speed", "1000"}));
+    DemoOutcome run = runDemo(
+        QMDemoOptions::parse({"--server", collector.baseURL() + "/", "--speed", "1000", "--diag-ports",
+                              std::to_string(collector.diagnosticEventsPort()) + "," +
+                                  std::to_string(collector.sessionEventsPort())}));
 
     ASSERT_TRUE(run.result.analysis) << run.result.problem.value_or("");
     EXPECT_TRUE(run.result.passed());
@@ -185,8 +213,13 @@ TEST_F(DemoRun, AnExternalCollectorIsFollowedThroughItsApi) {
                                      " (avplayer) with collector at " + collector.baseURL());
     expectDefaultPlayback(run.summary());
     expectEveryCheckPassed(*run.result.analysis);
-    // Every request of the session, fetched from the collector's store, printed once.
-    EXPECT_EQ(run.requestLines(), collector.store().requestsOfSession(*run.result.sessionId).size());
+    // Every request of the session but the diagnostic posts, fetched from the collector's store,
+    // printed once.
+    auto requests = collector.store().requestsOfSession(*run.result.sessionId);
+    EXPECT_EQ(run.requestLines(), std::count_if(requests.begin(), requests.end(), [](const auto& request) {
+                  return request.endpoint == QMCollectorEndpoint::Init ||
+                         request.endpoint == QMCollectorEndpoint::Report;
+              }));
     EXPECT_EQ(run.requestLines(), 32u);
 }
 
@@ -255,4 +288,61 @@ TEST_F(DemoRun, AMoviePlayerStallAcrossAReportAndAPlaybackErrorPassEveryCheck) {
     EXPECT_EQ(
         error.lineStarting("+0:52.000  finish"),
         "+0:52.000  finish reason 1 (playback error): the session ended after its playback error report");
+}
+
+// The two diagnostic streams end to end: these need the SDK's AVPlayer diagnostic reporter and
+// movie player diagnostic handler, which post to the collector URLs the demo sets.
+TEST_F(DemoRun, TheDefaultScenarioShowsTheSessionEventStreamWithTheServedLadder) {
+    DemoOutcome run = runDemo(QMDemoOptions::parse({}));
+
+    ASSERT_TRUE(run.result.analysis) << run.result.problem.value_or("");
+    EXPECT_TRUE(run.result.passed());
+    const Json& summary = run.summary();
+    EXPECT_GT(summary["diagnosticPosts"].get<int64_t>(), 0);
+    EXPECT_GE(summary["diagnosticEvents"].get<int64_t>(), summary["diagnosticPosts"].get<int64_t>());
+    EXPECT_EQ(summary["diagnosticEventsByName"].value("init", 0), 1);
+    // Each variant line carries BANDWIDTH and AVERAGE-BANDWIDTH, and the reader takes both.
+    EXPECT_EQ(summary["offeredBitrates"],
+              Json::parse("[400000,320000,800000,640000,1500000,1200000,3000000,2400000]"));
+    EXPECT_EQ(summary["offeredResolutions"],
+              Json::parse(R"([{"width":640,"height":360},{"width":960,"height":540},)"
+                          R"({"width":1280,"height":720},{"width":1920,"height":1080}])"));
+    EXPECT_EQ(summary["lastAccessLog"]["indicatedBitrate"], 3000000);
+    EXPECT_EQ(diagnosticStatuses(*run.result.analysis),
+              (std::vector<std::string>{"passed", "passed", "passed", "notApplicable", "notApplicable",
+                                        "notApplicable"}));
+    // No diagnostic post among the progress lines: the summary shows the stream.
+    EXPECT_EQ(run.requestLines(), 32u);
+
+    const std::string table = QMDemoSummaryPrinter::summaryTable(*run.result.analysis);
+    EXPECT_NE(
+        table.find("\n  diagnostics         " + summary["diagnosticPosts"].dump() + " posts, " +
+                   summary["diagnosticEvents"].dump() + " events; diagnostic checks 3 passed, 0 failed\n"),
+        std::string::npos)
+        << table;
+    EXPECT_NE(table.find("\n  offered bitrates    400000, 320000, 800000, 640000, 1500000, 1200000, 3000000, "
+                         "2400000\n  offered resolutions 640x360, 960x540, 1280x720, 1920x1080\n"),
+              std::string::npos)
+        << table;
+    EXPECT_TRUE(QMDemoSummaryPrinter::checkList(*run.result.analysis)
+                    .ends_with("\n15 checks: 12 passed, 0 failed, 3 pending or not applicable\n"));
+}
+
+TEST_F(DemoRun, TheMoviePlayerScenarioShowsTheDiagnosticEventStream) {
+    DemoOutcome run = runDemo(QMDemoOptions::parse({"--player", "mpmovieplayer"}));
+
+    ASSERT_TRUE(run.result.analysis) << run.result.problem.value_or("");
+    EXPECT_TRUE(run.result.passed());
+    const Json& summary = run.summary();
+    // The handler's posts name no session: the collector found this one by asset and customer.
+    EXPECT_GT(summary["diagnosticPosts"].get<int64_t>(), 0);
+    EXPECT_GE(summary["diagnosticEvents"].get<int64_t>(), summary["diagnosticPosts"].get<int64_t>());
+    EXPECT_EQ(summary["offeredBitrates"], nullptr);
+    EXPECT_EQ(diagnosticStatuses(*run.result.analysis),
+              (std::vector<std::string>{"notApplicable", "notApplicable", "notApplicable", "passed", "passed",
+                                        "passed"}));
+    const std::string table = QMDemoSummaryPrinter::summaryTable(*run.result.analysis);
+    EXPECT_NE(table.find(" events; diagnostic checks 3 passed, 0 failed\n  offered bitrates    -\n"),
+              std::string::npos)
+        << table;
 }

@@ -38,6 +38,8 @@ TEST(QMScenarioParser, ReadsHeaderStepsOptionsAndQuotedTexts) {
         "at 0:31 fault-report E42 \"9.1 beta\"\n");
     EXPECT_EQ(scenario->playerKind(), QMScenarioPlayerKind::AVPlayer);
     EXPECT_EQ(scenario->durationMillis(), 120000);
+    EXPECT_FALSE(scenario->playlistServed());
+    EXPECT_TRUE(QMScenarioParser::parse(std::string(header) + "playlist served\n")->playlistServed());
     ASSERT_EQ(scenario->variants().size(), 2u);
     EXPECT_EQ(scenario->variants()[0].resolution->width, 960.0);
     EXPECT_FALSE(scenario->variants()[0].URI.has_value());
@@ -118,6 +120,10 @@ TEST(QMScenarioParser, MalformedScenariosNameTheLineAndTheFault) {
          "t.scenario:3: 'asset other' is only for an avplayer scenario"},
         {"url notaurl\n", "t.scenario:1: 'notaurl' is not a URL"},
         {"variant 0\n", "t.scenario:1: a bitrate must be more than zero"},
+        {h + "playlist local\n", "t.scenario:6: 'playlist' is served, not 'local'"},
+        {"asset other\nduration 5\nplaylist served\n", "t.scenario:3: 'playlist served' needs a URL asset"},
+        {"url https://a.invalid/x.m3u8\nduration 5\nplaylist served\n",
+         "t.scenario:3: 'playlist served' needs a variant ladder ('variant' lines)"},
         {"variant 800 640by360\n", "t.scenario:1: expected a resolution such as 1280x720, found '640by360'"},
     };
     for (const auto& [text, reason] : cases) {

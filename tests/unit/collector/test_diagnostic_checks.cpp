@@ -1,0 +1,226 @@
+#include <gtest/gtest.h>
+
+#include "collector/QMDiagnosticAttribution.h"
+#include "collector/QMJSONLayout.h"
+#include "collector/QMSessionAnalyzer.h"
+
+// The two diagnostic streams as the collector judges them: hand-made posts of the AVPlayer
+// reporter (pretty JSON on the session events endpoint) and of the movie player handler (compact
+// JSON on the diagnostic events endpoint).
+
+using Json = nlohmann::ordered_json;
+
+namespace {
+
+const std::string kSession = "5E55-10N";
+const std::string kTemporary = "0C1D2E3F-4A5B-4C6D-8E7F-A0B1C2D3E4F5";
+const int64_t kStart = 1'700'000'000'000;
+
+Json event(int64_t index, int64_t at, const std::string& name, Json info = nullptr) {
+    Json record{{"index", index}, {"timestamp", kStart + at}, {"name", name}};
+    if (!info.is_null()) record["info"] = std::move(info);
+    return record;
+}
+
+Json avplayerPost(Json events) {
+    return {{"session",
+             {{"assetId", "A-1"},
+              {"qmrCID", "C-1"},
+              {"assetMetadata", {{{"key", "genre"}, {"values", {"drama"}}}}},
+              {"temporarySessionId", kTemporary},
+              {"playbackURL", "http://127.0.0.1:9/vod/master.m3u8"},
+              {"sessionId", kSession}}},
+            {"events", std::move(events)}};
+}
+
+Json moviePost(Json events) {
+    return {{"session", {{"assetId", "A-1"}, {"qmrCID", "C-1"}, {"assetMetadata", {{"genre", {"drama"}}}}}},
+            {"events", std::move(events)}};
+}
+
+Json movieEvent(int64_t index, int64_t at, const std::string& text) {
+    return {{"timestamp", kStart + at}, {"name", text}, {"index", index}};
+}
+
+class DiagnosticStreams : public ::testing::Test {
+  protected:
+    void post(QMCollectorEndpoint endpoint, const Json& body, bool pretty) {
+        QMCollectorRequest request;
+        request.id = nextId++;
+        request.receivedMillis = kStart + request.id * 1000;
+        request.endpoint = endpoint;
+        request.method = "POST";
+        request.headers = {{"Content-Type", "application/json"}};
+        request.body = pretty ? QMJSONLayout::pretty(body.dump()) : body.dump();
+        request.sessionId = kSession;
+        requests.push_back(request);
+    }
+    void avplayer(Json events, bool pretty = true) {
+        post(QMCollectorEndpoint::SessionEvents, avplayerPost(std::move(events)), pretty);
+    }
+    void movie(Json events, bool pretty = false) {
+        post(QMCollectorEndpoint::DiagnosticEvents, moviePost(std::move(events)), pretty);
+    }
+
+    QMSessionAnalysis analyze() const {
+        return QMSessionAnalyzer(60000).analyze(kSession, true, requests, kStart + 60000, true);
+    }
+    // "#<post id> <message>" of every violation of one check.
+    static std::vector<std::string> violations(const QMSessionAnalysis& analysis, const std::string& name) {
+        std::vector<std::string> lines;
+        for (const auto& violation : analysis.check(name)->violations())
+            lines.push_back("#" + std::to_string(violation.requestId) + " " + violation.message);
+        return lines;
+    }
+    static std::string status(const QMSessionAnalysis& analysis, const std::string& name) {
+        return QMProtocolCheck::statusName(analysis.check(name)->status());
+    }
+
+    std::vector<QMCollectorRequest> requests;
+    int64_t nextId = 1;
+};
+
+}  // namespace
+
+TEST(JSONLayout, PrettyAndCompactFormsKeepTheSentTokens) {
+    const std::string compact = R"({"a":[1,2.50,{"b":"x : y, {z}"}],"e":[],"o":{},"n":null})";
+    EXPECT_EQ(QMJSONLayout::pretty(compact),
+              "{\n  \"a\" : [\n    1,\n    2.50,\n    {\n      \"b\" : \"x : y, {z}\"\n    }\n  ],\n"
+              "  \"e\" : [],\n  \"o\" : {},\n  \"n\" : null\n}");
+    EXPECT_EQ(QMJSONLayout::compact(QMJSONLayout::pretty(compact)), compact);
+    EXPECT_EQ(QMJSONLayout::compact("{ \"q\\\"\" :\t1 }"), "{\"q\\\"\":1}");
+}
+
+TEST_F(DiagnosticStreams, AGoodAVPlayerStreamPassesAndShowsItsFigures) {
+    avplayer({event(1, 0, "init"), event(2, 0, "playbackBufferEmpty"),
+              event(3, 10, "availableBitrates", {{"bitrates", {400000, 320000, 800000.5}}}),
+              event(4, 10, "availableResolutions", {{"resolutions", {{{"width", 640}, {"height", 360}}}}}),
+              event(5, 900, "playerStatus", {{"status", "failed"}, {"reason", "gone"}})});
+    avplayer({event(6, 1000, "indicatedBitrate", {{"bitrate", 400000}}),
+              event(7, 1000, "numberOfStalls", {{"stalls", 0}}),
+              event(8, 1000, "transferDuration", {{"duration", nullptr}}),
+              event(9, 2000, "indicatedBitrate", {{"bitrate", 800000}}),
+              event(10, 2000, "playbackPosition", {{"position", 1.5}})});
+    auto analysis = analyze();
+    for (const char* name : {"sessionEvents.wellFormed", "sessionEvents.sequence", "sessionEvents.names"})
+        EXPECT_EQ(status(analysis, name), "passed") << analysis.check(name)->toJSON().dump();
+    for (const char* name :
+         {"diagnosticEvents.wellFormed", "diagnosticEvents.sequence", "diagnosticEvents.texts"})
+        EXPECT_EQ(status(analysis, name), "notApplicable");
+    const Json& s = analysis.summary;
+    EXPECT_EQ(s["diagnosticPosts"], 2);
+    EXPECT_EQ(s["diagnosticEvents"], 10);
+    EXPECT_EQ(s["offeredBitrates"].dump(), "[400000,320000,800000.5]");
+    EXPECT_EQ(s["offeredResolutions"].dump(), R"([{"width":640,"height":360}])");
+    EXPECT_EQ(s["lastAccessLog"].dump(),
+              R"({"indicatedBitrate":800000,"observedBitrate":null,"bytesTransferred":null,"stalls":0,)"
+              R"("droppedVideoFrames":null,"durationWatched":null})");
+    EXPECT_EQ(s["diagnosticEventsByName"]["indicatedBitrate"], 2);
+    EXPECT_EQ(s["diagnosticEventsByName"].size(), 9u);
+}
+
+TEST_F(DiagnosticStreams, AVPlayerStreamFaultsNameThePostThatBrokeTheRule) {
+    avplayer({event(1, 0, "init"), event(2, 500, "rate", {{"rate", 1}})});
+    avplayer({event(2, 600, "timeJumped"), event(4, 700, "playbackStalled")});  // 2 again, 3 missing
+    avplayer({event(5, 650, "stopPlayback"), event(6, 800, "seeked")}, false);  // back in time, unknown name
+    avplayer({event(7, 900, "duration", {{"duration", 1}, {"unit", "s"}}),
+              event(8, 900, "status", {{"status", "readyToPlay"}, {"reason", "x"}}),
+              event(9, 900, "didPlayToEndTime", {{"x", 1}})});
+    auto analysis = analyze();
+    EXPECT_EQ(
+        violations(analysis, "sessionEvents.sequence"),
+        (std::vector<std::string>{
+            "#2 temporary session \"" + kTemporary + "\": index 2 used again (first in post #1)",
+            "#2 temporary session \"" + kTemporary + "\": index 4 follows 2, the indexes between are missing",
+            "#3 temporary session \"" + kTemporary + "\": event 5 at " + std::to_string(kStart + 650) +
+                " is earlier than event 4 at " + std::to_string(kStart + 700)}));
+    EXPECT_EQ(
+        violations(analysis, "sessionEvents.names"),
+        (std::vector<std::string>{"#3 event 6 \"seeked\" is no event the reporter records",
+                                  "#4 event 7 \"duration\" has the unknown info key \"unit\"",
+                                  "#4 event 8 \"status\" gives a \"reason\" for the status \"readyToPlay\", "
+                                  "which is no failure",
+                                  "#4 event 9 \"didPlayToEndTime\" carries \"info\", which it has none of"}));
+    EXPECT_EQ(violations(analysis, "sessionEvents.wellFormed"),
+              (std::vector<std::string>{
+                  "#3 the body is not pretty-printed (two-space indentation, \" : \" after each key)"}));
+}
+
+TEST_F(DiagnosticStreams, AVPlayerSessionDescriptionAndFirstEventAreHeldToTheReporter) {
+    Json body = avplayerPost({event(1, 0, "rate", {{"rate", 0}})});
+    body["session"]["temporarySessionId"] = "0c1d2e3f-4a5b-4c6d-8e7f-a0b1c2d3e4f5";
+    body["session"]["pluginName"] = "iOS-AVPlayer";
+    body["session"]["assetMetadata"] = {{"genre", {"drama"}}};
+    post(QMCollectorEndpoint::SessionEvents, body, true);
+    auto analysis = analyze();
+    EXPECT_EQ(
+        violations(analysis, "sessionEvents.wellFormed"),
+        (std::vector<std::string>{
+            R"(#1 the session's "assetMetadata" is {"genre":["drama"]}, expected an array of {"key", "values"} items)",
+            R"(#1 the session description carries the unknown key "pluginName")",
+            R"(#1 "temporarySessionId" "0c1d2e3f-4a5b-4c6d-8e7f-a0b1c2d3e4f5" is not an upper-case UUID)"}));
+    EXPECT_EQ(
+        violations(analysis, "sessionEvents.sequence"),
+        (std::vector<std::string>{"#1 temporary session \"0c1d2e3f-4a5b-4c6d-8e7f-a0b1c2d3e4f5\": the event "
+                                  "with index 1 is \"rate\", not \"init\""}));
+}
+
+TEST_F(DiagnosticStreams, MoviePlayerStreamTextsIndexesAndLayout) {
+    movie({movieEvent(1, 0, "play"), movieEvent(2, 10, "Duration changed: 120.00\n"),
+           movieEvent(3, 10, "Indicated bitrate: 1500000.00\n"), movieEvent(4, 10, "URI: (null)\n")});
+    movie({movieEvent(5, 900, "Playback state channged to Playing\n"),
+           movieEvent(6, 900, "Bytes transfered: 4096\n")});
+    auto good = analyze();
+    for (const char* name :
+         {"diagnosticEvents.wellFormed", "diagnosticEvents.sequence", "diagnosticEvents.texts"})
+        EXPECT_EQ(status(good, name), "passed") << good.check(name)->toJSON().dump();
+    EXPECT_EQ(status(good, "sessionEvents.names"), "notApplicable");
+    EXPECT_EQ(good.summary["lastAccessLog"]["indicatedBitrate"], 1500000);
+    EXPECT_EQ(good.summary["lastAccessLog"]["bytesTransferred"], 4096);
+    EXPECT_EQ(good.summary["diagnosticEventsByName"]["Duration changed: %.2f"], 1);
+    EXPECT_EQ(good.summary["offeredBitrates"], nullptr);
+
+    movie({movieEvent(1, 2000, "buffer"),
+           movieEvent(3, 2000, "Playback state changed to Playing\n")});  // new attachment
+    movie({movieEvent(4, 1500, "Duration changed: 1.5\n")}, true);
+    auto bad = analyze();
+    EXPECT_EQ(violations(bad, "diagnosticEvents.sequence"),
+              (std::vector<std::string>{"#3 index 3 follows 1 (post #3)",
+                                        "#4 event 4 at " + std::to_string(kStart + 1500) +
+                                            " is earlier than event 3 at " + std::to_string(kStart + 2000)}));
+    EXPECT_EQ(violations(bad, "diagnosticEvents.texts"),
+              (std::vector<std::string>{
+                  "#3 event 3 has the text \"Playback state changed to Playing\\n\", which the handler never "
+                  "records",
+                  "#4 event 4 has the text \"Duration changed: 1.5\\n\", which the handler never records"}));
+    EXPECT_EQ(violations(bad, "diagnosticEvents.wellFormed"),
+              (std::vector<std::string>{"#4 the body is not compact JSON (white space outside strings)"}));
+}
+
+TEST(DiagnosticAttribution, AMoviePlayerPostBelongsToTheNewestSessionOfItsAssetAndCustomer) {
+    QMCollectorStore store(":memory:");
+    auto open = [&](const char* assetId, const char* qmrCID, const char* sessionId) {
+        QMCollectorRequest init;
+        init.endpoint = QMCollectorEndpoint::Init;
+        init.body = Json{{"assetId", assetId}, {"qmrCID", qmrCID}}.dump();
+        store.record(init, std::string(sessionId));
+    };
+    auto sessionOf = [&](QMCollectorEndpoint endpoint, const Json& session) {
+        QMCollectorRequest post;
+        post.endpoint = endpoint;
+        post.body = Json{{"session", session}, {"events", Json::array()}}.dump();
+        return QMDiagnosticAttribution::sessionOf(post, store);
+    };
+    open("A-1", "C-1", "S-OLD");
+    open("A-1", "C-1", "S-NEW");
+    open("A-1", "C-2", "S-OTHER-CUSTOMER");
+    open("A-2", "C-1", "S-OTHER-ASSET");
+    const Json movie{{"assetId", "A-1"}, {"qmrCID", "C-1"}};
+    EXPECT_EQ(sessionOf(QMCollectorEndpoint::DiagnosticEvents, movie), "S-NEW");
+    EXPECT_EQ(sessionOf(QMCollectorEndpoint::DiagnosticEvents, {{"assetId", "A-3"}, {"qmrCID", "C-1"}}),
+              std::nullopt);
+    EXPECT_EQ(sessionOf(QMCollectorEndpoint::DiagnosticEvents, {{"sessionId", "S-OLD"}, {"assetId", "A-1"}}),
+              "S-OLD");
+    // The AVPlayer reporter posts only once it knows the session: no guessing for its stream.
+    EXPECT_EQ(sessionOf(QMCollectorEndpoint::SessionEvents, movie), std::nullopt);
+}

@@ -1,0 +1,18 @@
+#pragma once
+#include <nlohmann/json.hpp>
+
+#include "collector/QMSessionView.h"
+
+// What the diagnostic streams tell about a session, added to its summary: posts and events,
+// events by name, the bitrates and resolutions the master playlist offered, and the newest
+// access-log figures.
+class QMDiagnosticSummary {
+  public:
+    static void add(const QMSessionView& view, nlohmann::ordered_json& summary);
+
+  private:
+    static nlohmann::ordered_json eventsByName(const QMSessionView& view);
+    // The info value of the newest session event of that name; null when there is none.
+    static nlohmann::ordered_json newestInfo(const QMSessionView& view, const char* name, const char* key);
+    static nlohmann::ordered_json lastAccessLog(const QMSessionView& view);
+};
