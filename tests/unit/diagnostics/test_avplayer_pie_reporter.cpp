@@ -70,12 +70,14 @@ TEST_F(QMAVPlayerPIEReporterTest, EventsWaitForTheSessionIdThenGoOutEverySecondA
     stubs().addStub(QMURLStubRegistry::urlEndsWith("/sessions", "POST"), QMStubResponse::json("{}"));
     start();
     settle(0);
+    item->setDuration(kCMTimeIndefinite);  // a live stream's: no event
     item->setStatus(AVPlayerItemStatusReadyToPlay);
     item->setDuration(CMTimeMake(40, 1));
     item->setPresentationSize(CGSizeMake(640, 360));
     item->setPlaybackBufferEmpty(false);
     item->setPlaybackLikelyToKeepUp(true);
     player->play();
+    player->setStatus(AVPlayerStatusReadyToPlay);
     settle(2000);
     EXPECT_TRUE(posts().empty());
     reporter->setSessionId("S-1");
@@ -84,6 +86,8 @@ TEST_F(QMAVPlayerPIEReporterTest, EventsWaitForTheSessionIdThenGoOutEverySecondA
     settle(2000);  // the pause goes out alone (the position stands still); then nothing is posted
     item->postPlaybackStalled();
     settle(1000);  // this post fails
+    item->setError(QMError::errorWithDomain("AVFoundationErrorDomain", -11800, "boom"));
+    item->setStatus(AVPlayerItemStatusFailed);
     item->postDidPlayToEndTime();
     settle(1000);
 
@@ -94,25 +98,26 @@ TEST_F(QMAVPlayerPIEReporterTest, EventsWaitForTheSessionIdThenGoOutEverySecondA
                   R"(5@0 status {"status":"readyToPlay"})", R"(6@0 duration {"duration":40})",
                   R"(7@0 presentationSize {"width":640,"height":360})", "8@0 playbackBufferNotEmpty",
                   "9@0 playbackLikelyToKeepUp", R"(10@0 rate {"rate":1})",
-                  R"(11@1000 playbackPosition {"position":1})", R"(12@2000 playbackPosition {"position":2})",
-                  R"(13@3000 playbackPosition {"position":3})", R"(14@3000 rate {"rate":0})",
-                  // 15 went out in the post that failed; the index runs on
-                  "15@5000 playbackStalled", "16@6000 didPlayToEndTime"}));
+                  R"(11@0 playerStatus {"status":"readyToPlay"})",
+                  R"(12@1000 playbackPosition {"position":1})", R"(13@2000 playbackPosition {"position":2})",
+                  R"(14@3000 playbackPosition {"position":3})", R"(15@3000 rate {"rate":0})",
+                  // 16 went out in the post that failed; the index runs on
+                  "16@5000 playbackStalled", R"(17@6000 status {"status":"failed","reason":"boom"})",
+                  "18@6000 didPlayToEndTime"}));
     const auto all = posts();
-    ASSERT_EQ(all.size(), 4u);
-    EXPECT_EQ(all[0].timeMillis - startMillis, 3000);
-    EXPECT_EQ(all[1].timeMillis - startMillis, 4000);
-    EXPECT_EQ(all[2].timeMillis - startMillis, 6000);
-    EXPECT_EQ(all[3].timeMillis - startMillis, 7000);
+    std::vector<int64_t> times;
+    for (const auto& post : all) {
+        times.push_back(post.timeMillis - startMillis);
+    }
+    EXPECT_EQ(times, (std::vector<int64_t>{3000, 4000, 6000, 7000}));
     EXPECT_EQ(all[0].url, kEvents);
     EXPECT_EQ(all[0].method, "POST");
     EXPECT_EQ(all[0].header("Content-Type"), "application/json");
     const QMJSON first = QMJSON::parse(all[0].body.value());
     const std::string temporaryId = reporter->session()["temporarySessionId"];
-    EXPECT_EQ(QMRegularExpression::regularExpressionWithPattern(
-                  "^[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}$", 0)
-                  ->numberOfMatchesInString(temporaryId),
-              1u);
+    const auto uuid = "^[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}$";
+    EXPECT_EQ(
+        QMRegularExpression::regularExpressionWithPattern(uuid, 0)->numberOfMatchesInString(temporaryId), 1u);
     EXPECT_EQ(
         first["session"].dump(),
         R"({"assetId":"A-1","qmrCID":"C-1","assetName":"Name","viewerId":"V-1","assetMetadata":[{"key":"k","values":["v"]}],"temporarySessionId":")" +
