@@ -25,7 +25,7 @@ class QMAVPlayerPIEReporterOverSockets : public QMVirtualTimeTest {
                     [this](const httplib::Request& req, httplib::Response&) {
                         std::lock_guard<std::mutex> lock(mutex);
                         QMJSON body = QMJSON::parse(req.body);
-            for (auto& event : body["events"]) {
+                        for (auto& event : body["events"]) {
                             events.push_back(std::move(event));
                         }
                     });
