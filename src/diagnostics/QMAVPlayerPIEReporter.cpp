@@ -243,6 +243,10 @@ void QMAVPlayerPIEReporter::timerFired() {
         lastplaybackPosition_ = position;
         log("playbackPosition", QMJSON{{"position", position}});
     }
+    flush();
+}
+
+void QMAVPlayerPIEReporter::flush() {
     if (!events_->empty() && sessionId_) {
         sendPeriodicalReport();
     }

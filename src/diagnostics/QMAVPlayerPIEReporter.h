@@ -47,6 +47,9 @@ class QMAVPlayerPIEReporter : public QMObject {
 
     // The one-second tick: the position, then the post once the session id is known.
     void timerFired();
+    // Posts what is pending, once the session id is known: on every tick, and once more when the
+    // owner lets the reporter go, so that the last events of a session are not lost with it.
+    void flush();
     void sendPeriodicalReport();
 
     void observeValueForKeyPath(const std::string& keyPath, QMObject* object, const QMKeyValueChange& change,

@@ -208,5 +208,8 @@ void QMAVPlayerVeyraPlugin::dispose() {
     disposed_ = true;
     deregisterEventHandlers();
     QMVeyraPlugin::destroy();
-    pieReporter_.reset();
+    // The stop or the end that ended the session is still pending: it goes out before the reporter.
+    if (auto reporter = std::exchange(pieReporter_, nullptr)) {
+        reporter->flush();
+    }
 }

@@ -86,7 +86,7 @@ class QMAVPlayerVeyraPlugin : public QMVeyraPlugin {
     // Routed through dispose.
     void destroy() override;
     // Once: logs, removes the observers, the base tear-down, then lets the diagnostic reporter go
-    // (which ends its observations and its timer).
+    // after its last post (its destructor ends its observations and its timer).
     void dispose() override;
 
   protected:

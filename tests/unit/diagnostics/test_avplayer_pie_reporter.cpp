@@ -205,14 +205,15 @@ TEST_F(QMAVPlayerPIEReporterTest, ThePluginMakesOneHandsItTheIdAndTheStopAndLets
     settle(0);
     settle(1000);
     plugin->stopPlayback();
-    settle(1000);
+    plugin->dispose();  // the stop goes out at once, before the reporter goes
+    EXPECT_TRUE(pie.expired());
+    settle(0);
     const auto sent = posts();
     ASSERT_EQ(sent.size(), 2u);
     EXPECT_EQ(sent[0].url, "http://collector.veyrakit.invalid:8082/sessionEventsHandler/sessions");
     EXPECT_EQ(QMJSON::parse(sent[0].body.value())["session"]["sessionId"], "S-1");
+    EXPECT_EQ(sent[1].timeMillis - startMillis, 1000);
     EXPECT_EQ(postedEvents().back(), "5@1000 stopPlayback");
-    plugin->dispose();
-    EXPECT_TRUE(pie.expired());
     EXPECT_EQ(player->observationCount(), 0u);
     EXPECT_EQ(QMRunLoop::mainRunLoop()->timerCount(), 0u);
     QMObjectRepository::getRepositoryInstance()->setPlugin(nullptr);
