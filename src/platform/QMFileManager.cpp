@@ -113,8 +113,10 @@ std::optional<std::string> QMFileManager::contentsAtPath(const std::string& path
     return contents.str();
 }
 
-std::shared_ptr<QMFileHandle> QMFileHandle::fileHandleForAppendingAtPath(const std::string& path) {
-    const int fd = ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
+std::shared_ptr<QMFileHandle> QMFileHandle::fileHandleForAppendingAtPath(const std::string& path,
+                                                                         unsigned permissions) {
+    const int fd =
+        ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, static_cast<mode_t>(permissions));
     if (fd < 0) {
         return nullptr;
     }

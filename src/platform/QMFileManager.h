@@ -23,10 +23,12 @@ class VEYRAKIT_EXPORT QMFileManager : public QMObject {
     std::optional<std::string> contentsAtPath(const std::string& path) const;
 };
 
-// Appends to a file, creating it when missing. Closed on destruction.
+// Appends to a file, creating it when missing (with `permissions`, less the process's umask).
+// Closed on destruction.
 class VEYRAKIT_EXPORT QMFileHandle : public QMObject {
   public:
-    static std::shared_ptr<QMFileHandle> fileHandleForAppendingAtPath(const std::string& path);
+    static std::shared_ptr<QMFileHandle> fileHandleForAppendingAtPath(const std::string& path,
+                                                                      unsigned permissions = 0644);
     explicit QMFileHandle(int fd);
     ~QMFileHandle() override;
     bool writeData(const std::string& data);

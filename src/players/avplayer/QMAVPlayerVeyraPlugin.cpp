@@ -14,6 +14,7 @@
 #include "players/avplayer/QMAVPlayerMetricManager.h"
 #include "players/avplayer/QMAVPlayerPlaybackMetric.h"
 #include "players/avplayer/QMAVPlayerViewingTimeMetric.h"
+#include "veyrakit/QMDiagnosticCollectors.h"
 
 namespace {
 const std::string kDestroyNotification = "destroy";
@@ -51,6 +52,11 @@ std::shared_ptr<QMAVPlayerVeyraPlugin> QMAVPlayerVeyraPlugin::initWithParams(
     disposed_ = false;
     auto playbackUrl = extractPlaybackURL(player_);
     auto streamType = extractStreamType(playbackUrl);
+    pieReporter_ = std::make_shared<QMAVPlayerPIEReporter>()->initWithPlayer(
+        player_, assetId, qmrCID, assetType, assetName, viewerId, convertedAssetMetadata,
+        convertedViewerMetadata);
+    pieReporter_->setSessionEventsURL(
+        QMDiagnosticCollectors::sessionEventsURLForServerHost(serverHost.value_or(DEFAULT_SERVER_HOST())));
     QMVeyraPlugin::initWithParams(std::move(playbackUrl), std::move(streamType), assetId, serverHost, qmrCID,
                                   assetType, assetName, viewerId, std::move(convertedAssetMetadata),
                                   std::move(convertedViewerMetadata), pluginMetadata);
@@ -87,6 +93,13 @@ std::shared_ptr<QMMetricManager> QMAVPlayerVeyraPlugin::getMetricManagerInstance
 
 std::shared_ptr<QMEventManager> QMAVPlayerVeyraPlugin::getEventManagerInstance() {
     return std::make_shared<QMAVPlayerEventManager>();
+}
+
+void QMAVPlayerVeyraPlugin::setSessionId(std::optional<std::string> sessionId) {
+    QMVeyraPlugin::setSessionId(sessionId);
+    if (pieReporter_) {
+        pieReporter_->setSessionId(std::move(sessionId));
+    }
 }
 
 void QMAVPlayerVeyraPlugin::registerEventHandlers() {
@@ -160,6 +173,9 @@ void QMAVPlayerVeyraPlugin::sizeChangedToWindow() {
 void QMAVPlayerVeyraPlugin::stopPlayback() {
     // The stop may end the session: the tear-down must not take this plugin with it mid-call.
     auto self = weak_from_this().lock();
+    if (pieReporter_) {
+        pieReporter_->stopPlayback();
+    }
     withMetric<QMAVPlayerPlaybackMetric>(QMMetricManager::PLAYBACK_METRIC_KEY,
                                          [](auto& metric) { metric.stopPlayback(); });
 }
@@ -192,4 +208,8 @@ void QMAVPlayerVeyraPlugin::dispose() {
     disposed_ = true;
     deregisterEventHandlers();
     QMVeyraPlugin::destroy();
+    // The stop or the end that ended the session is still pending: it goes out before the reporter.
+    if (auto reporter = std::exchange(pieReporter_, nullptr)) {
+        reporter->flush();
+    }
 }

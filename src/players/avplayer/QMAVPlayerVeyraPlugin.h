@@ -4,6 +4,7 @@
 #include <string>
 
 #include "core/QMVeyraPlugin.h"
+#include "diagnostics/QMAVPlayerPIEReporter.h"
 #include "platform/QMNotificationCenter.h"
 #include "platform/avfoundation/AVPlayer.h"
 #include "veyrakit/QMCustomMetadata.h"
@@ -46,6 +47,8 @@ class QMAVPlayerVeyraPlugin : public QMVeyraPlugin {
     // The monitored player (read-only).
     std::shared_ptr<AVPlayer> player() const { return player_; }
     bool disposed() const { return disposed_; }
+    // The diagnostic reporter, from the initialisation until the tear-down lets it go.
+    const std::shared_ptr<QMAVPlayerPIEReporter>& pieReporter() const { return pieReporter_; }
 
     // "PDL", "HLS", "MPEG_DASH" or "UNKNOWN" (see QMStreamType).
     static std::string extractStreamType(const std::shared_ptr<QMURL>& url);
@@ -57,6 +60,8 @@ class QMAVPlayerVeyraPlugin : public QMVeyraPlugin {
 
     std::shared_ptr<QMMetricManager> getMetricManagerInstance() override;
     std::shared_ptr<QMEventManager> getEventManagerInstance() override;
+    // Stores the id, then hands it to the diagnostic reporter.
+    void setSessionId(std::optional<std::string> sessionId) override;
     // Observes the player's "rate" (private context), the end of the item current now, and the
     // "destroy" notification from anyone.
     void registerEventHandlers() override;
@@ -80,7 +85,8 @@ class QMAVPlayerVeyraPlugin : public QMVeyraPlugin {
 
     // Routed through dispose.
     void destroy() override;
-    // Once: logs, removes the observers, then the base tear-down.
+    // Once: logs, removes the observers, the base tear-down, then lets the diagnostic reporter go
+    // after its last post (its destructor ends its observations and its timer).
     void dispose() override;
 
   protected:
@@ -91,6 +97,7 @@ class QMAVPlayerVeyraPlugin : public QMVeyraPlugin {
     void withMetric(int key, Action action);
     void pauseForAdvertisement(bool paused);
 
+    std::shared_ptr<QMAVPlayerPIEReporter> pieReporter_;
     bool disposed_ = false;
     // Whether the player observations are in place: a subclass may leave them out.
     bool observingPlayer_ = false;

@@ -33,6 +33,7 @@ class QMAVPlayerSessionTest : public QMCoreTest {
         session.delayMillis = initDelay;
         stubs().addStub(QMURLStubRegistry::urlEndsWith("/player/init"), session, 1);
         answer("/player/report", "{}", 200, -1);
+        answer("/sessionEventsHandler/sessions", "{}", 200, -1);
     }
     void monitor(const std::shared_ptr<AVPlayer>& player,
                  const std::optional<QMCustomMetadataArray>& assetMetadata = std::nullopt,
@@ -49,10 +50,14 @@ class QMAVPlayerSessionTest : public QMCoreTest {
         monitor(simulator->player(), assetMetadata, viewerMetadata);
         simulator->start();
     }
-    // "<ms after start> <path> <body>" of every request so far.
+    // "<ms after start> <path> <body>" of every request to the analytics server so far (the
+    // diagnostic reporter's playlist fetch and session events are left out).
     Strings requestStream() const {
         Strings out;
         for (const auto& r : QMURLStubRegistry::shared().requests()) {
+            if (r.url.find("/player/") == std::string::npos) {
+                continue;
+            }
             out.push_back(std::to_string(r.timeMillis - startMillis) + " " +
                           r.url.substr(r.url.rfind("/player/")) + " " + r.body.value_or(""));
         }
@@ -74,6 +79,17 @@ class QMAVPlayerSessionTest : public QMCoreTest {
     static std::shared_ptr<Metric> metric(int key) {
         auto manager = plugin() ? plugin()->metricManager() : nullptr;
         return std::dynamic_pointer_cast<Metric>(manager ? manager->metricForKey(key) : nullptr);
+    }
+    // The logged lines without the diagnostic reporter's console lines (its trace file path and
+    // the pretty-printed session events it posts).
+    Strings logs() const {
+        Strings out;
+        for (auto& line : QMCoreTest::logs()) {
+            if (line.rfind("FileLogger path: ", 0) != 0 && line.rfind("{\n", 0) != 0) {
+                out.push_back(std::move(line));
+            }
+        }
+        return out;
     }
     long count(const std::string& line) const {
         const auto lines = logs();

@@ -1,0 +1,101 @@
+#pragma once
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "diagnostics/QMAVPlayerLogFollower.h"
+#include "diagnostics/QMAVPlayerTraceFile.h"
+#include "diagnostics/QMDiagnosticEventQueue.h"
+#include "platform/QMJSON.h"
+#include "platform/QMNotificationCenter.h"
+#include "platform/QMObject.h"
+#include "platform/QMTimer.h"
+#include "platform/avfoundation/AVPlayer.h"
+
+// The diagnostic companion of the AVPlayer plugin. From its creation it watches the player and
+// the item current then (key-value changes and item notifications), follows the item's access and
+// error logs, samples the playback position every second, reads the master playlist once and
+// traces the logs to a file. Every change becomes an indexed, timestamped event; once the session
+// id is known, each one-second tick posts the pending events with a description of the session, as
+// pretty-printed JSON, to the session events collector. Posts are never retried.
+//
+// Make it with std::make_shared, then initWithPlayer. It runs until it is destroyed: its
+// destructor removes its observations and stops its timer, neither of which holds it. Main thread
+// only, except the playlist reading, which records from the URL session's worker.
+class QMAVPlayerPIEReporter : public QMObject {
+  public:
+    QMAVPlayerPIEReporter();
+    ~QMAVPlayerPIEReporter() override;
+
+    // Describes the session (nil arguments leave their keys out), starts the timer, the
+    // observations and the playlist fetch, records the initial events and opens the trace file.
+    std::shared_ptr<QMAVPlayerPIEReporter> initWithPlayer(
+        std::shared_ptr<AVPlayer> player, const std::optional<std::string>& assetId,
+        const std::optional<std::string>& qmrCID, const std::optional<std::string>& assetType,
+        const std::optional<std::string>& assetName, const std::optional<std::string>& viewerId,
+        const std::optional<QMJSON>& assetMetadata, const std::optional<QMJSON>& viewerMetadata);
+
+    // Where the posts go (see QMDiagnosticCollectors); nothing is posted before it is set.
+    void setSessionEventsURL(std::string url) { sessionEventsURL_ = std::move(url); }
+    // Posting starts with the next tick.
+    void setSessionId(std::optional<std::string> sessionId) { sessionId_ = std::move(sessionId); }
+    void stopPlayback();
+
+    void log(const std::string& name);
+    void log(const std::string& name, const std::optional<QMJSON>& info);
+    void logToFile(const std::string& text);
+
+    // The one-second tick: the position, then the post once the session id is known.
+    void timerFired();
+    // Posts what is pending, once the session id is known: on every tick, and once more when the
+    // owner lets the reporter go, so that the last events of a session are not lost with it.
+    void flush();
+    void sendPeriodicalReport();
+
+    void observeValueForKeyPath(const std::string& keyPath, QMObject* object, const QMKeyValueChange& change,
+                                void* context) override;
+    void playerItemDidPlayToEndTimeNotification(const QMNotification& notification);
+    void playerItemFailedToPlayToEndTimeNotification(const QMNotification& notification);
+    void playerItemTimeJumpedNotification(const QMNotification& notification);
+    void playerItemPlaybackStalledNotification(const QMNotification& notification);
+    void playerItemNewAccessLogEntryNotification(const QMNotification& notification);
+    void playerItemNewErrorLogEntryNotification(const QMNotification& notification);
+
+    const QMJSON& session() const { return session_; }
+    const std::optional<std::string>& sessionId() const { return sessionId_; }
+    const std::shared_ptr<QMDiagnosticEventQueue>& events() const { return events_; }
+    const std::shared_ptr<QMTimer>& timer() const { return timer_; }
+    const QMAVPlayerTraceFile* logFile() const { return logFile_.get(); }
+
+    // Records one event into `queue`: its index, the time in ms since 1970, the name and, when
+    // given, the info. Safe from any thread.
+    static void recordEvent(QMDiagnosticEventQueue& queue, const std::string& name,
+                            const std::optional<QMJSON>& info);
+
+  private:
+    void resetProperties();
+    void addObservers();
+    void removeObservers();
+    void reportInitialEvents();
+    void parsePlaylist();
+    void prepareFileLoggerWithTemporarySessionId(const std::string& temporarySessionId);
+    void observeItemNotification(const char* name,
+                                 void (QMAVPlayerPIEReporter::*handler)(const QMNotification&));
+    void recordStatus(const char* eventName, long status, const std::shared_ptr<QMError>& error);
+    void followChanges(const std::vector<QMAVPlayerLogFollower::Change>& changes);
+
+    std::shared_ptr<AVPlayer> player_;
+    // The item current at start-up: the one observed, and the one the observations are removed
+    // from, even when the player has moved on to another.
+    std::shared_ptr<AVPlayerItem> observedItem_;
+    QMAVPlayerLogFollower logFollower_;
+    QMJSON session_ = QMJSON::object();
+    std::optional<std::string> sessionId_;
+    std::string sessionEventsURL_;
+    // Shared with the playlist reading, which may outlive this reporter.
+    std::shared_ptr<QMDiagnosticEventQueue> events_ = std::make_shared<QMDiagnosticEventQueue>();
+    std::shared_ptr<QMTimer> timer_;
+    double lastplaybackPosition_ = -1.0;
+    std::unique_ptr<QMAVPlayerTraceFile> logFile_;
+    bool observing_ = false;
+};
