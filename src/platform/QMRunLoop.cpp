@@ -82,6 +82,7 @@ struct QMRunLoop::Impl {
     uint64_t nextSequence = 0;
     std::map<const QMURLTransfer*, std::shared_ptr<QMURLTransfer>> transfers;
     std::atomic<bool> stopRequested{false};
+    std::atomic<std::size_t> outsideWork{0};
     std::shared_ptr<QMURLTransport> transport;
 };
 
@@ -264,6 +265,16 @@ std::size_t QMRunLoop::taskCount() const {
     return impl_->tasks.size() + static_cast<std::size_t>(delayed);
 }
 
+void QMRunLoop::beginOutsideWork() { ++impl_->outsideWork; }
+
+void QMRunLoop::endOutsideWork() {
+    --impl_->outsideWork;
+    // A virtual loop waiting for it looks again at once.
+    curl_multi_wakeup(impl_->multi);
+}
+
+std::size_t QMRunLoop::outsideWorkCount() const { return impl_->outsideWork.load(); }
+
 std::size_t QMRunLoop::transferCount() const {
     std::lock_guard<std::mutex> lock(impl_->mutex);
     return impl_->transfers.size();
@@ -413,9 +424,10 @@ int64_t QMVirtualRunLoop::monotonicMicros() const { return virtualMicros_.load()
 void QMVirtualRunLoop::advanceBy(int64_t ms) { runUntilMicros(monotonicMicros() + ms * 1000, false); }
 
 void QMVirtualRunLoop::idleUntil(int64_t wakeMicros) {
-    // Real I/O in flight holds the virtual clock still until it has completed; with nothing
-    // scheduled at all, wait (really) for work posted from another thread.
-    if (transferCount() > 0 || wakeMicros == kForever) {
+    // Real I/O in flight, here or on the URL session's worker, holds the virtual clock still
+    // until it has completed; with nothing scheduled at all, wait (really) for work posted from
+    // another thread.
+    if (transferCount() > 0 || outsideWorkCount() > 0 || wakeMicros == kForever) {
         pollIO(kRealWaitSliceMicros);
         return;
     }

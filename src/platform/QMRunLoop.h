@@ -64,6 +64,14 @@ class VEYRAKIT_EXPORT QMRunLoop : public QMObject {
     void addTransfer(const std::shared_ptr<QMURLTransfer>& transfer);
     void removeTransfer(const QMURLTransfer* transfer);
     std::size_t transferCount() const;  // URL transfers in flight (for tests)
+    // Work on another thread that this loop's time waits for: the shared URL session's data
+    // tasks, from the moment they leave this loop until their completion has run on the worker.
+    // A virtual loop does not jump ahead while any is in flight (as for its own transfers), so
+    // a virtual second cannot overtake a post still on its way; a real loop only counts them.
+    // Safe from any thread.
+    void beginOutsideWork();
+    void endOutsideWork();
+    std::size_t outsideWorkCount() const;
 
     // How URL loading on this loop reaches a server: the libcurl transport unless another was
     // installed (an in-process transport for tests); nullptr puts the libcurl one back.

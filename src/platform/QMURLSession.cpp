@@ -1,5 +1,6 @@
 #include "platform/QMURLSession.h"
 
+#include <atomic>
 #include <condition_variable>
 #include <thread>
 #include <utility>
@@ -25,6 +26,28 @@ QMURLTransport::Events collectInto(const std::shared_ptr<Received>& received,
         [done](const std::shared_ptr<QMError>& error) { done(error); },
     };
 }
+
+// One task's share of the main loop's outside work: ended once its completion has run, or when
+// the task is dropped unfinished (the worker shut down), so that a virtual clock never waits for
+// a completion that will not come.
+class OutsideWork {
+  public:
+    explicit OutsideWork(std::shared_ptr<QMRunLoop> loop) : loop_(std::move(loop)) {
+        loop_->beginOutsideWork();
+    }
+    OutsideWork(const OutsideWork&) = delete;
+    OutsideWork& operator=(const OutsideWork&) = delete;
+    ~OutsideWork() { end(); }
+    void end() {
+        if (!ended_.exchange(true)) {
+            loop_->endOutsideWork();
+        }
+    }
+
+  private:
+    std::shared_ptr<QMRunLoop> loop_;
+    std::atomic<bool> ended_{false};
+};
 
 void complete(const std::shared_ptr<QMURLSessionDataTask>& task, const Received& received,
               const std::shared_ptr<QMError>& error) {
@@ -67,17 +90,21 @@ std::shared_ptr<QMURLSessionDataTask> QMURLSession::dataTaskWithURL(const std::s
 }
 
 void QMURLSession::enqueue(std::shared_ptr<QMURLSessionDataTask> task) {
-    auto transport = QMRunLoop::mainRunLoop()->URLTransport();
+    auto mainLoop = QMRunLoop::mainRunLoop();
+    auto transport = mainLoop->URLTransport();
     if (transport->answersOnMainLoop()) {
         enqueueOnMainLoop(task, transport);
         return;
     }
     std::weak_ptr<QMURLSession> weakSelf = selfAs<QMURLSession>();
     std::weak_ptr<QMRunLoop> weakWorker = beginWork();  // counted until the completion has run
-    auto finished = [weakSelf, task](const Received& received, const std::shared_ptr<QMError>& error) {
+    auto outsideWork = std::make_shared<OutsideWork>(mainLoop);
+    auto finished = [weakSelf, task, outsideWork](const Received& received,
+                                                  const std::shared_ptr<QMError>& error) {
         if (auto self = weakSelf.lock()) {
             self->finishWork([&] { complete(task, received, error); });
         }
+        outsideWork->end();
     };
     weakWorker.lock()->post([weakWorker, transport, task, finished] {
         auto worker = weakWorker.lock();
@@ -100,10 +127,12 @@ void QMURLSession::enqueueOnMainLoop(const std::shared_ptr<QMURLSessionDataTask>
         if (!self) {
             return;
         }
-        self->beginWork()->post([weakSelf, task, received, error] {
+        auto outsideWork = std::make_shared<OutsideWork>(QMRunLoop::mainRunLoop());
+        self->beginWork()->post([weakSelf, task, received, error, outsideWork] {
             if (auto owner = weakSelf.lock()) {
                 owner->finishWork([&] { complete(task, *received, error); });
             }
+            outsideWork->end();
         });
     };
     transport->start(QMRunLoop::mainRunLoop(), task->originalRequest(), collectInto(received, handOver));

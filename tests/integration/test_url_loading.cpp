@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -281,6 +282,32 @@ TEST_F(URLLoadingTest, VirtualClockHoldsStillWhileARealRequestIsInFlight) {
                                         "timer @" + std::to_string(start + 1'000)}));
     EXPECT_EQ(virtualLoop->nowMillis(), start + 5'000);
     EXPECT_EQ(virtualLoop->transferCount(), 0u);
+}
+
+// A data task of the shared session holds the virtual clock too, until its completion has run on
+// the worker: a once-a-second post cannot be overtaken by the next second.
+TEST_F(URLLoadingTest, VirtualClockWaitsForASharedSessionTaskToComplete) {
+    server.Get("/slow", [](const httplib::Request&, httplib::Response& res) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        res.set_content("done", "text/plain");
+    });
+    auto virtualLoop = std::make_shared<QMVirtualRunLoop>();
+    QMRunLoop::setMainRunLoop(virtualLoop);
+    const int64_t start = virtualLoop->nowMillis();
+    std::atomic<int64_t> completedAt{0};
+    int64_t timerAt = 0;
+    QMTimer::scheduledTimerWithTimeInterval(
+        1.0, [&](QMTimer&) { timerAt = virtualLoop->nowMillis(); }, false);
+    QMURLSession::sharedSession()
+        ->dataTaskWithURL(QMURL::URLWithString(url("/slow")),
+                          [&](const std::optional<std::string>&, const std::shared_ptr<QMHTTPURLResponse>&,
+                              const std::shared_ptr<QMError>&) { completedAt = virtualLoop->nowMillis(); })
+        ->resume();
+    EXPECT_EQ(virtualLoop->outsideWorkCount(), 1u);
+    virtualLoop->advanceBy(5'000);
+    EXPECT_EQ(completedAt.load(), start);
+    EXPECT_EQ(timerAt, start + 1'000);
+    EXPECT_EQ(virtualLoop->outsideWorkCount(), 0u);
 }
 
 TEST_F(URLLoadingTest, SharedSessionCompletesOnItsWorkerAndRestartsAfterShutdown) {

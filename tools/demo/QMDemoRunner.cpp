@@ -14,6 +14,7 @@
 #include "demo/QMDemoSandbox.h"
 #include "demo/QMPacedRunLoop.h"
 #include "platform/QMConsole.h"
+#include "platform/QMURLSession.h"
 #include "simulator/QMScenarioException.h"
 #include "simulator/QMScenarioParser.h"
 #include "veyrakit/QMDiagnosticCollectors.h"
@@ -213,7 +214,9 @@ void QMDemoRunner::play(const std::shared_ptr<QMScenario>& scenario, QMDemoColle
     }
     result.sessionId = playback.sessionId();
     playback.finish();
-    loop_->runUntil([&] { return loop_->transferCount() == 0; }, kDrainMillis);
+    // The reports' transfers and the diagnostic posts on the shared URL session land first.
+    loop_->runUntil([&] { return loop_->transferCount() == 0 && loop_->outsideWorkCount() == 0; },
+                    kDrainMillis);
 }
 
 std::unique_ptr<QMDemoPlaylistServer> QMDemoRunner::servePlaylist(QMScenario& scenario, Result& result) {
@@ -253,8 +256,9 @@ QMDemoRunner::Result QMDemoRunner::run() {
     QMRunLoop::setMainRunLoop(loop_);
     startCollector(*collector, result);
     play(scenario, *collector, result);
-    // The loop's connection cache goes first: the collector's servers would otherwise wait for
-    // those kept-alive connections to time out before they stop.
+    // The connection caches of the loop and of the shared URL session go first: the servers
+    // would otherwise wait for those kept-alive connections to time out before they stop.
+    QMURLSession::sharedSession()->shutdown();
     QMRunLoop::setMainRunLoop(nullptr);
     loop_.reset();
     collector->stop();
