@@ -8,6 +8,14 @@
 #include "platform/avfoundation/CGSize.h"
 #include "simulator/QMScenarioStep.h"
 
+// What an AVPlayer's rate does while its buffer runs dry under a viewer who wants to play. The
+// platform keeps the rate (it waits for data by itself); older players dropped it to 0 and set it
+// back at recovery, and some scenarios still play that.
+enum class QMScenarioStallBehaviour {
+    RateStays,
+    RateDrops,
+};
+
 // One rung of the variant ladder of an adaptive stream.
 struct QMScenarioVariant {
     int64_t bitrate = 0;               // bits per second
@@ -57,6 +65,9 @@ class QMScenario : public QMObject {
         playbackSessionID_ = std::move(playbackSessionID);
     }
 
+    QMScenarioStallBehaviour stallBehaviour() const { return stallBehaviour_; }
+    void setStallBehaviour(QMScenarioStallBehaviour stallBehaviour) { stallBehaviour_ = stallBehaviour; }
+
     // Playback starts on the first variant listed.
     const std::vector<QMScenarioVariant>& variants() const { return variants_; }
     void setVariants(std::vector<QMScenarioVariant> variants) { variants_ = std::move(variants); }
@@ -79,6 +90,7 @@ class QMScenario : public QMObject {
     bool urlAsset_ = true;
     bool playlistServed_ = false;
     bool live_ = false;
+    QMScenarioStallBehaviour stallBehaviour_ = QMScenarioStallBehaviour::RateStays;
     int64_t durationMillis_ = 0;
     std::optional<std::string> serverAddress_;
     std::optional<std::string> playbackSessionID_;

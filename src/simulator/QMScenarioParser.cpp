@@ -190,8 +190,9 @@ std::vector<QMScenarioParser::Token> QMScenarioParser::tokenize(const std::strin
 
 void QMScenarioParser::directive(const std::vector<Token>& tokens) {
     const std::string name = tokens[0].key ? *tokens[0].key + "=" : tokens[0].text;
-    static const char* const known[] = {"player",     "url",     "asset", "duration", "server",
-                                        "session-id", "variant", "size",  "segment",  "playlist"};
+    static const char* const known[] = {"player",  "url",        "asset",          "duration",
+                                        "server",  "session-id", "variant",        "size",
+                                        "segment", "playlist",   "stall-behaviour"};
     if (std::find(std::begin(known), std::end(known), name) == std::end(known)) {
         fail("unknown directive " + quoted(name));
     }
@@ -238,6 +239,12 @@ void QMScenarioParser::directive(const std::vector<Token>& tokens) {
             fail("'playlist' is served, not " + quoted(value));
         }
         scenario_->setPlaylistServed(true);
+    } else if (name == "stall-behaviour") {
+        if (value != "rate-stays" && value != "rate-drops") {
+            fail("'stall-behaviour' is rate-stays or rate-drops, not " + quoted(value));
+        }
+        scenario_->setStallBehaviour(value == "rate-stays" ? QMScenarioStallBehaviour::RateStays
+                                                           : QMScenarioStallBehaviour::RateDrops);
     } else if (name == "server") {
         scenario_->setServerAddress(value);
     } else if (name == "session-id") {

@@ -50,9 +50,11 @@ void QMSimulatedAVPlayer::fillBuffer() { item_->setPlaybackBufferFull(true); }
 void QMSimulatedAVPlayer::seek(int64_t millis) { item_->seekToTime(CMTimeMake(millis, 1000)); }
 
 void QMSimulatedAVPlayer::stall() {
-    // The rate drops before the buffer reports empty, as on the platform.
     const bool wasPlaying = player_->rate() != 0.0f;
-    player_->setRate(0.0f);
+    if (ratesDropOnStall()) {
+        // The older players' order: the rate drops before the buffer reports empty.
+        player_->setRate(0.0f);
+    }
     item_->setPlaybackBufferFull(false);
     item_->setPlaybackLikelyToKeepUp(false);
     item_->setPlaybackBufferEmpty(true);
@@ -64,7 +66,13 @@ void QMSimulatedAVPlayer::stall() {
 void QMSimulatedAVPlayer::recover() {
     item_->setPlaybackBufferEmpty(false);
     item_->setPlaybackLikelyToKeepUp(true);
-    player_->setRate(static_cast<float>(intendedRate()));
+    if (ratesDropOnStall()) {
+        player_->setRate(static_cast<float>(intendedRate()));
+    }
+}
+
+bool QMSimulatedAVPlayer::ratesDropOnStall() const {
+    return scenario()->stallBehaviour() == QMScenarioStallBehaviour::RateDrops;
 }
 
 void QMSimulatedAVPlayer::variantChanged() {
@@ -96,8 +104,10 @@ void QMSimulatedAVPlayer::fail(const QMScenarioStep& step, const std::shared_ptr
 void QMSimulatedAVPlayer::stop() { player_->setRate(0.0f); }
 
 void QMSimulatedAVPlayer::endOfMedia() {
-    item_->postDidPlayToEndTime();
+    // The player's default action at the end of its item is to pause, and it has paused by the
+    // time the notification arrives: observers of the notification find the rate at 0.
     player_->setRate(0.0f);
+    item_->postDidPlayToEndTime();
 }
 
 void QMSimulatedAVPlayer::addAccessLogEvent() {

@@ -37,6 +37,9 @@ class QMSimulatedAVPlayer : public QMSimulatedPlayer {
     void refreshAccessLogEvent() override;
 
   private:
+    // The scenario plays the older stall, where the rate drops to 0 until the buffer recovers.
+    bool ratesDropOnStall() const;
+
     std::shared_ptr<AVPlayer> player_;
     std::shared_ptr<AVPlayerItem> item_;
     std::shared_ptr<AVPlayerItemAccessLogEvent> currentEvent_;

@@ -8,10 +8,10 @@
 #include "simulator/QMSimulatedStream.h"
 
 // Drives one player model through the player steps of a scenario, in the order the platform
-// changes things (docs/scenarios.md lists the orders). The common bookkeeping lives here: what
-// the viewer asked for, whether the item is ready, stalled or over, when the first access-log
-// event opens (when the playhead first moves) and how much media was watched. Subclasses apply
-// the changes to their model.
+// changes things (docs/driver-contract.md lists the orders). The common bookkeeping lives here:
+// what the viewer asked for, whether the item is ready, stalled or over, when the first
+// access-log event opens (when the playhead first moves) and how much media was watched.
+// Subclasses apply the changes to their model.
 class QMSimulatedPlayer : public QMObject {
   public:
     QMSimulatedPlayer(std::shared_ptr<QMScenario> scenario, std::shared_ptr<QMSimulatedStream> stream);

@@ -1,6 +1,7 @@
 #pragma once
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "platform/QMError.h"
@@ -48,12 +49,13 @@ class VEYRAKIT_EXPORT AVPlayer : public QMObject {
     // The current item's time, or kCMTimeZero without an item.
     CMTime currentTime() const;
 
-    // Calls `usingBlock` with the current time every `interval` of the run loop's clock on
-    // `queue` (the main run loop when null), starting one interval from now, until the returned
-    // token is passed to removeTimeObserver. It ticks while paused or stalled too (with the same
-    // time), which keeps the ticks on a steady grid; observers compare positions themselves. The
-    // block and what it captures are held until removal (or until the player goes away). A
-    // non-positive or non-numeric interval throws QMInvalidArgumentException.
+    // Calls `usingBlock` with the current time on `queue` (the main run loop when null) each time
+    // the current item's playhead passes a whole multiple of `interval` on the item's timeline
+    // (never while it stands still: paused, stalled, loading), and also, posted to the queue,
+    // whenever the time jumps (a seek) and whenever the playhead starts or stops moving. Until
+    // the returned token is passed to removeTimeObserver. The block and what it captures are held
+    // until removal (or until the player goes away). A non-positive or non-numeric interval
+    // throws QMInvalidArgumentException.
     std::shared_ptr<QMObject> addPeriodicTimeObserverForInterval(CMTime interval,
                                                                  std::shared_ptr<QMRunLoop> queue,
                                                                  TimeObserverBlock usingBlock);
@@ -63,7 +65,18 @@ class VEYRAKIT_EXPORT AVPlayer : public QMObject {
     std::size_t timeObserverCount() const { return timeObservers_.size(); }
 
   private:
+    // The current item's playhead moved differently or jumped: observers hear of a jump or of a
+    // start or stop, and every observer's next tick is worked out anew.
+    void itemTimingChanged(bool jumped);
+    void watchTiming(const std::shared_ptr<AVPlayerItem>& item);
+    // Microseconds of the clock until the current item's playhead reaches the next whole multiple
+    // of `intervalNanos` of media; nothing when it is not moving or will stop first (the end).
+    std::optional<int64_t> microsToNextTick(int64_t intervalNanos) const;
+    void scheduleTicks();
+    void scheduleTick(const std::shared_ptr<QMObject>& observer);
+
     float rate_ = 0.0f;
+    bool playheadMoving_ = false;
     AVPlayerStatus status_ = AVPlayerStatusUnknown;
     std::shared_ptr<QMError> error_;
     std::shared_ptr<AVPlayerItem> currentItem_;

@@ -37,8 +37,10 @@ std::shared_ptr<AVPlayerItem> AVPlayerItem::playerItemWithAsset(std::shared_ptr<
 }
 
 void AVPlayerItem::setStatus(AVPlayerItemStatus status) {
-    QMSetObservedValue(*this, "status", status_, status, std::equal_to<AVPlayerItemStatus>{},
-                       [this] { reanchor(); });
+    if (QMSetObservedValue(*this, "status", status_, status, std::equal_to<AVPlayerItemStatus>{},
+                           [this] { reanchor(); })) {
+        timingChanged(false);
+    }
 }
 
 void AVPlayerItem::setError(std::shared_ptr<QMError> error) {
@@ -49,10 +51,12 @@ void AVPlayerItem::setDuration(CMTime duration) {
     const auto same = [this](const CMTime& a, const CMTime& b) {
         return durationLoaded_ && CMTimeCompare(a, b) == 0 && a.flags == b.flags;
     };
-    QMSetObservedValue(*this, "duration", duration_, duration, same, [this] {
-        reanchor();
-        durationLoaded_ = true;
-    });
+    if (QMSetObservedValue(*this, "duration", duration_, duration, same, [this] {
+            reanchor();
+            durationLoaded_ = true;
+        })) {
+        timingChanged(false);
+    }
 }
 
 CMTime AVPlayerItem::currentTime() const {
@@ -67,6 +71,7 @@ void AVPlayerItem::seekToTime(CMTime time) {
     anchorNanos_ = nanosOf(time);
     // Held within the timeline by reading it back through the clamping.
     anchorNanos_ = positionNanosAt(anchorMicros_);
+    timingChanged(true);
     post(AVPlayerItemTimeJumpedNotification);
 }
 
@@ -75,8 +80,10 @@ void AVPlayerItem::setPresentationSize(CGSize presentationSize) {
 }
 
 void AVPlayerItem::setPlaybackBufferEmpty(bool playbackBufferEmpty) {
-    QMSetObservedValue(*this, "playbackBufferEmpty", playbackBufferEmpty_, playbackBufferEmpty,
-                       std::equal_to<bool>{}, [this] { reanchor(); });
+    if (QMSetObservedValue(*this, "playbackBufferEmpty", playbackBufferEmpty_, playbackBufferEmpty,
+                           std::equal_to<bool>{}, [this] { reanchor(); })) {
+        timingChanged(false);
+    }
 }
 
 void AVPlayerItem::setPlaybackLikelyToKeepUp(bool playbackLikelyToKeepUp) {
@@ -126,6 +133,13 @@ void AVPlayerItem::setPlayerRate(float rate) {
     }
     reanchor();
     playerRate_ = rate;
+    timingChanged(false);
+}
+
+void AVPlayerItem::timingChanged(bool jumped) {
+    if (timingObserver_) {
+        timingObserver_(jumped);
+    }
 }
 
 bool AVPlayerItem::isPlayheadMoving() const {

@@ -1,5 +1,6 @@
 #pragma once
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 #include "platform/QMError.h"
@@ -91,6 +92,13 @@ class VEYRAKIT_EXPORT AVPlayerItem : public QMObject {
     friend class AVPlayer;
     // The player's rate, told by the player while the item is its current item.
     void setPlayerRate(float rate);
+    // Told by the player whose current item this is: called after every change to how the
+    // playhead moves (speed, start, stop) and after every jump (`jumped`), so that the player's
+    // periodic time observers follow the item's timeline.
+    void setTimingObserver(std::function<void(bool jumped)> timingObserver) {
+        timingObserver_ = std::move(timingObserver);
+    }
+    void timingChanged(bool jumped);
     int64_t positionNanosAt(int64_t nowMicros) const;
     // Fixes the playhead at the present moment before anything that changes its speed.
     void reanchor();
@@ -108,6 +116,7 @@ class VEYRAKIT_EXPORT AVPlayerItem : public QMObject {
     std::shared_ptr<AVPlayerItemAccessLog> accessLog_;
     std::shared_ptr<AVPlayerItemErrorLog> errorLog_;
     float playerRate_ = 0.0f;
+    std::function<void(bool jumped)> timingObserver_;
     int64_t anchorNanos_ = 0;
     int64_t anchorMicros_ = 0;
 };

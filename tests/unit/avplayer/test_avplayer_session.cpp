@@ -52,25 +52,27 @@ TEST_F(QMAVPlayerSessionTest, AVodSessionPlayedToTheEndSendsTheExactRequestStrea
             R"(2000 /player/report {"sessionId":"S-1","type":"J","joinTime":2000,"pulseNumber":4})",
             "10500 /player/report " + P + noBuffering +
                 R"("currentBitRate":800000,"playing":1,"assetDuration":"40","totalPlayingTime":"8500","currentPlayingTime":"8500","totalViewedTime":"9000","currentViewedTime":"8000","currentElapsedTime":"10000","totalElapsedTime":"10500","periodDuration":"10","alive":"0","periodicalNumber":2,"pulseNumber":5})",
-            // The switch ends a period: the report carries the bitrate of the period that ended.
+            // The switch ends a period: the report carries the bitrate of the period that ended. The
+            // playhead's tick at 10 s of media comes at the same moment, after the report.
             "12000 /player/report " + P + noBuffering +
-                R"("currentBitRate":800000,"playing":1,"assetDuration":"40","totalPlayingTime":"10000","currentPlayingTime":"1500","totalViewedTime":"11000","currentViewedTime":"2000","currentElapsedTime":"1500","totalElapsedTime":"12000","periodDuration":"10","alive":"0","periodicalNumber":3,"pulseNumber":6})",
+                R"("currentBitRate":800000,"playing":1,"assetDuration":"40","totalPlayingTime":"10000","currentPlayingTime":"1500","totalViewedTime":"10000","currentViewedTime":"2000","currentElapsedTime":"1500","totalElapsedTime":"12000","periodDuration":"10","alive":"0","periodicalNumber":3,"pulseNumber":6})",
             // During the break: viewing time frozen at its start, full screen counted until the pause.
             "20500 /player/report " + P + noBuffering +
-                R"("currentBitRate":1500000,"playing":0,"assetDuration":"40","totalPlayingTime":"18000","currentPlayingTime":"8000","totalViewedTime":"19000","currentViewedTime":"8000","totalFullScreenTime":"5000","currentFullScreenTime":"5000","currentElapsedTime":"8500","totalElapsedTime":"20500","periodDuration":"10","alive":"0","periodicalNumber":4,"pulseNumber":7})",
+                R"("currentBitRate":1500000,"playing":0,"assetDuration":"40","totalPlayingTime":"18000","currentPlayingTime":"8000","totalViewedTime":"18000","currentViewedTime":"8000","totalFullScreenTime":"5000","currentFullScreenTime":"5000","currentElapsedTime":"8500","totalElapsedTime":"20500","periodDuration":"10","alive":"0","periodicalNumber":4,"pulseNumber":7})",
             "30500 /player/report " + P + noBuffering +
                 R"("currentBitRate":1500000,"playing":1,"assetDuration":"40","totalPlayingTime":"23500","currentPlayingTime":"5500","totalViewedTime":"24000","currentViewedTime":"5000","totalFullScreenTime":"10500","currentFullScreenTime":"5500","currentElapsedTime":"10000","totalElapsedTime":"30500","periodDuration":"10","alive":"0","periodicalNumber":5,"pulseNumber":8})",
             "40500 /player/report " + P + noBuffering +
                 R"("currentBitRate":1500000,"playing":1,"assetDuration":"40","totalPlayingTime":"33500","currentPlayingTime":"10000","totalViewedTime":"34000","currentViewedTime":"10000","totalFullScreenTime":"20500","currentFullScreenTime":"10000","currentElapsedTime":"10000","totalElapsedTime":"40500","periodDuration":"10","alive":"0","periodicalNumber":6,"pulseNumber":9})",
+            // The player has paused at the end of the item when its end is announced.
             "47000 /player/report " + P + noBuffering +
-                R"("currentBitRate":1500000,"playing":1,"assetDuration":"40","playbackCompleted":true,"totalPlayingTime":"40000","currentPlayingTime":"6500","totalViewedTime":"41000","currentViewedTime":"7000","totalFullScreenTime":"27000","currentFullScreenTime":"6500","currentElapsedTime":"6500","totalElapsedTime":"47000","periodDuration":"10","alive":"0","periodicalNumber":7,"pulseNumber":10})",
+                R"("currentBitRate":1500000,"playing":0,"assetDuration":"40","playbackCompleted":true,"totalPlayingTime":"40000","currentPlayingTime":"6500","totalViewedTime":"40000","currentViewedTime":"7000","totalFullScreenTime":"27000","currentFullScreenTime":"6500","currentElapsedTime":"6500","totalElapsedTime":"47000","periodDuration":"10","alive":"0","periodicalNumber":7,"pulseNumber":10})",
         }));
     const auto lines = logs();
     EXPECT_EQ(
         Strings(lines.end() - 5, lines.end()),
         (Strings{"I T playback completed. Last P",
-                 "I P TBF:'0', BFTN:'0', CBF:'0', CBR:'1500000', P:'1', PC:'1', TPT:'40000', CPT:'6500', "
-                 "TVT:'41000', CVT:'7000', TFT:'27000', CFT:'6500', PRD:'7', PLS:'10', ",
+                 "I P TBF:'0', BFTN:'0', CBF:'0', CBR:'1500000', P:'0', PC:'1', TPT:'40000', CPT:'6500', "
+                 "TVT:'40000', CVT:'7000', TFT:'27000', CFT:'6500', PRD:'7', PLS:'10', ",
                  "I SV Disposing avplayerveyraplugin", "I T Disposing all parts", "I T P timer disposed"}));
     expectNothingLeft(simulator->player());
     for (const auto& part : parts) {
@@ -102,7 +104,7 @@ at 0:13 stop
         R"(5000 /player/report {"sessionId":"S-1","type":"F","manual":1,"errorCode":"E42","playerVersion":"7.1","pulseNumber":5})");
     EXPECT_EQ(
         stream[7],
-        R"(13000 /player/report {"type":"P","sessionId":"S-1","totalBufferingTime":"0","bufferingTimeLeadingToNow":"0","currentBufferingTime":"0","currentBitRate":800000,"playing":1,"assetDuration":"-2147483648","playbackCompleted":true,"totalPlayingTime":"12000","currentPlayingTime":"2500","totalViewedTime":"13000","currentViewedTime":"3000","currentElapsedTime":"2500","totalElapsedTime":"13000","periodDuration":"10","alive":"0","periodicalNumber":3,"pulseNumber":7})");
+        R"(13000 /player/report {"type":"P","sessionId":"S-1","totalBufferingTime":"0","bufferingTimeLeadingToNow":"0","currentBufferingTime":"0","currentBitRate":800000,"playing":1,"assetDuration":"-2147483648","playbackCompleted":true,"totalPlayingTime":"12000","currentPlayingTime":"2500","totalViewedTime":"12000","currentViewedTime":"3000","currentElapsedTime":"2500","totalElapsedTime":"13000","periodDuration":"10","alive":"0","periodicalNumber":3,"pulseNumber":7})");
     EXPECT_TRUE(plugin()->destroyed());
     expectNothingLeft(simulator->player());
 }

@@ -19,17 +19,20 @@ TEST_F(QMAVPlayerViewingTimeMetricTest, CountsDistinctSecondsWithTheHalfSecondRu
         collect(*metric),
         R"({"totalPlayingTime":"10300","currentPlayingTime":"10300","totalViewedTime":"11000","currentViewedTime":"10000"})");
 
-    // Second 12 meets only a tick at exactly 12.50 s: total only. After a seek back, 7.45 s adds
-    // nothing new to the total and 7.70 s counts for the interval.
+    // Second 12 meets only the jump to 12.30 s and a tick at exactly 12.50 s: total only. After a
+    // seek back, the jump to 7.20 s and the tick at 7.50 s add nothing new to the total and the
+    // tick at 7.75 s counts for the interval.
     player->seekToTime(CMTimeMakeWithSeconds(12.3, kCMTimeMaxTimescale));
     runFor(200);
     player->seekToTime(CMTimeMakeWithSeconds(7.2, kCMTimeMaxTimescale));
     runFor(500);
+    EXPECT_EQ(metric->currentViewedTimeMap(), Metric::ViewedTimeMap{});
+    runFor(50);
     EXPECT_EQ(metric->currentViewedTimeMap(), Metric::ViewedTimeMap{"7"});
-    EXPECT_EQ(values(*metric), "11000 700 12000 1000");
+    EXPECT_EQ(values(*metric), "11050 750 12000 1000");
     player->pause();  // a standing playhead adds nothing
     runFor(5'000);
-    EXPECT_EQ(values(*metric), "11000 0 12000 0");
+    EXPECT_EQ(values(*metric), "11050 0 12000 0");
 
     metric->stopMetricCollection();
     EXPECT_EQ(item->observationCount(), itemObservations);

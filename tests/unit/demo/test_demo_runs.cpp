@@ -149,8 +149,9 @@ TEST_F(DemoRun, DefaultScenarioAgainstTheEmbeddedCollectorPassesEveryCheck) {
         run.lineStarting("+1:13.000"),
         "+1:13.000  P #12   pulse 15 bitrate=3000000 playing=1 buffering=2500/2500ms played=500/68700ms "
         "fullscreen=30500ms");
+    // The player has paused at the end of the item by the time the end is announced.
     EXPECT_TRUE(
-        run.lines.back().starts_with("+3:34.300  P #28   pulse 31 bitrate=3000000 playing=1 "
+        run.lines.back().starts_with("+3:34.300  P #28   pulse 31 bitrate=3000000 playing=0 "
                                      "buffering=0/2500ms played=4300/180000ms"));
     EXPECT_TRUE(run.lines.back().ends_with(" completed"));
 

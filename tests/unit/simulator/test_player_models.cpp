@@ -97,27 +97,43 @@ TEST_F(PlayerModels, PlayheadMovesOnlyWhileReadyFedAndPlayingAndStopsAtTheEnd) {
     EXPECT_THROW(item->seekToTime(kCMTimeIndefinite), QMInvalidArgumentException);
 }
 
-TEST_F(PlayerModels, PeriodicTimeObserverTicksOnTheLoopUntilRemoved) {
+TEST_F(PlayerModels, PeriodicTimeObserverTicksOnTheItemsTimelineUntilRemoved) {
     auto item = AVPlayerItem::playerItemWithURL(QMURL::URLWithString("https://a.invalid/x.mp4"));
     auto player = AVPlayer::playerWithPlayerItem(item);
     item->setStatus(AVPlayerItemStatusReadyToPlay);
     item->setPlaybackBufferEmpty(false);
+    item->setDuration(CMTimeMake(2, 1));
     auto ticks = std::make_shared<std::vector<double>>();
     auto token = player->addPeriodicTimeObserverForInterval(
         CMTimeMakeWithSeconds(0.25, 1000000000), nullptr,
         [ticks](CMTime time) { ticks->push_back(CMTimeGetSeconds(time)); });
+    // Nothing while the playhead stands still; the start, then every quarter second of media.
     runFor(500);
     player->play();
     runFor(750);
-    EXPECT_EQ(*ticks, (std::vector<double>{0.0, 0.0, 0.25, 0.5, 0.75}));
+    EXPECT_EQ(*ticks, (std::vector<double>{0.0, 0.25, 0.5, 0.75}));
+    // Twice the speed halves the clock time between ticks; a stop and a jump are heard at once.
+    player->setRate(2.0f);
+    runFor(125);
+    player->pause();
+    runFor(1000);
+    player->seekToTime(CMTimeMake(1, 2));
+    runFor(0);
+    EXPECT_EQ(*ticks, (std::vector<double>{0.0, 0.25, 0.5, 0.75, 1.0, 1.0, 0.5}));
+    // No tick beyond the end of the item: its playhead stops there.
+    player->play();
+    runFor(5000);
+    EXPECT_EQ(ticks->size(), 14u);
+    EXPECT_EQ(ticks->back(), 2.0);
     EXPECT_EQ(ticks.use_count(), 2);
     auto stranger = AVPlayer::playerWithURL(QMURL::URLWithString("https://a.invalid/z.mp4"));
     EXPECT_THROW(stranger->removeTimeObserver(token), QMInvalidArgumentException);
     EXPECT_THROW(player->addPeriodicTimeObserverForInterval(kCMTimeZero, nullptr, [](CMTime) {}),
                  QMInvalidArgumentException);
     player->removeTimeObserver(token);
+    player->seekToTime(kCMTimeZero);
     runFor(1000);
-    EXPECT_EQ(ticks->size(), 5u);
+    EXPECT_EQ(ticks->size(), 14u);
     EXPECT_EQ(ticks.use_count(), 1);  // the block was released
 }
 

@@ -1,0 +1,24 @@
+#pragma once
+#include <memory>
+#include <string>
+
+#include "contract/QMContractDriver.h"
+#include "simulator/QMPlayerSimulator.h"
+
+// The scenario simulator as a contract driver: the medium becomes a scenario header, each event a
+// step.
+class QMSimulatorContractDriver : public QMContractDriver {
+  public:
+    void load(const Media& media) override;
+    std::shared_ptr<AVPlayer> avPlayer() const override;
+    std::shared_ptr<MPMoviePlayerController> moviePlayer() const override;
+    void schedule(int64_t atMillis, const std::string& event) override;
+    void start() override;
+
+  private:
+    void remake();
+
+    std::string header_;
+    std::string steps_;
+    std::shared_ptr<QMPlayerSimulator> simulator_;
+};

@@ -1,0 +1,229 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "contract/QMSimulatorContractDriver.h"
+#include "platform/QMNotificationCenter.h"
+#include "platform/QMThreadChecker.h"
+#include "platform/avfoundation/AVPlayerItemNotifications.h"
+#include "support/QMTestEnvironment.h"
+#include "unit/simulator/QMModelRecorder.h"
+
+// The orders of docs/driver-contract.md, checked against every driver listed at the bottom. Each
+// case schedules a few events, records what an observer of the models sees and compares it line
+// by line ("<ms after start> <what> <value>").
+
+namespace {
+
+using Lines = std::vector<std::string>;
+using Kind = QMContractDriver::Kind;
+using DriverFactory = std::function<std::unique_ptr<QMContractDriver>()>;
+
+struct NamedDriver {
+    std::string name;
+    DriverFactory make;
+};
+
+class DriverContract : public QMVirtualTimeTest, public ::testing::WithParamInterface<NamedDriver> {
+  protected:
+    void drive(QMContractDriver::Media media, const std::vector<std::pair<int64_t, std::string>>& events,
+               int64_t forMillis) {
+        driver = GetParam().make();
+        driver->load(media);
+        for (const auto& [at, event] : events) {
+            driver->schedule(at, event);
+        }
+        recorder = std::make_shared<QMModelRecorder>();
+        if (media.kind == Kind::AVPlayer) {
+            recorder->watch(driver->avPlayer());
+        } else {
+            recorder->watch(driver->moviePlayer());
+        }
+        driver->start();
+        runFor(forMillis);
+        // Every change reached its observers on the main run loop's thread.
+        EXPECT_TRUE(QMThreadChecker::isOnMainLoopThread());
+    }
+    // The recorded lines from the first one at `fromMillis` on.
+    Lines from(int64_t fromMillis) const {
+        Lines found;
+        for (const auto& line : recorder->lines()) {
+            if (std::stoll(line.substr(0, line.find(' '))) >= fromMillis) {
+                found.push_back(line);
+            }
+        }
+        return found;
+    }
+    void TearDown() override {
+        recorder.reset();
+        driver.reset();
+        QMVirtualTimeTest::TearDown();
+    }
+
+    std::unique_ptr<QMContractDriver> driver;
+    std::shared_ptr<QMModelRecorder> recorder;
+};
+
+const QMContractDriver::Media vod{Kind::AVPlayer, false, false};
+const QMContractDriver::Media movie{Kind::MoviePlayer, false, false};
+
+}  // namespace
+
+TEST_P(DriverContract, AVPlayerLoadingReadyPlayPauseAndRate) {
+    drive(vod, {{0, "play"}, {1000, "ready"}, {3000, "pause"}, {4000, "rate 1.5"}}, 5000);
+    EXPECT_EQ(recorder->lines(),
+              (Lines{"0 player.rate 1", "1000 player.status 1", "1000 item.status 1", "1000 item.duration 20",
+                     "1000 item.presentationSize 960x540", "1000 item.playbackBufferEmpty NO",
+                     "1000 item.playbackLikelyToKeepUp YES", "1000 AVPlayerItemNewAccessLogEntryNotification",
+                     "3000 player.rate 0", "4000 player.rate 1.5"}));
+}
+
+TEST_P(DriverContract, AVPlayerStallKeepsTheRateAndRecovers) {
+    drive(vod, {{0, "ready"}, {0, "play"}, {1000, "buffer-full"}, {2000, "stall"}, {3000, "recover"}}, 4000);
+    EXPECT_EQ(from(1000),
+              (Lines{"1000 item.playbackBufferFull YES", "2000 item.playbackBufferFull NO",
+                     "2000 item.playbackLikelyToKeepUp NO", "2000 item.playbackBufferEmpty YES",
+                     "2000 AVPlayerItemPlaybackStalledNotification", "3000 item.playbackBufferEmpty NO",
+                     "3000 item.playbackLikelyToKeepUp YES"}));
+    EXPECT_EQ(driver->avPlayer()->rate(), 1.0f);
+    // One second of the four was spent waiting for data.
+    EXPECT_DOUBLE_EQ(CMTimeGetSeconds(driver->avPlayer()->currentTime()), 3.0);
+}
+
+TEST_P(DriverContract, AVPlayerOlderStallDropsTheRateFirst) {
+    drive({Kind::AVPlayer, false, true}, {{0, "ready"}, {0, "play"}, {2000, "stall"}, {3000, "recover"}},
+          4000);
+    EXPECT_EQ(from(2000),
+              (Lines{"2000 player.rate 0", "2000 item.playbackLikelyToKeepUp NO",
+                     "2000 item.playbackBufferEmpty YES", "2000 AVPlayerItemPlaybackStalledNotification",
+                     "3000 item.playbackBufferEmpty NO", "3000 item.playbackLikelyToKeepUp YES",
+                     "3000 player.rate 1"}));
+}
+
+TEST_P(DriverContract, AVPlayerSeekSwitchAndLogEntries) {
+    drive(vod,
+          {{0, "bitrate 1500000"},
+           {0, "ready"},
+           {0, "play"},
+           {1000, "seek 10"},
+           {2000, "bitrate 800000"},
+           {3000, "server-error 503"}},
+          4000);
+    // The switch before playback started announces nothing: the first event carries it.
+    EXPECT_EQ(recorder->linesStartingWith("item.presentationSize"),
+              (Lines{"0 item.presentationSize 1280x720", "2000 item.presentationSize 960x540"}));
+    EXPECT_EQ(
+        from(1000),
+        (Lines{"1000 AVPlayerItemTimeJumpedNotification", "2000 AVPlayerItemNewAccessLogEntryNotification",
+               "2000 item.presentationSize 960x540", "3000 AVPlayerItemNewErrorLogEntryNotification"}));
+    EXPECT_DOUBLE_EQ(driver->avPlayer()->currentItem()->accessLog()->events()[0]->indicatedBitrate(),
+                     1500000.0);
+}
+
+TEST_P(DriverContract, AVPlayerFailuresOfItemAndPlayer) {
+    drive(vod, {{0, "ready"}, {0, "play"}, {1000, "fail"}}, 2000);
+    EXPECT_EQ(from(1000),
+              (Lines{"1000 item.error AVFoundationErrorDomain/-11800/The operation could not be completed",
+                     "1000 item.status 2",
+                     "1000 AVPlayerItemFailedToPlayToEndTimeNotification "
+                     "AVFoundationErrorDomain/-11800/The operation could not be completed",
+                     "1000 player.rate 0"}));
+    drive(vod, {{0, "ready"}, {0, "play"}, {1000, "fail player"}}, 2000);
+    EXPECT_EQ(from(1000),
+              (Lines{"1000 player.error AVFoundationErrorDomain/-11800/The operation could not be completed",
+                     "1000 player.status 2", "1000 player.rate 0"}));
+}
+
+TEST_P(DriverContract, AVPlayerPausesBeforeTheEndNotification) {
+    // What an observer of the end reads from the player when it arrives.
+    std::vector<float> ratesAtEnd;
+    drive(vod, {{0, "ready"}, {0, "play"}}, 0);
+    auto player = driver->avPlayer();
+    QMNotificationCenter::defaultCenter()->addObserver(
+        this, AVPlayerItemDidPlayToEndTimeNotification, player->currentItem().get(),
+        [&](const QMNotification&) { ratesAtEnd.push_back(player->rate()); });
+    runFor(30'000);
+    QMNotificationCenter::defaultCenter()->removeObserver(this);
+    EXPECT_EQ(from(1), (Lines{"20000 player.rate 0", "20000 AVPlayerItemDidPlayToEndTimeNotification"}));
+    EXPECT_EQ(ratesAtEnd, (std::vector<float>{0.0f}));
+}
+
+TEST_P(DriverContract, AVPlayerStopOnlyPauses) {
+    drive(vod, {{0, "ready"}, {0, "play"}, {1000, "stop"}}, 30'000);
+    EXPECT_EQ(from(1000), (Lines{"1000 player.rate 0"}));
+}
+
+TEST_P(DriverContract, AVPlayerPeriodicTimeObserverFollowsTheTimeline) {
+    std::vector<std::string> calls;
+    drive(vod,
+          {{0, "ready"},
+           {500, "play"},
+           {1600, "pause"},
+           {3000, "play"},
+           {3100, "seek 10"},
+           {3300, "stall"},
+           {5000, "recover"}},
+          0);
+    auto player = driver->avPlayer();
+    auto token = player->addPeriodicTimeObserverForInterval(
+        CMTimeMakeWithSeconds(0.5, 1000000000), nullptr, [&](CMTime time) {
+            calls.push_back(std::to_string(now() - startMillis) + "@" +
+                            std::to_string(static_cast<int>(CMTimeGetSeconds(time) * 1000.0)));
+        });
+    runFor(5600);
+    player->removeTimeObserver(token);
+    // Nothing while loaded and paused; the start at 0.5 s, ticks at 0.5 and 1 s of media, the stop
+    // at 1.1; the start at 3 s, the jump, the stall's stop before 10.5 is reached, the recovery's
+    // start and the tick at 10.5.
+    EXPECT_EQ(calls, (Lines{"500@0", "1000@500", "1500@1000", "1600@1100", "3000@1100", "3100@10000",
+                            "3300@10200", "5000@10200", "5300@10500"}));
+}
+
+TEST_P(DriverContract, MoviePlayerReadyPlayStallSeekAndEnd) {
+    drive(movie,
+          {{0, "play"},
+           {1000, "ready"},
+           {2000, "buffer-full"},
+           {3000, "stall"},
+           {4000, "recover"},
+           {5000, "seek 15"},
+           {6000, "pause"},
+           {7000, "play"}},
+          20'000);
+    EXPECT_EQ(recorder->lines(), (Lines{"0 MPMoviePlayerPlaybackStateDidChangeNotification 1",
+                                        "0 MPMoviePlayerLoadStateDidChangeNotification 4",
+                                        "1000 MPMovieSourceTypeAvailableNotification 2",
+                                        "1000 MPMovieMediaTypesAvailableNotification 3",
+                                        "1000 MPMovieDurationAvailableNotification 20",
+                                        "1000 MPMovieNaturalSizeAvailableNotification 960x540",
+                                        "1000 MPMoviePlayerLoadStateDidChangeNotification 1",
+                                        "1000 MPMoviePlayerReadyForDisplayDidChangeNotification YES",
+                                        "2000 MPMoviePlayerLoadStateDidChangeNotification 3",
+                                        "3000 MPMoviePlayerLoadStateDidChangeNotification 4",
+                                        "4000 MPMoviePlayerLoadStateDidChangeNotification 1",
+                                        "5000 MPMoviePlayerPlaybackStateDidChangeNotification 4",
+                                        "5000 MPMoviePlayerPlaybackStateDidChangeNotification 1",
+                                        "6000 MPMoviePlayerPlaybackStateDidChangeNotification 2",
+                                        "7000 MPMoviePlayerPlaybackStateDidChangeNotification 1",
+                                        "11000 MPMoviePlayerPlaybackDidFinishNotification reason=0",
+                                        "11000 MPMoviePlayerPlaybackStateDidChangeNotification 0"}));
+}
+
+TEST_P(DriverContract, MoviePlayerFailureAndStop) {
+    drive(movie, {{0, "ready"}, {0, "play"}, {1000, "fail"}}, 2000);
+    EXPECT_EQ(from(1000), (Lines{"1000 MPMoviePlayerPlaybackDidFinishNotification reason=1 "
+                                 "error=AVFoundationErrorDomain/-11800/The operation could not be completed",
+                                 "1000 MPMoviePlayerPlaybackStateDidChangeNotification 0"}));
+    drive(movie, {{0, "ready"}, {0, "play"}, {1000, "stop"}}, 2000);
+    EXPECT_EQ(from(1000), (Lines{"1000 MPMoviePlayerPlaybackDidFinishNotification reason=2",
+                                 "1000 MPMoviePlayerPlaybackStateDidChangeNotification 0"}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Drivers, DriverContract,
+                         ::testing::Values(NamedDriver{
+                             "Simulator", [] { return std::make_unique<QMSimulatorContractDriver>(); }}),
+                         [](const ::testing::TestParamInfo<NamedDriver>& param) { return param.param.name; });
