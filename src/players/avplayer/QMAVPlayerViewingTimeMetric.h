@@ -13,7 +13,7 @@
 // state, open while the player is meant to play and is not held up by buffering) and viewed time
 // (distinct whole seconds of the media timeline the playhead passed while playing, times 1000),
 // each as a session total and for the current report interval. The playhead is sampled by a
-// periodic time observer of the player every 0.25 s.
+// periodic time observer of the player: every 0.25 s of media, and at jumps, starts and stops.
 class QMAVPlayerViewingTimeMetric : public QMAVPlayerPlayingStateMetric {
   public:
     using ViewedTimeMap = QMViewedTime::ViewedTimeMap;

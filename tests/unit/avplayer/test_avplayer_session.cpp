@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "players/avplayer/QMAVPlayerViewingTimeMetric.h"
 #include "unit/avplayer/QMAVPlayerSessionTest.h"
 
 namespace {
@@ -107,4 +108,49 @@ at 0:13 stop
         R"(13000 /player/report {"type":"P","sessionId":"S-1","totalBufferingTime":"0","bufferingTimeLeadingToNow":"0","currentBufferingTime":"0","currentBitRate":800000,"playing":1,"assetDuration":"-2147483648","playbackCompleted":true,"totalPlayingTime":"12000","currentPlayingTime":"2500","totalViewedTime":"12000","currentViewedTime":"3000","currentElapsedTime":"2500","totalElapsedTime":"13000","periodDuration":"10","alive":"0","periodicalNumber":3,"pulseNumber":7})");
     EXPECT_TRUE(plugin()->destroyed());
     expectNothingLeft(simulator->player());
+}
+
+namespace {
+
+// Join at 0:02, a 3 s stall from 0:05 while the viewer wants to play, played the platform's way
+// (the rate stays at 1) or the older way (the rate drops to 0 until the buffer recovers).
+std::string stallScenario(const std::string& behaviour) {
+    return "url https://media.veyrakit.invalid/vod/clip/master.m3u8\nduration 0:40\nvariant 800000\n"
+           "stall-behaviour " +
+           behaviour + "\nat 0:00 play\nat 0:02 ready\nat 0:05 stall 3\n";
+}
+
+// The first full report: 8.5 s of the interval, 3 s of it waiting for data after the join.
+const char* const kReportAfterTheStall =
+    R"("totalBufferingTime":"3000","bufferingTimeLeadingToNow":"3000","currentBufferingTime":"3000","currentBitRate":800000,"playing":1,"assetDuration":"40","totalPlayingTime":"5500","currentPlayingTime":"5500","totalViewedTime":"6000","currentViewedTime":"5000",)";
+
+}  // namespace
+
+TEST_F(QMAVPlayerSessionTest, AStallWithTheRateKeptIsPlayingBufferingAndReportsTheSplit) {
+    answerSession(500);
+    simulate(stallScenario("rate-stays"));
+    runFor(6'000);
+    auto viewing = metric<QMAVPlayerViewingTimeMetric>(QMMetricManager::VIEWING_TIME_METRIC_KEY);
+    ASSERT_TRUE(viewing);
+    // The viewer still wants to play: waiting for data, not paused.
+    EXPECT_TRUE(viewing->isLastActiveState(QMAVPlayerViewingTimeMetric::STATE_PLAYING_BUFFERING()));
+    EXPECT_EQ(simulator->player()->rate(), 1.0f);
+    runFor(5'000);
+    const Strings stream = requestStream();
+    ASSERT_EQ(stream.size(), 6u);
+    EXPECT_NE(stream[5].find(kReportAfterTheStall), std::string::npos) << stream[5];
+}
+
+TEST_F(QMAVPlayerSessionTest, AStallWithTheRateDroppedIsPausedBufferingAndReportsTheSameSplit) {
+    answerSession(500);
+    simulate(stallScenario("rate-drops"));
+    runFor(6'000);
+    auto viewing = metric<QMAVPlayerViewingTimeMetric>(QMMetricManager::VIEWING_TIME_METRIC_KEY);
+    ASSERT_TRUE(viewing);
+    EXPECT_TRUE(viewing->isLastActiveState(QMAVPlayerViewingTimeMetric::STATE_BUFFERING()));
+    EXPECT_EQ(simulator->player()->rate(), 0.0f);
+    runFor(5'000);
+    const Strings stream = requestStream();
+    ASSERT_EQ(stream.size(), 6u);
+    EXPECT_NE(stream[5].find(kReportAfterTheStall), std::string::npos) << stream[5];
 }

@@ -40,6 +40,14 @@ TEST(QMScenarioParser, ReadsHeaderStepsOptionsAndQuotedTexts) {
     EXPECT_EQ(scenario->durationMillis(), 120000);
     EXPECT_FALSE(scenario->playlistServed());
     EXPECT_TRUE(QMScenarioParser::parse(std::string(header) + "playlist served\n")->playlistServed());
+    // A stall keeps the rate unless the scenario asks for the older behaviour.
+    EXPECT_EQ(scenario->stallBehaviour(), QMScenarioStallBehaviour::RateStays);
+    EXPECT_EQ(QMScenarioParser::parse(std::string(header) + "stall-behaviour rate-drops\n")->stallBehaviour(),
+              QMScenarioStallBehaviour::RateDrops);
+    EXPECT_EQ(QMScenarioParser::parse(std::string(header) + "stall-behaviour rate-stays\n")->stallBehaviour(),
+              QMScenarioStallBehaviour::RateStays);
+    EXPECT_EQ(rejection(std::string(header) + "stall-behaviour drops\n"),
+              "t.scenario:6: 'stall-behaviour' is rate-stays or rate-drops, not 'drops'");
     ASSERT_EQ(scenario->variants().size(), 2u);
     EXPECT_EQ(scenario->variants()[0].resolution->width, 960.0);
     EXPECT_FALSE(scenario->variants()[0].URI.has_value());
