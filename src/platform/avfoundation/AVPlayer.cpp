@@ -132,19 +132,21 @@ void AVPlayer::setError(std::shared_ptr<QMError> error) {
 
 void AVPlayer::replaceCurrentItemWithPlayerItem(std::shared_ptr<AVPlayerItem> item) {
     // The item left behind stops moving; the new one moves at the player's rate.
-    QMSetObservedValue(*this, "currentItem", currentItem_, item,
-                       std::equal_to<std::shared_ptr<AVPlayerItem>>{}, [&] {
-                           if (currentItem_) {
-                               currentItem_->setTimingObserver(nullptr);
-                               currentItem_->setPlayerRate(0.0f);
-                           }
-                           if (item) {
-                               watchTiming(item);
-                               item->setPlayerRate(rate_);
-                           }
-                       });
-    // The new item's time is a jump from the old one's.
-    itemTimingChanged(true);
+    const bool replaced = QMSetObservedValue(*this, "currentItem", currentItem_, item,
+                                             std::equal_to<std::shared_ptr<AVPlayerItem>>{}, [&] {
+                                                 if (currentItem_) {
+                                                     currentItem_->setTimingObserver(nullptr);
+                                                     currentItem_->setPlayerRate(0.0f);
+                                                 }
+                                                 if (item) {
+                                                     watchTiming(item);
+                                                     item->setPlayerRate(rate_);
+                                                 }
+                                             });
+    if (replaced) {
+        // The new item's time is a jump from the old one's.
+        itemTimingChanged(true);
+    }
 }
 
 void AVPlayer::seekToTime(CMTime time) {
@@ -169,8 +171,7 @@ std::shared_ptr<QMObject> AVPlayer::addPeriodicTimeObserverForInterval(CMTime in
         static_cast<int64_t>(std::llround(seconds * static_cast<double>(kNanosPerSecond))), std::move(queue),
         std::move(usingBlock));
     timeObservers_.push_back(token);
-    playheadMoving_ = currentItem_ && currentItem_->isPlayheadMoving();
-    scheduleTicks();
+    scheduleTick(token);
     return token;
 }
 

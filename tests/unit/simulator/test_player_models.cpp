@@ -125,6 +125,10 @@ TEST_F(PlayerModels, PeriodicTimeObserverTicksOnTheItemsTimelineUntilRemoved) {
     runFor(5000);
     EXPECT_EQ(ticks->size(), 14u);
     EXPECT_EQ(ticks->back(), 2.0);
+    // Backwards, the ticks come at the multiples below.
+    player->setRate(-2.0f);
+    runFor(250);
+    EXPECT_EQ(std::vector<double>(ticks->end() - 2, ticks->end()), (std::vector<double>{1.75, 1.5}));
     EXPECT_EQ(ticks.use_count(), 2);
     auto stranger = AVPlayer::playerWithURL(QMURL::URLWithString("https://a.invalid/z.mp4"));
     EXPECT_THROW(stranger->removeTimeObserver(token), QMInvalidArgumentException);
@@ -133,7 +137,7 @@ TEST_F(PlayerModels, PeriodicTimeObserverTicksOnTheItemsTimelineUntilRemoved) {
     player->removeTimeObserver(token);
     player->seekToTime(kCMTimeZero);
     runFor(1000);
-    EXPECT_EQ(ticks->size(), 14u);
+    EXPECT_EQ(ticks->size(), 16u);
     EXPECT_EQ(ticks.use_count(), 1);  // the block was released
 }
 
