@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -27,6 +28,9 @@ struct NamedDriver {
     std::string name;
     DriverFactory make;
 };
+
+// Test names and failure messages show the driver by its name.
+void PrintTo(const NamedDriver& driver, std::ostream* os) { *os << driver.name; }
 
 class DriverContract : public QMVirtualTimeTest, public ::testing::WithParamInterface<NamedDriver> {
   protected:
