@@ -1,0 +1,212 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <iostream>
+#include <map>
+#include <set>
+
+#include "QMGStreamerAVPlayerDriver.h"
+#include "collector/QMCollectorServer.h"
+#include "facade/QMMonitoringSessions.h"
+#include "platform/QMNotificationCenter.h"
+#include "platform/QMURLSession.h"
+#include "platform/avfoundation/AVError.h"
+#include "platform/avfoundation/AVPlayerItemNotifications.h"
+#include "players/avplayer/QMAVPlayerVeyraPlugin.h"
+#include "support/QMTestEnvironment.h"
+#include "support/QMTestMediaServer.h"
+#include "veyrakit/QMDiagnosticCollectors.h"
+#include "veyrakit/VeyraKit.h"
+
+// Real media played by the GStreamer backend in real time on the real main loop, monitored by the
+// SDK, reported over loopback to the reference collector.
+
+using Json = nlohmann::ordered_json;
+
+namespace {
+
+// The ladder of scripts/make-test-media as the HLS demuxer announces it (AVERAGE-BANDWIDTH), with
+// each variant's picture.
+const std::map<int64_t, std::pair<double, double>> kLadder{
+    {160000, {160, 90}}, {320000, {320, 180}}, {640000, {480, 270}}};
+
+int64_t wallMillis() {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(
+               std::chrono::system_clock::now().time_since_epoch())
+        .count();
+}
+
+class GStreamerPlayback : public QMVirtualTimeTest {
+  protected:
+    void SetUp() override {
+        QMVirtualTimeTest::SetUp();
+        QMRunLoop::setMainRunLoop(realLoop);
+        stubs().disable();
+        QMCollectorServer::Options options;
+        options.port = options.diagnosticEventsPort = options.sessionEventsPort = 0;
+        options.databasePath = ":memory:";
+        options.policy = QMCollectorPolicy::fromJSON(Json::parse(R"({"init":{"intervalSeconds":1000}})"));
+        collector = std::make_unique<QMCollectorServer>(options);
+        collector->start();
+        QMDiagnosticCollectors::setSessionEventsURL(collector->sessionEventsURL());
+        QMDiagnosticCollectors::setDiagnosticEventsURL(collector->diagnosticEventsURL());
+        std::cout << "test media made in " << media.makingMillis() << " ms\n";
+    }
+    void TearDown() override {
+        driver.reset();
+        QMMonitoringSessions::setCurrentAVPlayerMonitoringSession(nullptr);
+        QMNotificationCenter::defaultCenter()->removeObserver(this);
+        QMURLSession::sharedSession()->waitForIdle();
+        QMVirtualTimeTest::TearDown();
+        collector->stop();
+    }
+
+    static std::shared_ptr<QMAVPlayerVeyraPlugin> plugin() {
+        return std::dynamic_pointer_cast<QMAVPlayerVeyraPlugin>(
+            QMMonitoringSessions::currentAVPlayerMonitoringSession());
+    }
+
+    // Plays `path` of the media to its end (or failure) under monitoring, and lets the last
+    // reports land.
+    void play(const std::string& path) {
+        player = AVPlayer::playerWithURL(QMURL::URLWithString(media.url(path)));
+        QMNotificationCenter::defaultCenter()->addObserver(this, AVPlayerItemDidPlayToEndTimeNotification,
+                                                           player->currentItem().get(),
+                                                           [this](const QMNotification&) { endMillis = wallMillis(); });
+        QMVeyraKit::pluginWithAVPlayer(player, "A-1", collector->baseURL(), "C-1", "VOD", "Test pattern", "V-1",
+                                       std::nullopt, std::nullopt);
+        driver = QMGStreamerAVPlayerDriver::driverWithPlayer(player);
+        player->play();
+        const auto started = std::chrono::steady_clock::now();
+        ASSERT_TRUE(realLoop->runUntil(
+            [&] { return driver->isOver() && plugin()->destroyed() && realLoop->transferCount() == 0; }, 15'000));
+        realLoop->runUntil([&] { return realLoop->outsideWorkCount() == 0; }, 2'000);
+        std::cout << "played in "
+                  << std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started)
+                         .count()
+                  << " ms\n";
+        sessionId = plugin()->sessionId().value_or("");
+    }
+
+    // The session's reports in pulse order, each with the time it arrived.
+    std::vector<std::pair<Json, int64_t>> reports() const {
+        std::map<int, std::pair<Json, int64_t>> byPulse;
+        for (const auto& request : collector->store().requestsOfSession(sessionId)) {
+            auto body = request.bodyJSON();
+            if (request.path == "/player/report" && body) {
+                byPulse[(*body)["pulseNumber"].get<int>()] = {*body, request.receivedMillis};
+            }
+        }
+        std::vector<std::pair<Json, int64_t>> out;
+        for (auto& [pulse, report] : byPulse) out.push_back(std::move(report));
+        return out;
+    }
+    std::string types() const {
+        std::string out;
+        for (const auto& [report, at] : reports()) out += report["type"].get<std::string>();
+        return out;
+    }
+
+    QMTestMediaServer media;
+    std::shared_ptr<QMRunLoop> realLoop = std::make_shared<QMRunLoop>();
+    std::unique_ptr<QMCollectorServer> collector;
+    std::shared_ptr<AVPlayer> player;
+    std::shared_ptr<QMGStreamerAVPlayerDriver> driver;
+    std::string sessionId;
+    int64_t endMillis = 0;
+};
+
+}  // namespace
+
+TEST_F(GStreamerPlayback, AnHLSLadderPlaysToTheEndAndTheCollectorSeesACleanSession) {
+    play("master.m3u8");
+    ASSERT_FALSE(sessionId.empty());
+
+    // The models as the player left them: played through on a variant of the ladder.
+    const auto& item = player->currentItem();
+    EXPECT_EQ(player->status(), AVPlayerStatusReadyToPlay);
+    EXPECT_EQ(item->status(), AVPlayerItemStatusReadyToPlay);
+    EXPECT_EQ(player->rate(), 0.0f);
+    EXPECT_DOUBLE_EQ(CMTimeGetSeconds(item->duration()), 6.0);
+    ASSERT_TRUE(item->accessLog());
+    const auto events = item->accessLog()->events();
+    ASSERT_FALSE(events.empty());
+    const auto& last = events.back();
+    ASSERT_EQ(kLadder.count(static_cast<int64_t>(last->indicatedBitrate())), 1u) << last->indicatedBitrate();
+    const auto size = kLadder.at(static_cast<int64_t>(last->indicatedBitrate()));
+    EXPECT_EQ(item->presentationSize().width, size.first);
+    EXPECT_EQ(item->presentationSize().height, size.second);
+    EXPECT_TRUE(last->URI()->starts_with(media.url("v"))) << *last->URI();
+    EXPECT_TRUE(last->URI()->ends_with("/index.m3u8")) << *last->URI();
+    EXPECT_EQ(last->playbackType(), "VOD");
+    EXPECT_GT(events.front()->startupTime(), 0.0);
+    EXPECT_FALSE(item->errorLog());
+
+    // The reports: the start, the join, the duration, a periodical report a second, the bitrates
+    // of the ladder, and the completion right after the end of the stream.
+    const auto sent = reports();
+    const std::string kinds = types();
+    EXPECT_EQ(kinds.front(), 'S') << kinds;
+    EXPECT_EQ(std::count(kinds.begin(), kinds.end(), 'J'), 1) << kinds;
+    EXPECT_EQ(std::count(kinds.begin(), kinds.end(), 'D'), 1) << kinds;
+    EXPECT_EQ(std::count(kinds.begin(), kinds.end(), 'E'), 0) << kinds;
+    EXPECT_GE(std::count(kinds.begin(), kinds.end(), 'P'), 6) << kinds;
+    std::set<int64_t> bitrates;
+    for (const auto& [report, at] : sent) {
+        if (report.contains("currentBitRate")) bitrates.insert(report["currentBitRate"].get<int64_t>());
+        if (report["type"] == "J") {
+            EXPECT_GT(report["joinTime"].get<int64_t>(), 0);
+            EXPECT_LT(report["joinTime"].get<int64_t>(), 3000);
+        }
+    }
+    ASSERT_FALSE(bitrates.empty());
+    for (int64_t bitrate : bitrates) EXPECT_EQ(kLadder.count(bitrate), 1u) << bitrate;
+    const auto& [final, arrived] = sent.back();
+    EXPECT_EQ(final["type"], "P");
+    EXPECT_EQ(final["playbackCompleted"], true);
+    EXPECT_EQ(final["assetDuration"], "6");
+    ASSERT_GT(endMillis, 0);
+    EXPECT_GE(arrived, endMillis);
+    EXPECT_LT(arrived - endMillis, 1000);
+
+    // The collector's own verdict.
+    auto analysis = collector->analyzeSession(sessionId, /*assumeFinished=*/true);
+    ASSERT_TRUE(analysis);
+    const Json json = analysis->toJSON();
+    EXPECT_EQ(json["summary"]["state"], "completed");
+    EXPECT_EQ(json["summary"]["durationSeconds"], 6);
+    EXPECT_EQ(json["summary"]["errors"], 0);
+    for (const auto& check : json["checks"]) EXPECT_NE(check["status"], "failed") << check.dump();
+    for (const char* name : {"init.wellFormed", "report.wellFormed", "values.types", "pulse.gapFree",
+                             "periodical.sequence", "joinTime.once", "duration.once", "completion.final"}) {
+        ASSERT_TRUE(analysis->check(name)) << name;
+        EXPECT_EQ(analysis->check(name)->status(), QMProtocolCheck::Status::Passed) << name;
+    }
+}
+
+TEST_F(GStreamerPlayback, AMissingSegmentFailsTheItemAndEndsTheSessionWithAPlaybackError) {
+    for (const char* variant : {"v0", "v1", "v2"}) media.remove(std::string(variant) + "/seg1.ts");
+    play("master.m3u8");
+    ASSERT_FALSE(sessionId.empty());
+
+    const auto& item = player->currentItem();
+    EXPECT_EQ(item->status(), AVPlayerItemStatusFailed);
+    ASSERT_TRUE(item->error());
+    EXPECT_EQ(item->error()->domain(), "AVFoundationErrorDomain");
+    EXPECT_EQ(item->error()->code(), AVErrorServerIncorrectlyConfigured);
+    ASSERT_TRUE(item->errorLog());
+    const auto& logged = item->errorLog()->events().back();
+    EXPECT_EQ(logged->errorStatusCode(), 404);
+    EXPECT_EQ(logged->errorDomain(), "CoreMediaErrorDomain");
+    EXPECT_EQ(player->rate(), 0.0f);
+    EXPECT_EQ(endMillis, 0);
+
+    const std::string kinds = types();
+    EXPECT_EQ(kinds.front(), 'S') << kinds;
+    EXPECT_EQ(kinds.back(), 'E') << kinds;
+    EXPECT_EQ(std::count(kinds.begin(), kinds.end(), 'E'), 1) << kinds;
+    auto analysis = collector->analyzeSession(sessionId, /*assumeFinished=*/true);
+    ASSERT_TRUE(analysis);
+    EXPECT_EQ(analysis->toJSON()["summary"]["errors"], 1);
+}
