@@ -101,7 +101,9 @@ std::shared_ptr<QMGStreamerAVPlayerDriver> QMGStreamerAVPlayerDriver::driverWith
 }
 
 QMGStreamerAVPlayerDriver::QMGStreamerAVPlayerDriver(std::shared_ptr<AVPlayer> player, Options options)
-    : player_(std::move(player)), item_(player_ ? player_->currentItem() : nullptr), url_(assetURL(player_)),
+    : player_(std::move(player)),
+      item_(player_ ? player_->currentItem() : nullptr),
+      url_(assetURL(player_)),
       options_(options) {}
 
 QMGStreamerAVPlayerDriver::~QMGStreamerAVPlayerDriver() { finish(); }
@@ -122,7 +124,8 @@ void QMGStreamerAVPlayerDriver::start() {
     GstElement* videoSink = nullptr;
     if (options_.headless) {
         videoSink = makeFakeSink("fakevideosink");
-        g_object_set(pipeline_, "video-sink", videoSink, "audio-sink", makeFakeSink("fakeaudiosink"), nullptr);
+        g_object_set(pipeline_, "video-sink", videoSink, "audio-sink", makeFakeSink("fakeaudiosink"),
+                     nullptr);
     }
 
     std::weak_ptr<QMGStreamerAVPlayerDriver> weakSelf = selfAs<QMGStreamerAVPlayerDriver>();
@@ -139,7 +142,8 @@ void QMGStreamerAVPlayerDriver::start() {
     player_->addObserver(this, "rate", NSKeyValueObservingOptionNew, nullptr);
     QMNotificationCenter::defaultCenter()->addObserver(this, AVPlayerItemTimeJumpedNotification, item_.get(),
                                                        [weakSelf](const QMNotification&) {
-                                                           if (auto self = weakSelf.lock()) self->onTimeJumped();
+                                                           if (auto self = weakSelf.lock())
+                                                               self->onTimeJumped();
                                                        });
     observing_ = true;
     startMicros_ = nowMicros();
@@ -180,7 +184,8 @@ void QMGStreamerAVPlayerDriver::applyState() {
     if (over_ || !pipeline_) {
         return;
     }
-    const GstState wanted = ready_ && !buffering_ && player_->rate() > 0 ? GST_STATE_PLAYING : GST_STATE_PAUSED;
+    const GstState wanted =
+        ready_ && !buffering_ && player_->rate() > 0 ? GST_STATE_PLAYING : GST_STATE_PAUSED;
     if (wanted != requested_) {
         requested_ = wanted;
         gst_element_set_state(pipeline_, wanted);
@@ -325,9 +330,9 @@ void QMGStreamerAVPlayerDriver::openAccessLogEvent() {
     const bool first = !item_->accessLog();
     event->setURI(variantURI_.value_or(url_));
     event->setServerAddress(QMURL::URLWithString(url_)->host());
-    event->setPlaybackType(CMTIME_IS_INDEFINITE(item_->duration()) ? "LIVE"
+    event->setPlaybackType(CMTIME_IS_INDEFINITE(item_->duration())   ? "LIVE"
                            : url_.find(".m3u8") != std::string::npos ? "VOD"
-                                                                      : "FILE");
+                                                                     : "FILE");
     event->setPlaybackStartDate(QMDate::date());
     event->setPlaybackStartOffset(CMTimeGetSeconds(item_->currentTime()));
     event->setStartupTime(first ? static_cast<double>(readyMicros_ - startMicros_) / 1e6 : -1.0);
@@ -379,9 +384,9 @@ void QMGStreamerAVPlayerDriver::onError(GstMessage* message) {
              commentFor(problem));
     over_ = true;
     closeAccessLogEvent();
-    auto error = QMError::errorWithDomain(AVFoundationErrorDomain, code,
-                                          problem.message.empty() ? "The operation could not be completed"
-                                                                  : problem.message);
+    auto error = QMError::errorWithDomain(
+        AVFoundationErrorDomain, code,
+        problem.message.empty() ? "The operation could not be completed" : problem.message);
     item_->setError(error);
     item_->setStatus(AVPlayerItemStatusFailed);
     if (started_) {

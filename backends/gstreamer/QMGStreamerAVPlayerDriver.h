@@ -42,7 +42,7 @@ class QMGStreamerAVPlayerDriver : public QMObject {
     // Throws std::runtime_error when GStreamer or playbin3 is missing, or when the player's
     // current item has no URL asset. The pipeline starts loading at once.
     static std::shared_ptr<QMGStreamerAVPlayerDriver> driverWithPlayer(std::shared_ptr<AVPlayer> player,
-                                                                      Options options);
+                                                                       Options options);
     static std::shared_ptr<QMGStreamerAVPlayerDriver> driverWithPlayer(std::shared_ptr<AVPlayer> player);
     ~QMGStreamerAVPlayerDriver() override;
 

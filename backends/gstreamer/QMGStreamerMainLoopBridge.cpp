@@ -4,8 +4,8 @@
 
 #include "platform/QMRunLoop.h"
 
-QMGStreamerMainLoopBridge::QMGStreamerMainLoopBridge(std::shared_ptr<QMRunLoop> loop, MessageHandler onMessage,
-                                                     VideoSizeHandler onVideoSize)
+QMGStreamerMainLoopBridge::QMGStreamerMainLoopBridge(std::shared_ptr<QMRunLoop> loop,
+                                                     MessageHandler onMessage, VideoSizeHandler onVideoSize)
     : loop_(std::move(loop)), onMessage_(std::move(onMessage)), onVideoSize_(std::move(onVideoSize)) {}
 
 QMGStreamerMainLoopBridge::~QMGStreamerMainLoopBridge() { detach(); }
@@ -76,7 +76,8 @@ GstPadProbeReturn QMGStreamerMainLoopBridge::onVideoEvent(GstPad*, GstPadProbeIn
     const GstStructure* format = caps ? gst_caps_get_structure(caps, 0) : nullptr;
     int width = 0;
     int height = 0;
-    if (format && gst_structure_get_int(format, "width", &width) && gst_structure_get_int(format, "height", &height)) {
+    if (format && gst_structure_get_int(format, "width", &width) &&
+        gst_structure_get_int(format, "height", &height)) {
         auto* self = static_cast<QMGStreamerMainLoopBridge*>(data);
         self->loop_->post([handler = self->onVideoSize_, width, height] { handler(width, height); });
     }

@@ -13,8 +13,9 @@ QMTestMediaServer::QMTestMediaServer() {
     const auto started = std::chrono::steady_clock::now();
     const std::string command = std::string(VEYRAKIT_MAKE_TEST_MEDIA) + " " + dir_;
     if (std::system(command.c_str()) != 0) throw std::runtime_error("failed: " + command);
-    makingMillis_ = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started)
-                        .count();
+    makingMillis_ =
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started)
+            .count();
     server_.set_mount_point("/", dir_);
     server_.set_keep_alive_timeout(1);  // stop() waits for idle connections at most this long
     port_ = server_.bind_to_any_port("127.0.0.1");
