@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <iostream>
 #include <map>
 #include <set>
@@ -219,4 +220,31 @@ TEST_F(GStreamerPlayback, AMissingSegmentFailsTheItemAndEndsTheSessionWithAPlayb
     auto analysis = collector->analyzeSession(sessionId, /*assumeFinished=*/true);
     ASSERT_TRUE(analysis);
     EXPECT_EQ(analysis->toJSON()["summary"]["errors"], 1);
+}
+
+TEST_F(GStreamerPlayback, AnMP4FilePlaysToTheEndWithOneAccessLogEventForTheFile) {
+    play("clip.mp4");
+    ASSERT_FALSE(sessionId.empty());
+
+    // No ladder: one event for the whole file, with no indicated bitrate to report.
+    const auto& item = player->currentItem();
+    ASSERT_TRUE(item->accessLog());
+    ASSERT_EQ(item->accessLog()->events().size(), 1u);
+    const auto& event = item->accessLog()->events().front();
+    EXPECT_EQ(event->URI(), media.url("clip.mp4"));
+    EXPECT_EQ(event->playbackType(), "FILE");
+    EXPECT_EQ(event->indicatedBitrate(), -1.0);
+    EXPECT_EQ(item->presentationSize().width, 320);
+    EXPECT_EQ(item->presentationSize().height, 180);
+    EXPECT_DOUBLE_EQ(std::round(CMTimeGetSeconds(item->duration())), 6.0);
+
+    const auto sent = reports();
+    const auto& [final, arrived] = sent.back();
+    EXPECT_EQ(final["playbackCompleted"], true);
+    EXPECT_EQ(final["assetDuration"], "6");
+    EXPECT_FALSE(final.contains("currentBitRate"));
+    EXPECT_LT(arrived - endMillis, 1000);
+    auto analysis = collector->analyzeSession(sessionId, /*assumeFinished=*/true);
+    ASSERT_TRUE(analysis);
+    EXPECT_EQ(analysis->toJSON()["summary"]["state"], "completed");
 }
