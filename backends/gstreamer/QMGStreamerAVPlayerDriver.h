@@ -54,6 +54,7 @@ class QMGStreamerAVPlayerDriver : public QMObject {
     void observeValueForKeyPath(const std::string& keyPath, QMObject* object, const QMKeyValueChange& change,
                                 void* context) override;
 
+    // Public for make_shared only: a driver made directly never starts; use driverWithPlayer.
     QMGStreamerAVPlayerDriver(std::shared_ptr<AVPlayer> player, Options options);
 
   private:
