@@ -7,6 +7,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "QMGStreamerAVPlayerDriver.h"
 #include "collector/QMCollectorServer.h"
@@ -244,6 +245,35 @@ TEST_F(GStreamerPlayback, AnMP4FilePlaysToTheEndWithOneAccessLogEventForTheFile)
     EXPECT_EQ(final["assetDuration"], "6");
     EXPECT_FALSE(final.contains("currentBitRate"));
     EXPECT_LT(arrived - endMillis, 1000);
+    auto analysis = collector->analyzeSession(sessionId, /*assumeFinished=*/true);
+    ASSERT_TRUE(analysis);
+    EXPECT_EQ(analysis->toJSON()["summary"]["state"], "completed");
+}
+
+TEST_F(GStreamerPlayback, ASegmentLateByASecondAndAHalfIsOneStallAtTheViewersRateThenPlaybackGoesOn) {
+    // Four seconds of media are in hand when the third segment is asked for; it comes 5.5 s later.
+    for (const char* variant : {"v0", "v1", "v2"}) media.delay(std::string(variant) + "/seg2.ts", 5'500);
+    std::vector<float> ratesAtStalls;
+    QMNotificationCenter::defaultCenter()->addObserver(
+        this, AVPlayerItemPlaybackStalledNotification, nullptr,
+        [&](const QMNotification&) { ratesAtStalls.push_back(player->rate()); });
+    play("master.m3u8");
+    ASSERT_FALSE(sessionId.empty());
+
+    EXPECT_EQ(ratesAtStalls, std::vector<float>{1.0f});
+    const auto& item = player->currentItem();
+    ASSERT_TRUE(item->accessLog());
+    EXPECT_EQ(item->accessLog()->events().back()->numberOfStalls(), 1);
+    EXPECT_FALSE(item->playbackBufferEmpty());
+    EXPECT_TRUE(item->playbackLikelyToKeepUp());
+
+    const auto sent = reports();
+    const auto& final = sent.back().first;
+    EXPECT_EQ(final["playbackCompleted"], true);
+    const int64_t buffering = std::stoll(final["totalBufferingTime"].get<std::string>());
+    EXPECT_GT(buffering, 800);
+    EXPECT_LT(buffering, 3000);
+    EXPECT_NEAR(std::stoll(final["totalPlayingTime"].get<std::string>()), 6000, 300);
     auto analysis = collector->analyzeSession(sessionId, /*assumeFinished=*/true);
     ASSERT_TRUE(analysis);
     EXPECT_EQ(analysis->toJSON()["summary"]["state"], "completed");

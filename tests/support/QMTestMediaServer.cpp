@@ -17,6 +17,16 @@ QMTestMediaServer::QMTestMediaServer() {
         std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started)
             .count();
     server_.set_mount_point("/", dir_);
+    server_.set_pre_routing_handler([this](const httplib::Request& request, httplib::Response&) {
+        int64_t millis = 0;
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            auto it = delays_.find(request.path);
+            millis = it == delays_.end() ? 0 : it->second;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(millis));
+        return httplib::Server::HandlerResponse::Unhandled;
+    });
     server_.set_keep_alive_timeout(1);  // stop() waits for idle connections at most this long
     port_ = server_.bind_to_any_port("127.0.0.1");
     if (port_ <= 0) throw std::runtime_error("the media server cannot bind");
@@ -35,6 +45,11 @@ QMTestMediaServer::~QMTestMediaServer() {
 
 std::string QMTestMediaServer::url(const std::string& path) const {
     return "http://127.0.0.1:" + std::to_string(port_) + "/" + path;
+}
+
+void QMTestMediaServer::delay(const std::string& path, int64_t millis) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    delays_["/" + path] = millis;
 }
 
 void QMTestMediaServer::remove(const std::string& path) const { std::filesystem::remove(dir_ + "/" + path); }

@@ -2,6 +2,8 @@
 #include <httplib.h>
 
 #include <cstdint>
+#include <map>
+#include <mutex>
 #include <string>
 #include <thread>
 
@@ -19,6 +21,8 @@ class QMTestMediaServer {
     std::string url(const std::string& path) const;
     // Takes a file away, so that asking for it answers 404.
     void remove(const std::string& path) const;
+    // Answers requests for `path` only after `millis` (a slow segment: the player runs dry).
+    void delay(const std::string& path, int64_t millis);
     // How long the script took to make the media.
     int64_t makingMillis() const { return makingMillis_; }
 
@@ -28,4 +32,6 @@ class QMTestMediaServer {
     httplib::Server server_;
     std::thread thread_;
     int port_ = 0;
+    std::mutex mutex_;
+    std::map<std::string, int64_t> delays_;  // by request path, read on the server's threads
 };
