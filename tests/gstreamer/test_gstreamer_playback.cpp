@@ -278,3 +278,27 @@ TEST_F(GStreamerPlayback, ASegmentLateByASecondAndAHalfIsOneStallAtTheViewersRat
     ASSERT_TRUE(analysis);
     EXPECT_EQ(analysis->toJSON()["summary"]["state"], "completed");
 }
+
+TEST_F(GStreamerPlayback, ThePipelineFollowsTheAppsPauseAndSeek) {
+    // Paused from 1 s to 2 s, then on from the 4 s mark: 2 s of media left.
+    realLoop->postAfter(1'000'000, [this] { player->pause(); });
+    realLoop->postAfter(2'000'000, [this] {
+        player->seekToTime(CMTimeMake(4, 1));
+        player->play();
+    });
+    const auto started = std::chrono::steady_clock::now();
+    play("master.m3u8");
+    const auto took =
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started)
+            .count();
+    ASSERT_FALSE(sessionId.empty());
+
+    EXPECT_GT(took, 3'800);
+    EXPECT_LT(took, 5'000);
+    const auto sent = reports();
+    const auto& final = sent.back().first;
+    EXPECT_EQ(final["playbackCompleted"], true);
+    // About one second before the pause and two after the seek (the playhead runs from the
+    // keyframe at 4 s).
+    EXPECT_NEAR(std::stoll(final["totalPlayingTime"].get<std::string>()), 3000, 400);
+}
