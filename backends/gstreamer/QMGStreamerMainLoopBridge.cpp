@@ -45,7 +45,6 @@ bool QMGStreamerMainLoopBridge::isWanted(GstMessage* message, GstElement* pipeli
         case GST_MESSAGE_EOS:
         case GST_MESSAGE_BUFFERING:
         case GST_MESSAGE_ASYNC_DONE:
-        case GST_MESSAGE_DURATION_CHANGED:
             return true;
         case GST_MESSAGE_STATE_CHANGED:
             return GST_MESSAGE_SRC(message) == GST_OBJECT_CAST(pipeline);
