@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <any>
 #include <chrono>
 #include <cmath>
 #include <iostream>
@@ -73,10 +74,11 @@ class GStreamerPlayback : public QMVirtualTimeTest {
             QMMonitoringSessions::currentAVPlayerMonitoringSession());
     }
 
-    // Plays `path` of the media to its end (or failure) under monitoring, and lets the last
+    // Plays `path` of the media (or a whole URL) to its end (or failure) under monitoring, and lets the last
     // reports land.
     void play(const std::string& path) {
-        player = AVPlayer::playerWithURL(QMURL::URLWithString(media.url(path)));
+        player = AVPlayer::playerWithURL(
+            QMURL::URLWithString(path.starts_with("http://") ? path : media.url(path)));
         QMNotificationCenter::defaultCenter()->addObserver(
             this, AVPlayerItemDidPlayToEndTimeNotification, player->currentItem().get(),
             [this](const QMNotification&) { endMillis = wallMillis(); });
@@ -301,4 +303,36 @@ TEST_F(GStreamerPlayback, ThePipelineFollowsTheAppsPauseAndSeek) {
     // About one second before the pause and two after the seek (the playhead runs from the
     // keyframe at 4 s).
     EXPECT_NEAR(std::stoll(final["totalPlayingTime"].get<std::string>()), 3000, 400);
+}
+
+TEST_F(GStreamerPlayback, ASegmentMissingDuringPlaybackFailsToPlayToTheEndWithTheItemsError) {
+    // Each of the demuxer's attempts at the third segment answers 404 after half a second, so
+    // that it gives up once playback is under way. (A missing last segment merely ends the
+    // stream early, hence 8 s of media.)
+    QMTestMediaServer longer(8);
+    for (const char* variant : {"v0", "v1", "v2"}) {
+        longer.remove(std::string(variant) + "/seg2.ts");
+        longer.delay(std::string(variant) + "/seg2.ts", 500);
+    }
+    std::vector<std::shared_ptr<QMError>> failures;
+    QMNotificationCenter::defaultCenter()->addObserver(
+        this, AVPlayerItemFailedToPlayToEndTimeNotification, nullptr,
+        [&](const QMNotification& notification) {
+            auto error = notification.userInfo().find(AVPlayerItemFailedToPlayToEndTimeErrorKey);
+            failures.push_back(error == notification.userInfo().end()
+                                   ? nullptr
+                                   : std::any_cast<std::shared_ptr<QMError>>(error->second));
+        });
+    play(longer.url("master.m3u8"));
+    ASSERT_FALSE(sessionId.empty());
+
+    const auto& item = player->currentItem();
+    EXPECT_EQ(item->status(), AVPlayerItemStatusFailed);
+    ASSERT_EQ(failures.size(), 1u);
+    EXPECT_EQ(failures.front(), item->error());
+    EXPECT_EQ(player->rate(), 0.0f);
+    EXPECT_EQ(item->errorLog()->events().back()->errorStatusCode(), 404);
+    const std::string kinds = types();
+    EXPECT_TRUE(kinds.starts_with("SPDJ") || kinds.starts_with("SPJD")) << kinds;
+    EXPECT_EQ(kinds.back(), 'E') << kinds;
 }

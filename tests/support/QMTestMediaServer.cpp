@@ -5,13 +5,14 @@
 #include <filesystem>
 #include <stdexcept>
 
-QMTestMediaServer::QMTestMediaServer() {
+QMTestMediaServer::QMTestMediaServer(int seconds) {
     char pattern[] = "/tmp/veyrakit-media-XXXXXX";
     const char* dir = mkdtemp(pattern);
     if (!dir) throw std::runtime_error("no temporary directory for the test media");
     dir_ = dir;
     const auto started = std::chrono::steady_clock::now();
-    const std::string command = std::string(VEYRAKIT_MAKE_TEST_MEDIA) + " " + dir_;
+    const std::string command =
+        std::string(VEYRAKIT_MAKE_TEST_MEDIA) + " " + dir_ + " " + std::to_string(seconds);
     if (std::system(command.c_str()) != 0) throw std::runtime_error("failed: " + command);
     makingMillis_ =
         std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started)

@@ -11,8 +11,9 @@
 // an MP4 into a temporary directory, served over loopback HTTP on a free port until destruction.
 class QMTestMediaServer {
   public:
-    // Throws std::runtime_error when the media cannot be made or served.
-    QMTestMediaServer();
+    // `seconds` of media (a multiple of the 2 s segments). Throws std::runtime_error when the
+    // media cannot be made or served.
+    explicit QMTestMediaServer(int seconds = 6);
     ~QMTestMediaServer();
     QMTestMediaServer(const QMTestMediaServer&) = delete;
     QMTestMediaServer& operator=(const QMTestMediaServer&) = delete;
