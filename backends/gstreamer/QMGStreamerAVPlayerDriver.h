@@ -103,5 +103,4 @@ class QMGStreamerAVPlayerDriver : public QMObject {
     double observedBitrate_ = -1.0;
     std::optional<CGSize> videoSize_;
     std::shared_ptr<AVPlayerItemAccessLogEvent> currentEvent_;
-    int64_t eventOpenedMicros_ = 0;
 };

@@ -12,6 +12,7 @@ QMGStreamerMainLoopBridge::~QMGStreamerMainLoopBridge() { detach(); }
 
 void QMGStreamerMainLoopBridge::attach(GstElement* pipeline, GstElement* videoSink) {
     pipeline_ = pipeline;
+    attached_ = true;
     GstBus* bus = gst_element_get_bus(pipeline);
     gst_bus_set_sync_handler(bus, &QMGStreamerMainLoopBridge::onBusMessage, this, nullptr);
     gst_object_unref(bus);
@@ -30,11 +31,11 @@ void QMGStreamerMainLoopBridge::detach() {
         gst_object_unref(videoPad_);
         videoPad_ = nullptr;
     }
-    if (pipeline_) {
+    if (attached_) {
+        attached_ = false;
         GstBus* bus = gst_element_get_bus(pipeline_);
         gst_bus_set_sync_handler(bus, nullptr, nullptr, nullptr);
         gst_object_unref(bus);
-        pipeline_ = nullptr;
     }
 }
 

@@ -33,10 +33,14 @@ class QMGStreamerMainLoopBridge {
     // status, tags) is dropped on the streaming thread instead of crossing to the main loop.
     static bool isWanted(GstMessage* message, GstElement* pipeline);
 
+    // Read by GStreamer's threads: set before attach() hands this bridge to them, never changed
+    // after.
     std::shared_ptr<QMRunLoop> loop_;
     MessageHandler onMessage_;
     VideoSizeHandler onVideoSize_;
     GstElement* pipeline_ = nullptr;
+    // The main loop's own.
+    bool attached_ = false;
     GstPad* videoPad_ = nullptr;
     gulong probeId_ = 0;
 };
