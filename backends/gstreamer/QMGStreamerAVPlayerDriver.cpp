@@ -167,7 +167,7 @@ void QMGStreamerAVPlayerDriver::finish() {
     if (pipeline_) {
         // Joins GStreamer's threads: after this nothing more reaches the bridge.
         gst_element_set_state(pipeline_, GST_STATE_NULL);
-        bridge_->detach();
+        if (bridge_) bridge_->detach();
         gst_object_unref(pipeline_);
         pipeline_ = nullptr;
     }
