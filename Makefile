@@ -36,11 +36,12 @@ ifeq ($(TSAN),1)
 # ThreadSanitizer: only the areas whose tests involve a second thread (labelled "threads").
 test: configure
 	@cmake --build $(BUILD_DIR) -j $(JOBS) --target veyrakit_thread_tests
-	@cd $(BUILD_DIR) && TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
+	@cd $(BUILD_DIR) && TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:suppressions=$(CURDIR)/tests/tsan.supp \
 	  ctest --output-on-failure -j $(JOBS) --timeout 300 -L threads
 else
 test: build
 	@cd $(BUILD_DIR) && ASAN_OPTIONS=detect_leaks=1:abort_on_error=0 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+	  LSAN_OPTIONS=suppressions=$(CURDIR)/tests/lsan.supp:print_suppressions=0 \
 	  ctest --output-on-failure -j $(JOBS) --timeout 300
 endif
 

@@ -1,0 +1,106 @@
+#pragma once
+#include <gst/gst.h>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "platform/QMObject.h"
+#include "platform/avfoundation/AVPlayer.h"
+#include "platform/avfoundation/CGSize.h"
+
+class AVPlayerItemAccessLogEvent;
+class QMGStreamerMainLoopBridge;
+
+// Plays an AVPlayer model's current item (an AVURLAsset: a media file or an HLS master playlist)
+// with a GStreamer playbin3 pipeline, and drives the models as the platform's player would:
+//   - follows the app: the player's rate (any rate above zero plays at normal speed, zero
+//     pauses) and seeks of the item (AVPlayerItemTimeJumpedNotification);
+//   - loading ends (the pipeline has prerolled and is not buffering): player and item status
+//     ready, the item's duration (indefinite when the pipeline knows none), presentation size,
+//     buffer not empty and likely to keep up;
+//   - playback starts (the pipeline first plays): an access-log event for the variant playing,
+//     then AVPlayerItemNewAccessLogEntryNotification; each later variant switch of the HLS
+//     demuxer opens a new one;
+//   - a stall (the demuxer buffers after the start): buffer empty, not likely to keep up,
+//     AVPlayerItemPlaybackStalledNotification; the rate stays the viewer's; recovery undoes it;
+//   - a warning with an HTTP status: an error-log event; an error: an error-log event, then the
+//     item fails (error, status failed, AVPlayerItemFailedToPlayToEndTimeNotification once
+//     playback had started, rate 0);
+//   - end of stream: rate 0, then AVPlayerItemDidPlayToEndTimeNotification.
+// The item moves its playhead itself while it plays; the driver does not set it.
+// GStreamer's threads reach the models only through the main run loop (QMGStreamerMainLoopBridge).
+// Made, used and dropped on the main run loop's thread.
+class QMGStreamerAVPlayerDriver : public QMObject {
+  public:
+    struct Options {
+        // Nothing is shown or heard: fake sinks that still consume in real time.
+        bool headless = true;
+    };
+
+    // Throws std::runtime_error when GStreamer or playbin3 is missing, or when the player's
+    // current item has no URL asset. The pipeline starts loading at once.
+    static std::shared_ptr<QMGStreamerAVPlayerDriver> driverWithPlayer(std::shared_ptr<AVPlayer> player,
+                                                                       Options options);
+    static std::shared_ptr<QMGStreamerAVPlayerDriver> driverWithPlayer(std::shared_ptr<AVPlayer> player);
+    ~QMGStreamerAVPlayerDriver() override;
+
+    // Tears the pipeline down and stops following the models (the models keep their values).
+    void stop();
+    // Playback ended, failed, or was stopped.
+    bool isOver() const { return over_; }
+
+    void observeValueForKeyPath(const std::string& keyPath, QMObject* object, const QMKeyValueChange& change,
+                                void* context) override;
+
+    // Public for make_shared only: a driver made directly never starts; use driverWithPlayer.
+    QMGStreamerAVPlayerDriver(std::shared_ptr<AVPlayer> player, Options options);
+
+  private:
+    void start();
+    void handleMessage(GstMessage* message);
+    void handleVideoSize(int width, int height);
+    void onStateChanged(GstMessage* message);
+    void onBuffering(int percent);
+    void onStatistics(GstMessage* message);
+    void onWarning(GstMessage* message);
+    void onError(GstMessage* message);
+    void onEndOfStream();
+    void onTimeJumped();
+
+    void becomeReadyIfLoaded();
+    void startPlayback();
+    void beginStall();
+    void endStall();
+    void openAccessLogEvent();
+    void closeAccessLogEvent();
+    void logError(long statusCode, const std::string& domain, const std::optional<std::string>& comment);
+    // The pipeline state the models ask for now.
+    void applyState();
+    void finish();
+
+    std::shared_ptr<AVPlayer> player_;
+    std::shared_ptr<AVPlayerItem> item_;
+    std::string url_;
+    Options options_;
+    GstElement* pipeline_ = nullptr;
+    std::unique_ptr<QMGStreamerMainLoopBridge> bridge_;
+    bool observing_ = false;
+
+    bool prerolled_ = false;
+    bool buffering_ = false;
+    bool ready_ = false;
+    bool started_ = false;
+    bool over_ = false;
+    int64_t startMicros_ = 0;
+    int64_t readyMicros_ = 0;
+    GstState requested_ = GST_STATE_VOID_PENDING;
+
+    // The variant playing (HLS), as the demuxer last announced it.
+    std::optional<std::string> variantURI_;
+    double variantBitrate_ = -1.0;
+    double observedBitrate_ = -1.0;
+    std::optional<CGSize> videoSize_;
+    std::shared_ptr<AVPlayerItemAccessLogEvent> currentEvent_;
+};

@@ -1,0 +1,338 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <any>
+#include <chrono>
+#include <cmath>
+#include <iostream>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "QMGStreamerAVPlayerDriver.h"
+#include "collector/QMCollectorServer.h"
+#include "facade/QMMonitoringSessions.h"
+#include "platform/QMNotificationCenter.h"
+#include "platform/QMURLSession.h"
+#include "platform/avfoundation/AVError.h"
+#include "platform/avfoundation/AVPlayerItemNotifications.h"
+#include "players/avplayer/QMAVPlayerVeyraPlugin.h"
+#include "support/QMTestEnvironment.h"
+#include "support/QMTestMediaServer.h"
+#include "veyrakit/QMDiagnosticCollectors.h"
+#include "veyrakit/VeyraKit.h"
+
+// Real media played by the GStreamer backend in real time on the real main loop, monitored by the
+// SDK, reported over loopback to the reference collector.
+
+using Json = nlohmann::ordered_json;
+
+namespace {
+
+// The ladder of scripts/make-test-media as the HLS demuxer announces it (AVERAGE-BANDWIDTH), with
+// each variant's picture.
+const std::map<int64_t, std::pair<double, double>> kLadder{
+    {160000, {160, 90}}, {320000, {320, 180}}, {640000, {480, 270}}};
+
+int64_t wallMillis() {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(
+               std::chrono::system_clock::now().time_since_epoch())
+        .count();
+}
+
+class GStreamerPlayback : public QMVirtualTimeTest {
+  protected:
+    void SetUp() override {
+        QMVirtualTimeTest::SetUp();
+        QMRunLoop::setMainRunLoop(realLoop);
+        stubs().disable();
+        QMCollectorServer::Options options;
+        options.port = options.diagnosticEventsPort = options.sessionEventsPort = 0;
+        options.databasePath = ":memory:";
+        options.policy = QMCollectorPolicy::fromJSON(Json::parse(R"({"init":{"intervalSeconds":1000}})"));
+        collector = std::make_unique<QMCollectorServer>(options);
+        collector->start();
+        QMDiagnosticCollectors::setSessionEventsURL(collector->sessionEventsURL());
+        QMDiagnosticCollectors::setDiagnosticEventsURL(collector->diagnosticEventsURL());
+        std::cout << "test media made in " << media.makingMillis() << " ms\n";
+    }
+    void TearDown() override {
+        driver.reset();
+        QMMonitoringSessions::setCurrentAVPlayerMonitoringSession(nullptr);
+        QMNotificationCenter::defaultCenter()->removeObserver(this);
+        QMVirtualTimeTest::TearDown();
+        // The cached connections go before the servers stop, which would otherwise wait for them
+        // to time out.
+        QMURLSession::sharedSession()->shutdown();
+        realLoop.reset();
+        collector->stop();
+    }
+
+    static std::shared_ptr<QMAVPlayerVeyraPlugin> plugin() {
+        return std::dynamic_pointer_cast<QMAVPlayerVeyraPlugin>(
+            QMMonitoringSessions::currentAVPlayerMonitoringSession());
+    }
+
+    // Plays `path` of the media (or a whole URL) to its end (or failure) under monitoring, and lets the last
+    // reports land.
+    void play(const std::string& path) {
+        player = AVPlayer::playerWithURL(
+            QMURL::URLWithString(path.starts_with("http://") ? path : media.url(path)));
+        QMNotificationCenter::defaultCenter()->addObserver(
+            this, AVPlayerItemDidPlayToEndTimeNotification, player->currentItem().get(),
+            [this](const QMNotification&) { endMillis = wallMillis(); });
+        QMVeyraKit::pluginWithAVPlayer(player, "A-1", collector->baseURL(), "C-1", "VOD", "Test pattern",
+                                       "V-1", std::nullopt, std::nullopt);
+        driver = QMGStreamerAVPlayerDriver::driverWithPlayer(player);
+        player->play();
+        const auto started = std::chrono::steady_clock::now();
+        ASSERT_TRUE(realLoop->runUntil(
+            [&] { return driver->isOver() && plugin()->destroyed() && realLoop->transferCount() == 0; },
+            15'000));
+        realLoop->runUntil([&] { return realLoop->outsideWorkCount() == 0; }, 2'000);
+        std::cout << "played in "
+                  << std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
+                                                                           started)
+                         .count()
+                  << " ms\n";
+        sessionId = plugin()->sessionId().value_or("");
+    }
+
+    // The session's reports in pulse order, each with the time it arrived.
+    std::vector<std::pair<Json, int64_t>> reports() const {
+        std::map<int, std::pair<Json, int64_t>> byPulse;
+        for (const auto& request : collector->store().requestsOfSession(sessionId)) {
+            auto body = request.bodyJSON();
+            if (request.path == "/player/report" && body) {
+                byPulse[(*body)["pulseNumber"].get<int>()] = {*body, request.receivedMillis};
+            }
+        }
+        std::vector<std::pair<Json, int64_t>> out;
+        for (auto& [pulse, report] : byPulse) out.push_back(std::move(report));
+        return out;
+    }
+    std::string types() const {
+        std::string out;
+        for (const auto& [report, at] : reports()) out += report["type"].get<std::string>();
+        return out;
+    }
+
+    QMTestMediaServer media;
+    std::shared_ptr<QMRunLoop> realLoop = std::make_shared<QMRunLoop>();
+    std::unique_ptr<QMCollectorServer> collector;
+    std::shared_ptr<AVPlayer> player;
+    std::shared_ptr<QMGStreamerAVPlayerDriver> driver;
+    std::string sessionId;
+    int64_t endMillis = 0;
+};
+
+}  // namespace
+
+TEST_F(GStreamerPlayback, AnHLSLadderPlaysToTheEndAndTheCollectorSeesACleanSession) {
+    play("master.m3u8");
+    ASSERT_FALSE(sessionId.empty());
+
+    // The models as the player left them: played through on a variant of the ladder.
+    const auto& item = player->currentItem();
+    EXPECT_EQ(player->status(), AVPlayerStatusReadyToPlay);
+    EXPECT_EQ(item->status(), AVPlayerItemStatusReadyToPlay);
+    EXPECT_EQ(player->rate(), 0.0f);
+    EXPECT_DOUBLE_EQ(CMTimeGetSeconds(item->duration()), 6.0);
+    ASSERT_TRUE(item->accessLog());
+    const auto events = item->accessLog()->events();
+    ASSERT_FALSE(events.empty());
+    const auto& last = events.back();
+    ASSERT_EQ(kLadder.count(static_cast<int64_t>(last->indicatedBitrate())), 1u) << last->indicatedBitrate();
+    const auto size = kLadder.at(static_cast<int64_t>(last->indicatedBitrate()));
+    EXPECT_EQ(item->presentationSize().width, size.first);
+    EXPECT_EQ(item->presentationSize().height, size.second);
+    EXPECT_TRUE(last->URI()->starts_with(media.url("v"))) << *last->URI();
+    EXPECT_TRUE(last->URI()->ends_with("/index.m3u8")) << *last->URI();
+    EXPECT_EQ(last->playbackType(), "VOD");
+    EXPECT_GT(events.front()->startupTime(), 0.0);
+    EXPECT_FALSE(item->errorLog());
+
+    // The reports: the start, the join, the duration, a periodical report a second, the bitrates
+    // of the ladder, and the completion right after the end of the stream.
+    const auto sent = reports();
+    const std::string kinds = types();
+    EXPECT_EQ(kinds.front(), 'S') << kinds;
+    EXPECT_EQ(std::count(kinds.begin(), kinds.end(), 'J'), 1) << kinds;
+    EXPECT_EQ(std::count(kinds.begin(), kinds.end(), 'D'), 1) << kinds;
+    EXPECT_EQ(std::count(kinds.begin(), kinds.end(), 'E'), 0) << kinds;
+    EXPECT_TRUE(kinds.starts_with("SPDJ") || kinds.starts_with("SPJD")) << kinds;
+    EXPECT_GE(std::count(kinds.begin(), kinds.end(), 'P'), 6) << kinds;
+    std::set<int64_t> bitrates;
+    for (const auto& [report, at] : sent) {
+        if (report.contains("currentBitRate")) bitrates.insert(report["currentBitRate"].get<int64_t>());
+        if (report["type"] == "J") {
+            EXPECT_GT(report["joinTime"].get<int64_t>(), 0);
+            EXPECT_LT(report["joinTime"].get<int64_t>(), 3000);
+        }
+    }
+    ASSERT_FALSE(bitrates.empty());
+    for (int64_t bitrate : bitrates) EXPECT_EQ(kLadder.count(bitrate), 1u) << bitrate;
+    const auto& [final, arrived] = sent.back();
+    EXPECT_EQ(final["type"], "P");
+    EXPECT_EQ(final["playbackCompleted"], true);
+    EXPECT_EQ(final["assetDuration"], "6");
+    // Six seconds of media played in real time, with no stall after the join.
+    EXPECT_NEAR(std::stoll(final["totalPlayingTime"].get<std::string>()), 6000, 300);
+    EXPECT_EQ(final["totalBufferingTime"], "0");
+    ASSERT_GT(endMillis, 0);
+    EXPECT_GE(arrived, endMillis);
+    EXPECT_LT(arrived - endMillis, 1000);
+
+    // The collector's own verdict.
+    auto analysis = collector->analyzeSession(sessionId, /*assumeFinished=*/true);
+    ASSERT_TRUE(analysis);
+    const Json json = analysis->toJSON();
+    EXPECT_EQ(json["summary"]["state"], "completed");
+    EXPECT_EQ(json["summary"]["durationSeconds"], 6);
+    EXPECT_EQ(json["summary"]["errors"], 0);
+    for (const auto& check : json["checks"]) EXPECT_NE(check["status"], "failed") << check.dump();
+    for (const char* name : {"init.wellFormed", "report.wellFormed", "values.types", "pulse.gapFree",
+                             "periodical.sequence", "joinTime.once", "duration.once", "completion.final"}) {
+        ASSERT_TRUE(analysis->check(name)) << name;
+        EXPECT_EQ(analysis->check(name)->status(), QMProtocolCheck::Status::Passed) << name;
+    }
+}
+
+TEST_F(GStreamerPlayback, AMissingSegmentFailsTheItemAndEndsTheSessionWithAPlaybackError) {
+    for (const char* variant : {"v0", "v1", "v2"}) media.remove(std::string(variant) + "/seg1.ts");
+    play("master.m3u8");
+    ASSERT_FALSE(sessionId.empty());
+
+    const auto& item = player->currentItem();
+    EXPECT_EQ(item->status(), AVPlayerItemStatusFailed);
+    ASSERT_TRUE(item->error());
+    EXPECT_EQ(item->error()->domain(), "AVFoundationErrorDomain");
+    EXPECT_EQ(item->error()->code(), AVErrorServerIncorrectlyConfigured);
+    ASSERT_TRUE(item->errorLog());
+    const auto& logged = item->errorLog()->events().back();
+    EXPECT_EQ(logged->errorStatusCode(), 404);
+    EXPECT_EQ(logged->errorDomain(), "CoreMediaErrorDomain");
+    EXPECT_EQ(player->rate(), 0.0f);
+    EXPECT_EQ(endMillis, 0);
+
+    const std::string kinds = types();
+    EXPECT_EQ(kinds.front(), 'S') << kinds;
+    EXPECT_EQ(kinds.back(), 'E') << kinds;
+    EXPECT_EQ(std::count(kinds.begin(), kinds.end(), 'E'), 1) << kinds;
+    auto analysis = collector->analyzeSession(sessionId, /*assumeFinished=*/true);
+    ASSERT_TRUE(analysis);
+    EXPECT_EQ(analysis->toJSON()["summary"]["errors"], 1);
+}
+
+TEST_F(GStreamerPlayback, AnMP4FilePlaysToTheEndWithOneAccessLogEventForTheFile) {
+    play("clip.mp4");
+    ASSERT_FALSE(sessionId.empty());
+
+    // No ladder: one event for the whole file, with no indicated bitrate to report.
+    const auto& item = player->currentItem();
+    ASSERT_TRUE(item->accessLog());
+    ASSERT_EQ(item->accessLog()->events().size(), 1u);
+    const auto& event = item->accessLog()->events().front();
+    EXPECT_EQ(event->URI(), media.url("clip.mp4"));
+    EXPECT_EQ(event->playbackType(), "FILE");
+    EXPECT_EQ(event->indicatedBitrate(), -1.0);
+    EXPECT_EQ(item->presentationSize().width, 320);
+    EXPECT_EQ(item->presentationSize().height, 180);
+    EXPECT_DOUBLE_EQ(std::round(CMTimeGetSeconds(item->duration())), 6.0);
+
+    const auto sent = reports();
+    const auto& [final, arrived] = sent.back();
+    EXPECT_EQ(final["playbackCompleted"], true);
+    EXPECT_EQ(final["assetDuration"], "6");
+    EXPECT_FALSE(final.contains("currentBitRate"));
+    EXPECT_LT(arrived - endMillis, 1000);
+    auto analysis = collector->analyzeSession(sessionId, /*assumeFinished=*/true);
+    ASSERT_TRUE(analysis);
+    EXPECT_EQ(analysis->toJSON()["summary"]["state"], "completed");
+}
+
+TEST_F(GStreamerPlayback, ASegmentLateByASecondAndAHalfIsOneStallAtTheViewersRateThenPlaybackGoesOn) {
+    // Four seconds of media are in hand when the third segment is asked for; it comes 5.5 s later.
+    for (const char* variant : {"v0", "v1", "v2"}) media.delay(std::string(variant) + "/seg2.ts", 5'500);
+    std::vector<float> ratesAtStalls;
+    QMNotificationCenter::defaultCenter()->addObserver(
+        this, AVPlayerItemPlaybackStalledNotification, nullptr,
+        [&](const QMNotification&) { ratesAtStalls.push_back(player->rate()); });
+    play("master.m3u8");
+    ASSERT_FALSE(sessionId.empty());
+
+    EXPECT_EQ(ratesAtStalls, std::vector<float>{1.0f});
+    const auto& item = player->currentItem();
+    ASSERT_TRUE(item->accessLog());
+    EXPECT_EQ(item->accessLog()->events().back()->numberOfStalls(), 1);
+    EXPECT_FALSE(item->playbackBufferEmpty());
+    EXPECT_TRUE(item->playbackLikelyToKeepUp());
+
+    const auto sent = reports();
+    const auto& final = sent.back().first;
+    EXPECT_EQ(final["playbackCompleted"], true);
+    const int64_t buffering = std::stoll(final["totalBufferingTime"].get<std::string>());
+    EXPECT_GT(buffering, 800);
+    EXPECT_LT(buffering, 3000);
+    EXPECT_NEAR(std::stoll(final["totalPlayingTime"].get<std::string>()), 6000, 300);
+    auto analysis = collector->analyzeSession(sessionId, /*assumeFinished=*/true);
+    ASSERT_TRUE(analysis);
+    EXPECT_EQ(analysis->toJSON()["summary"]["state"], "completed");
+}
+
+TEST_F(GStreamerPlayback, ThePipelineFollowsTheAppsPauseAndSeek) {
+    // Paused from 1 s to 2 s, then on from the 4 s mark: 2 s of media left.
+    realLoop->postAfter(1'000'000, [this] { player->pause(); });
+    realLoop->postAfter(2'000'000, [this] {
+        player->seekToTime(CMTimeMake(4, 1));
+        player->play();
+    });
+    const auto started = std::chrono::steady_clock::now();
+    play("master.m3u8");
+    const auto took =
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started)
+            .count();
+    ASSERT_FALSE(sessionId.empty());
+
+    EXPECT_GT(took, 3'800);
+    EXPECT_LT(took, 5'000);
+    const auto sent = reports();
+    const auto& final = sent.back().first;
+    EXPECT_EQ(final["playbackCompleted"], true);
+    // About one second before the pause and two after the seek (the playhead runs from the
+    // keyframe at 4 s).
+    EXPECT_NEAR(std::stoll(final["totalPlayingTime"].get<std::string>()), 3000, 400);
+}
+
+TEST_F(GStreamerPlayback, ASegmentMissingDuringPlaybackFailsToPlayToTheEndWithTheItemsError) {
+    // Each of the demuxer's attempts at the third segment answers 404 after half a second, so
+    // that it gives up once playback is under way. (A missing last segment merely ends the
+    // stream early, hence 8 s of media.)
+    QMTestMediaServer longer(8);
+    for (const char* variant : {"v0", "v1", "v2"}) {
+        longer.remove(std::string(variant) + "/seg2.ts");
+        longer.delay(std::string(variant) + "/seg2.ts", 500);
+    }
+    std::vector<std::shared_ptr<QMError>> failures;
+    QMNotificationCenter::defaultCenter()->addObserver(
+        this, AVPlayerItemFailedToPlayToEndTimeNotification, nullptr,
+        [&](const QMNotification& notification) {
+            auto error = notification.userInfo().find(AVPlayerItemFailedToPlayToEndTimeErrorKey);
+            failures.push_back(error == notification.userInfo().end()
+                                   ? nullptr
+                                   : std::any_cast<std::shared_ptr<QMError>>(error->second));
+        });
+    play(longer.url("master.m3u8"));
+    ASSERT_FALSE(sessionId.empty());
+
+    const auto& item = player->currentItem();
+    EXPECT_EQ(item->status(), AVPlayerItemStatusFailed);
+    ASSERT_EQ(failures.size(), 1u);
+    EXPECT_EQ(failures.front(), item->error());
+    EXPECT_EQ(player->rate(), 0.0f);
+    EXPECT_EQ(item->errorLog()->events().back()->errorStatusCode(), 404);
+    const std::string kinds = types();
+    EXPECT_TRUE(kinds.starts_with("SPDJ") || kinds.starts_with("SPJD")) << kinds;
+    EXPECT_EQ(kinds.back(), 'E') << kinds;
+}

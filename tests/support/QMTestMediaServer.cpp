@@ -1,0 +1,56 @@
+#include "support/QMTestMediaServer.h"
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+
+QMTestMediaServer::QMTestMediaServer(int seconds) {
+    char pattern[] = "/tmp/veyrakit-media-XXXXXX";
+    const char* dir = mkdtemp(pattern);
+    if (!dir) throw std::runtime_error("no temporary directory for the test media");
+    dir_ = dir;
+    const auto started = std::chrono::steady_clock::now();
+    const std::string command =
+        std::string(VEYRAKIT_MAKE_TEST_MEDIA) + " " + dir_ + " " + std::to_string(seconds);
+    if (std::system(command.c_str()) != 0) throw std::runtime_error("failed: " + command);
+    makingMillis_ =
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started)
+            .count();
+    server_.set_mount_point("/", dir_);
+    server_.set_pre_routing_handler([this](const httplib::Request& request, httplib::Response&) {
+        int64_t millis = 0;
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            auto it = delays_.find(request.path);
+            millis = it == delays_.end() ? 0 : it->second;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(millis));
+        return httplib::Server::HandlerResponse::Unhandled;
+    });
+    server_.set_keep_alive_timeout(1);  // stop() waits for idle connections at most this long
+    port_ = server_.bind_to_any_port("127.0.0.1");
+    if (port_ <= 0) throw std::runtime_error("the media server cannot bind");
+    thread_ = std::thread([this] { server_.listen_after_bind(); });
+    while (!server_.is_running()) {
+        std::this_thread::yield();
+    }
+}
+
+QMTestMediaServer::~QMTestMediaServer() {
+    server_.stop();
+    thread_.join();
+    std::error_code ignored;
+    std::filesystem::remove_all(dir_, ignored);
+}
+
+std::string QMTestMediaServer::url(const std::string& path) const {
+    return "http://127.0.0.1:" + std::to_string(port_) + "/" + path;
+}
+
+void QMTestMediaServer::delay(const std::string& path, int64_t millis) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    delays_["/" + path] = millis;
+}
+
+void QMTestMediaServer::remove(const std::string& path) const { std::filesystem::remove(dir_ + "/" + path); }

@@ -1,0 +1,38 @@
+#pragma once
+#include <httplib.h>
+
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <string>
+#include <thread>
+
+// Real media for player backends: scripts/make-test-media writes a three-variant HLS ladder and
+// an MP4 into a temporary directory, served over loopback HTTP on a free port until destruction.
+class QMTestMediaServer {
+  public:
+    // `seconds` of media (a multiple of the 2 s segments). Throws std::runtime_error when the
+    // media cannot be made or served.
+    explicit QMTestMediaServer(int seconds = 6);
+    ~QMTestMediaServer();
+    QMTestMediaServer(const QMTestMediaServer&) = delete;
+    QMTestMediaServer& operator=(const QMTestMediaServer&) = delete;
+
+    // "http://127.0.0.1:<port>/<path>"
+    std::string url(const std::string& path) const;
+    // Takes a file away, so that asking for it answers 404.
+    void remove(const std::string& path) const;
+    // Answers requests for `path` only after `millis` (a slow segment: the player runs dry).
+    void delay(const std::string& path, int64_t millis);
+    // How long the script took to make the media.
+    int64_t makingMillis() const { return makingMillis_; }
+
+  private:
+    std::string dir_;
+    int64_t makingMillis_ = 0;
+    httplib::Server server_;
+    std::thread thread_;
+    int port_ = 0;
+    std::mutex mutex_;
+    std::map<std::string, int64_t> delays_;  // by request path, read on the server's threads
+};
