@@ -67,9 +67,9 @@ format:
 format-check:
 	@clang-format --dry-run --Werror $(FORMAT_SOURCES)
 
-# clang-tidy (bugprone and performance checks, .clang-tidy) over the library and the tools, with
+# clang-tidy (bugprone and performance checks, .clang-tidy) over the library, the backends and the tools, with
 # the compile commands of the normal build; any finding fails.
-TIDY_SOURCES = $(shell git ls-files -- 'src/*.cpp' 'tools/*.cpp')
+TIDY_SOURCES = $(shell git ls-files -- 'src/*.cpp' 'backends/*.cpp' 'tools/*.cpp')
 
 tidy: configure
 	@run-clang-tidy -quiet -p $(BUILD_DIR) -j $(JOBS) -extra-arg=-Wno-unknown-warning-option $(TIDY_SOURCES) \
