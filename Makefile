@@ -67,8 +67,8 @@ format:
 format-check:
 	@clang-format --dry-run --Werror $(FORMAT_SOURCES)
 
-# clang-tidy (bugprone and performance checks, .clang-tidy) over the library, the backends and the tools, with
-# the compile commands of the normal build; any finding fails.
+# clang-tidy (bugprone and performance checks, .clang-tidy) over the library, the backends and
+# the tools, with the compile commands of the normal build; any finding fails.
 TIDY_SOURCES = $(shell git ls-files -- 'src/*.cpp' 'backends/*.cpp' 'tools/*.cpp')
 
 tidy: configure
