@@ -213,9 +213,19 @@ void QMMPMoviePlayerPIEHandler::sendPeriodicalReport() {
     task->resume();
 }
 
-bool QMMPMoviePlayerPIEHandler::stringChanged(const std::optional<std::string>& value,
-                                              const std::optional<std::string>& shadow) {
+bool QMMPMoviePlayerPIEHandler::differs(const std::optional<std::string>& shadow,
+                                        const std::optional<std::string>& value) {
     return !value || value != shadow;
+}
+
+template <typename T, typename V>
+void QMMPMoviePlayerPIEHandler::follow(T& shadow, const V& value, const char* format) {
+    // Plain inequality for numbers, so a NaN is reported on every check.
+    if (!differs(shadow, T(value))) {
+        return;
+    }
+    shadow = T(value);
+    log(QMFormat(format, shadow));
 }
 
 bool QMMPMoviePlayerPIEHandler::dateChanged(const std::shared_ptr<QMDate>& value,
@@ -227,116 +237,43 @@ void QMMPMoviePlayerPIEHandler::checkAccessLogChanges() {
     // No entry reads as the platform reads a message to nothing: strings and dates nothing,
     // numbers zero.
     const auto event = newestEvent(player_ ? player_->accessLog() : nullptr);
-    const auto uri = event ? event->URI() : std::nullopt;
-    if (stringChanged(uri, uri_)) {
-        uri_ = uri;
-        log(QMFormat("URI: %@\n", uri_));
-    }
-    const auto address = event ? event->serverAddress() : std::nullopt;
-    if (stringChanged(address, address_)) {
-        address_ = address;
-        log(QMFormat("Server address: %@\n", address_));
-    }
-    const int64_t addressChanges = event ? event->numberOfServerAddressChanges() : 0;
-    if (addressChanges != addressChanges_) {
-        addressChanges_ = addressChanges;
-        log(QMFormat("Number of server address changes: %li\n", addressChanges_));
-    }
-    const int64_t segments = event ? event->numberOfSegmentsDownloaded() : 0;
-    if (segments != numberOfSegmentsDownloaded_) {
-        numberOfSegmentsDownloaded_ = segments;
-        log(QMFormat("Number of network read requests over WWAN: %li\n", numberOfSegmentsDownloaded_));
-    }
-    const int64_t bytes = event ? event->numberOfBytesTransferred() : 0;
-    if (bytes != bytesTransfered_) {
-        bytesTransfered_ = bytes;
-        log(QMFormat("Bytes transfered: %li\n", bytesTransfered_));
-    }
+    follow(uri_, event ? event->URI() : std::nullopt, "URI: %@\n");
+    follow(address_, event ? event->serverAddress() : std::nullopt, "Server address: %@\n");
+    follow(addressChanges_, event ? event->numberOfServerAddressChanges() : 0,
+           "Number of server address changes: %li\n");
+    follow(numberOfSegmentsDownloaded_, event ? event->numberOfSegmentsDownloaded() : 0,
+           "Number of network read requests over WWAN: %li\n");
+    follow(bytesTransfered_, event ? event->numberOfBytesTransferred() : 0, "Bytes transfered: %li\n");
+    // A start date is kept, never recorded, and a new nothing does not replace the old one.
     const auto startDate = event ? event->playbackStartDate() : nullptr;
-    if (dateChanged(startDate, startDate_) && startDate) {
+    if (startDate && dateChanged(startDate, startDate_)) {
         startDate_ = startDate;
     }
-    const auto sessionID = event ? event->playbackSessionID() : std::nullopt;
-    if (stringChanged(sessionID, sessionID_)) {
-        sessionID_ = sessionID;
-        log(QMFormat("Session ID: %@\n", sessionID_));
-    }
-    // Plain inequality, so a NaN is reported on every check.
-    const double startOffset = event ? event->playbackStartOffset() : 0.0;
-    if (startOffset != startOffset_) {
-        startOffset_ = startOffset;
-        log(QMFormat("Start offset: %.2f\n", startOffset_));
-    }
-    const double watched = event ? event->durationWatched() : 0.0;
-    if (watched != durationWatched_) {
-        durationWatched_ = watched;
-        log(QMFormat("Watched duration: %.2f\n", durationWatched_));
-    }
-    const int64_t dropped = event ? event->numberOfDroppedVideoFrames() : 0;
-    if (dropped != droppedVideoFrames_) {
-        droppedVideoFrames_ = dropped;
-        log(QMFormat("Dropped frames: %li\n", droppedVideoFrames_));
-    }
-    const int64_t stalls = event ? event->numberOfStalls() : 0;
-    if (stalls != stalls_) {
-        stalls_ = stalls;
-        log(QMFormat("Number of stalls: %li\n", stalls_));
-    }
-    const double downloadDuration = event ? event->segmentsDownloadedDuration() : 0.0;
-    if (downloadDuration != segmentsDownloadDuration_) {
-        segmentsDownloadDuration_ = downloadDuration;
-        log(QMFormat("Segments download duration: %.2f\n", segmentsDownloadDuration_));
-    }
-    const double indicated = event ? event->indicatedBitrate() : 0.0;
-    if (indicated != indicatedBitrate_) {
-        indicatedBitrate_ = indicated;
-        log(QMFormat("Indicated bitrate: %.2f\n", indicatedBitrate_));
-    }
-    const double observed = event ? event->observedBitrate() : 0.0;
-    if (observed != bitrate_) {
-        bitrate_ = observed;
-        log(QMFormat("Observed bitrate: %.2f\n", bitrate_));
-    }
+    follow(sessionID_, event ? event->playbackSessionID() : std::nullopt, "Session ID: %@\n");
+    follow(startOffset_, event ? event->playbackStartOffset() : 0.0, "Start offset: %.2f\n");
+    follow(durationWatched_, event ? event->durationWatched() : 0.0, "Watched duration: %.2f\n");
+    follow(droppedVideoFrames_, event ? event->numberOfDroppedVideoFrames() : 0, "Dropped frames: %li\n");
+    follow(stalls_, event ? event->numberOfStalls() : 0, "Number of stalls: %li\n");
+    follow(segmentsDownloadDuration_, event ? event->segmentsDownloadedDuration() : 0.0,
+           "Segments download duration: %.2f\n");
+    follow(indicatedBitrate_, event ? event->indicatedBitrate() : 0.0, "Indicated bitrate: %.2f\n");
+    follow(bitrate_, event ? event->observedBitrate() : 0.0, "Observed bitrate: %.2f\n");
 }
 
 void QMMPMoviePlayerPIEHandler::checkErrorLogChanges() {
     const auto event = newestEvent(player_ ? player_->errorLog() : nullptr);
     // The URI, server address and session ID shadows are the access check's as well: when the two
     // logs disagree, each check records its value again.
-    const auto uri = event ? event->URI() : std::nullopt;
-    if (stringChanged(uri, uri_)) {
-        uri_ = uri;
-        log(QMFormat("URI: %@\n", uri_));
-    }
-    const auto address = event ? event->serverAddress() : std::nullopt;
-    if (stringChanged(address, address_)) {
-        address_ = address;
-        log(QMFormat("Server address: %@\n", address_));
-    }
-    const auto sessionID = event ? event->playbackSessionID() : std::nullopt;
-    if (stringChanged(sessionID, sessionID_)) {
-        sessionID_ = sessionID;
-        log(QMFormat("Session ID: %@\n", sessionID_));
-    }
+    follow(uri_, event ? event->URI() : std::nullopt, "URI: %@\n");
+    follow(address_, event ? event->serverAddress() : std::nullopt, "Server address: %@\n");
+    follow(sessionID_, event ? event->playbackSessionID() : std::nullopt, "Session ID: %@\n");
     const auto date = event ? event->date() : nullptr;
     if (dateChanged(date, errorDate_)) {
         errorDate_ = date;
     }
-    const int64_t statusCode = event ? event->errorStatusCode() : 0;
-    if (statusCode != errorStatusCode_) {
-        errorStatusCode_ = statusCode;
-        log(QMFormat("Error status code: %ld\n", errorStatusCode_));
-    }
-    const auto domain = event ? event->errorDomain() : std::nullopt;
-    if (stringChanged(domain, errorDomain_)) {
-        errorDomain_ = domain;
-        log(QMFormat("Error domain: %@\n", errorDomain_));
-    }
-    const auto comment = event ? event->errorComment() : std::nullopt;
-    if (stringChanged(comment, errorComment_)) {
-        errorComment_ = comment;
-        log(QMFormat("Error comment: %@\n", errorComment_));
-    }
+    follow(errorStatusCode_, event ? event->errorStatusCode() : 0, "Error status code: %ld\n");
+    follow(errorDomain_, event ? event->errorDomain() : std::nullopt, "Error domain: %@\n");
+    follow(errorComment_, event ? event->errorComment() : std::nullopt, "Error comment: %@\n");
 }
 
 void QMMPMoviePlayerPIEHandler::checkLogs() {
