@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "diagnostics/QMLogShadow.h"
 #include "platform/QMFormat.h"
 
 namespace {
@@ -11,24 +12,11 @@ using Changes = std::vector<Change>;
 
 constexpr double kNotAvailable = -1.0;
 
-bool differs(const std::optional<std::string>& shadow, const std::optional<std::string>& value) {
-    return !value || shadow != value;
-}
-
-bool differs(const std::shared_ptr<QMDate>& shadow, const std::shared_ptr<QMDate>& value) {
-    return !value || !shadow || shadow->timeIntervalSince1970() != value->timeIntervalSince1970();
-}
-
-bool differs(int64_t shadow, int64_t value) { return shadow != value; }
-
-// NaN != NaN, so a NaN is always a change.
-bool differs(double shadow, double value) { return shadow != value; }
-
 // When the value differs from its shadow (and is not to be ignored), the shadow takes it and the
 // change that `describe` makes of the stored value is added.
 template <typename T, typename Describe>
 void follow(T& shadow, T value, bool ignored, Changes& changes, Describe describe) {
-    if (ignored || !differs(shadow, value)) {
+    if (ignored || !QMLogShadow::differs(shadow, value)) {
         return;
     }
     shadow = std::move(value);

@@ -6,6 +6,7 @@
 
 #include "core/QMObjectRepository.h"
 #include "core/QMVeyraPlugin.h"
+#include "diagnostics/QMLogShadow.h"
 #include "platform/QMClock.h"
 #include "platform/QMConsole.h"
 #include "platform/QMFormat.h"
@@ -213,24 +214,14 @@ void QMMPMoviePlayerPIEHandler::sendPeriodicalReport() {
     task->resume();
 }
 
-bool QMMPMoviePlayerPIEHandler::differs(const std::optional<std::string>& shadow,
-                                        const std::optional<std::string>& value) {
-    return !value || value != shadow;
-}
-
 template <typename T, typename V>
 void QMMPMoviePlayerPIEHandler::follow(T& shadow, const V& value, const char* format) {
     // Plain inequality for numbers, so a NaN is reported on every check.
-    if (!differs(shadow, T(value))) {
+    if (!QMLogShadow::differs(shadow, T(value))) {
         return;
     }
     shadow = T(value);
     log(QMFormat(format, shadow));
-}
-
-bool QMMPMoviePlayerPIEHandler::dateChanged(const std::shared_ptr<QMDate>& value,
-                                            const std::shared_ptr<QMDate>& shadow) {
-    return !value || !shadow || value->timeIntervalSince1970() != shadow->timeIntervalSince1970();
 }
 
 void QMMPMoviePlayerPIEHandler::checkAccessLogChanges() {
@@ -246,7 +237,7 @@ void QMMPMoviePlayerPIEHandler::checkAccessLogChanges() {
     follow(bytesTransfered_, event ? event->numberOfBytesTransferred() : 0, "Bytes transfered: %li\n");
     // A start date is kept, never recorded, and a new nothing does not replace the old one.
     const auto startDate = event ? event->playbackStartDate() : nullptr;
-    if (startDate && dateChanged(startDate, startDate_)) {
+    if (startDate && QMLogShadow::differs(startDate_, startDate)) {
         startDate_ = startDate;
     }
     follow(sessionID_, event ? event->playbackSessionID() : std::nullopt, "Session ID: %@\n");
@@ -268,7 +259,7 @@ void QMMPMoviePlayerPIEHandler::checkErrorLogChanges() {
     follow(address_, event ? event->serverAddress() : std::nullopt, "Server address: %@\n");
     follow(sessionID_, event ? event->playbackSessionID() : std::nullopt, "Session ID: %@\n");
     const auto date = event ? event->date() : nullptr;
-    if (dateChanged(date, errorDate_)) {
+    if (QMLogShadow::differs(errorDate_, date)) {
         errorDate_ = date;
     }
     follow(errorStatusCode_, event ? event->errorStatusCode() : 0, "Error status code: %ld\n");

@@ -80,18 +80,10 @@ class QMMPMoviePlayerPIEHandler : public QMEventHandler {
     void observePlayer();
     void checkLogs();
     QMJSON sessionDescription() const;
-    // Compares with the platform's equality, where a new value of nothing never equals; numbers
-    // by plain inequality.
-    static bool differs(const std::optional<std::string>& shadow, const std::optional<std::string>& value);
-    template <typename Number>
-    static bool differs(Number shadow, Number value) {
-        return shadow != value;
-    }
     // When the log's value differs from its shadow, the shadow takes it and the text formatted
     // with it is recorded.
     template <typename T, typename V>
     void follow(T& shadow, const V& value, const char* format);
-    static bool dateChanged(const std::shared_ptr<QMDate>& value, const std::shared_ptr<QMDate>& shadow);
 
     std::shared_ptr<MPMoviePlayerController> player_;
     std::shared_ptr<QMVeyraPlugin> plugin_;
