@@ -18,12 +18,21 @@ QMCollectorApi::QMCollectorApi(const QMCollectorStore& store, QMSessionAnalyzer 
 QMCollectorApi::Response QMCollectorApi::sessions(int64_t nowMillis, bool assumeFinished) const {
     Json list = Json::array();
     for (const auto& analysis : analyzer_.analyzeAll(store_, nowMillis, assumeFinished)) {
+        const Json& summary = analysis.summary;
         list.push_back({{"sessionId", analysis.sessionId},
                         {"known", analysis.known},
                         {"state", analysis.state},
-                        {"startedAt", analysis.summary["startedAt"]},
-                        {"lastRequestAt", analysis.summary["lastRequestAt"]},
-                        {"requests", analysis.summary["requests"]},
+                        {"phase", analysis.phase},
+                        {"plugin", summary["plugin"]},
+                        {"assetId", summary["asset"].value("assetId", Json())},
+                        {"assetName", summary["asset"].value("assetName", Json())},
+                        {"startedAt", summary["startedAt"]},
+                        {"lastRequestAt", summary["lastRequestAt"]},
+                        {"requests", summary["requests"]},
+                        {"joinTimeMs", summary["joinTimeMs"]},
+                        {"rebufferingRatio", summary["rebufferingRatio"]},
+                        {"checksPassed", analysis.checkCount(QMProtocolCheck::Status::Passed)},
+                        {"checksFailed", analysis.checkCount(QMProtocolCheck::Status::Failed)},
                         {"passed", analysis.passed()},
                         {"violations", analysis.violationCount()}});
     }
@@ -38,6 +47,13 @@ QMCollectorApi::Response QMCollectorApi::session(const std::string& sessionId, i
     Json body = analyzer_.analyze(sessionId, known, requests, nowMillis, assumeFinished).toJSON();
     body["requests"] = requestList(requests);
     return {200, body};
+}
+
+QMCollectorApi::Response QMCollectorApi::timeline(const std::string& sessionId, int64_t nowMillis,
+                                                  bool assumeFinished) const {
+    auto body = analyzer_.dashboard(store_, sessionId, nowMillis, assumeFinished);
+    if (!body) return {404, {{"error", "no request named session \"" + sessionId + "\""}}};
+    return {200, *body};
 }
 
 QMCollectorApi::Response QMCollectorApi::requests(const std::optional<std::string>& session) const {

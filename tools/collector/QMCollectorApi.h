@@ -10,6 +10,7 @@
 // The collector's read-only JSON API, independent of the HTTP server that serves it:
 //   GET /api/sessions                   every session with its state and check outcome
 //   GET /api/sessions/{sessionId}       one session: summary, checks, requests
+//   GET /api/sessions/{sessionId}/timeline  what the dashboard draws of one session
 //   GET /api/requests[?session=ID|none] stored requests, all, of one session, or of none
 // "?final=1" on the session routes judges every session as over.
 class QMCollectorApi {
@@ -23,6 +24,7 @@ class QMCollectorApi {
 
     Response sessions(int64_t nowMillis, bool assumeFinished) const;
     Response session(const std::string& sessionId, int64_t nowMillis, bool assumeFinished) const;
+    Response timeline(const std::string& sessionId, int64_t nowMillis, bool assumeFinished) const;
     // `session` "none" selects the requests that named no session.
     Response requests(const std::optional<std::string>& session) const;
 

@@ -10,6 +10,7 @@
 
 #include "collector/QMCollectorApi.h"
 #include "collector/QMCollectorResponder.h"
+#include "collector/QMDashboardAssets.h"
 #include "collector/QMDiagnosticAttribution.h"
 #include "collector/QMSessionAnalyzer.h"
 
@@ -62,6 +63,7 @@ struct QMCollectorServer::Impl {
     void configureMain();
     void configureDiagnostics(httplib::Server& server, const std::string& path, QMCollectorEndpoint endpoint);
     void configureCommon(httplib::Server& server);
+    static void configureDashboard(httplib::Server& server);
     void handle(const httplib::Request& req, httplib::Response& res, QMCollectorEndpoint endpoint);
     QMCollectorResponder::Answer answerFor(QMCollectorRequest& request);
     void notify(const QMCollectorRequest& request);
@@ -96,13 +98,35 @@ void QMCollectorServer::Impl::configureMain() {
         auto answer = api.session(req.matches[1], currentTimeMillis(), req.get_param_value("final") == "1");
         sendJSON(res, answer.status, answer.body);
     });
+    server.Get(R"(/api/sessions/([^/]+)/timeline)", [api](const httplib::Request& req,
+                                                          httplib::Response& res) {
+        auto answer = api.timeline(req.matches[1], currentTimeMillis(), req.get_param_value("final") == "1");
+        sendJSON(res, answer.status, answer.body);
+    });
     server.Get("/api/requests", [api](const httplib::Request& req, httplib::Response& res) {
         auto session =
             req.has_param("session") ? std::optional(req.get_param_value("session")) : std::nullopt;
         auto answer = api.requests(session);
         sendJSON(res, answer.status, answer.body);
     });
+    configureDashboard(server);
     configureCommon(server);
+}
+
+// The dashboard's page and files; its views are addresses of the one page ("/", "/sessions/ID").
+// Registered before the catch-all, so looking at the dashboard stores nothing.
+void QMCollectorServer::Impl::configureDashboard(httplib::Server& server) {
+    auto page = [](const httplib::Request&, httplib::Response& res) {
+        const auto& asset = QMDashboardAssets::page();
+        res.set_content(std::string(asset.bytes), QMDashboardAssets::contentType(asset.path));
+    };
+    server.Get("/", page);
+    server.Get(R"(/sessions/[^/]+)", page);
+    server.Get(R"(/dashboard/[^/]+)", [](const httplib::Request& req, httplib::Response& res) {
+        auto asset = QMDashboardAssets::find(req.path);
+        if (!asset) return sendJSON(res, 404, Json{{"error", "no such dashboard file"}});
+        res.set_content(std::string(asset->bytes), QMDashboardAssets::contentType(asset->path));
+    });
 }
 
 void QMCollectorServer::Impl::configureDiagnostics(httplib::Server& server, const std::string& path,
@@ -255,6 +279,8 @@ int QMCollectorServer::sessionEventsPort() const { return impl_->ports[2]; }
 std::string QMCollectorServer::baseURL() const {
     return "http://" + impl_->options.host + ":" + std::to_string(port());
 }
+
+std::string QMCollectorServer::dashboardURL() const { return baseURL() + "/"; }
 
 std::string QMCollectorServer::diagnosticEventsURL() const {
     return "http://" + impl_->options.host + ":" + std::to_string(diagnosticEventsPort()) +

@@ -12,7 +12,7 @@
 #include "collector/QMSessionAnalysis.h"
 
 // The reference collector: three HTTP servers on their own threads.
-//   main port:     POST /player/init, POST /player/report, GET /api/...
+//   main port:     POST /player/init, POST /player/report, GET /api/..., the dashboard at GET /
 //   diagnostics:   POST /veyrakit/ (player diagnostic events)
 //   session events: POST /sessionEventsHandler/sessions
 // Every request, on any path, is stored with its answer before the answer goes out. Embeddable:
@@ -49,6 +49,7 @@ class QMCollectorServer {
     int sessionEventsPort() const;
     // "http://127.0.0.1:<port>", the base for /player/init and /player/report.
     std::string baseURL() const;
+    std::string dashboardURL() const;         // ".../", the web dashboard on the main port
     std::string diagnosticEventsURL() const;  // ".../veyrakit/"
     std::string sessionEventsURL() const;     // ".../sessionEventsHandler/sessions"
 

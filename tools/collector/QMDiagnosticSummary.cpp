@@ -36,15 +36,14 @@ Json numberFromText(const std::string& value) {
     return number;
 }
 
-// The movie player's events by the form of their text, without the closing line feed.
-std::string movieEventKey(const std::string& text) {
+}  // namespace
+
+std::string QMDiagnosticSummary::movieEventKey(const std::string& text) {
     auto recognized = QMDiagnosticSchema::recognizeText(text);
     std::string key = recognized ? recognized->format : text;
     if (key.ends_with("\n")) key.pop_back();
     return key;
 }
-
-}  // namespace
 
 void QMDiagnosticSummary::add(const QMSessionView& view, nlohmann::ordered_json& summary) {
     size_t events = 0;

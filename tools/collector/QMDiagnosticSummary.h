@@ -1,5 +1,6 @@
 #pragma once
 #include <nlohmann/json.hpp>
+#include <string>
 
 #include "collector/QMSessionView.h"
 
@@ -9,6 +10,9 @@
 class QMDiagnosticSummary {
   public:
     static void add(const QMSessionView& view, nlohmann::ordered_json& summary);
+    // A movie player event's name by the form its text was made from, without the closing line
+    // feed ("Duration changed: %.2f").
+    static std::string movieEventKey(const std::string& text);
 
   private:
     static nlohmann::ordered_json eventsByName(const QMSessionView& view);

@@ -8,6 +8,12 @@ size_t QMSessionAnalysis::violationCount() const {
     return count;
 }
 
+size_t QMSessionAnalysis::checkCount(QMProtocolCheck::Status status) const {
+    size_t count = 0;
+    for (const auto& each : checks) count += each.status() == status ? 1 : 0;
+    return count;
+}
+
 const QMProtocolCheck* QMSessionAnalysis::check(const std::string& name) const {
     for (const auto& each : checks) {
         if (each.name() == name) return &each;

@@ -14,13 +14,15 @@ class QMSessionAnalysis {
   public:
     std::string sessionId;
     bool known = false;
-    std::string state;  // "active", "completed", "error", "endedByServer", "abandoned"
+    std::string state;  // "active", "completed", "error", "endedByServer", "abandoned", "ended"
+    std::string phase;  // "running", "ended", "destroyed"
     nlohmann::ordered_json summary;
     std::vector<QMProtocolCheck> checks;
 
     // No check failed (pending and not applicable ones do not count against it).
     bool passed() const;
     size_t violationCount() const;
+    size_t checkCount(QMProtocolCheck::Status status) const;
     // The check with this name, or nullptr.
     const QMProtocolCheck* check(const std::string& name) const;
     nlohmann::ordered_json toJSON() const;

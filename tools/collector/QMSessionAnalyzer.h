@@ -1,5 +1,6 @@
 #pragma once
 #include <cstdint>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
@@ -7,6 +8,7 @@
 #include "collector/QMCollectorRequest.h"
 #include "collector/QMCollectorStore.h"
 #include "collector/QMSessionAnalysis.h"
+#include "collector/QMSessionView.h"
 
 // Works out a session's summary and protocol check results from its stored requests.
 class QMSessionAnalyzer {
@@ -26,8 +28,17 @@ class QMSessionAnalyzer {
     std::vector<QMSessionAnalysis> analyzeAll(const QMCollectorStore& store, int64_t nowMillis,
                                               bool assumeFinished = false) const;
 
+    // What the dashboard shows of one session: the analysis (with "phase") and its timeline,
+    // intervals, bitrate steps, diagnostic events and checks with their breaking requests
+    // (QMSessionTimeline); nullopt when no request ever named the session.
+    std::optional<nlohmann::ordered_json> dashboard(const QMCollectorStore& store,
+                                                    const std::string& sessionId, int64_t nowMillis,
+                                                    bool assumeFinished = false) const;
+
     int64_t idleMillis() const { return idleMillis_; }
 
   private:
+    static QMSessionAnalysis analyzeView(const QMSessionView& view);
+
     int64_t idleMillis_;
 };

@@ -136,6 +136,12 @@ const std::string& QMSessionView::stateName(State state) {
     return names.at(static_cast<size_t>(state));
 }
 
+const std::string& QMSessionView::phaseName(State state) {
+    static const std::array<std::string, 6> names{"running",   "ended",     "destroyed",
+                                                  "destroyed", "destroyed", "ended"};
+    return names.at(static_cast<size_t>(state));
+}
+
 std::optional<int64_t> QMSessionView::numberOf(const nlohmann::ordered_json& value) {
     if (value.is_number_integer()) return value.get<int64_t>();
     // Up to 18 digits, so that the conversion cannot overflow.

@@ -68,6 +68,10 @@ class QMSessionView {
     State state() const { return state_; }
     bool finished() const { return state_ != State::Active; }
     static const std::string& stateName(State state);
+    // The state in three words for people watching sessions: "running" (active), "ended" (played
+    // to its end: completed, or a movie player session over without an error) or "destroyed"
+    // (torn down before its end: a playback error, the server ending it, abandoned).
+    static const std::string& phaseName(State state);
 
     // A number from a report value: an integer, or a string of decimal digits as the stateful
     // metrics send them; nullopt for anything else.

@@ -32,6 +32,7 @@ int serve(const QMCollectorOptions& options) {
     std::printf("veyrakit-collector listening on %s (diagnostics %s, %s), database %s\n",
                 server.baseURL().c_str(), server.diagnosticEventsURL().c_str(),
                 server.sessionEventsURL().c_str(), options.server.databasePath.c_str());
+    std::printf("dashboard: %s\n", server.dashboardURL().c_str());
     std::fflush(stdout);
     int received = 0;
     sigwait(&signals, &received);
