@@ -24,6 +24,8 @@ class QMDemoCollector {
     virtual std::string diagnosticEventsURL() const = 0;
     // "embedded collector on http://127.0.0.1:41234 (diagnostics ...)", for the first line.
     virtual std::string description() const = 0;
+    // The collector's web dashboard (its sessions page), "http://127.0.0.1:41234/".
+    virtual std::string dashboardURL() const = 0;
     // The SDK's session id is known (a collector that has to look for the run's requests uses it).
     virtual void followSession(const std::string& sessionId) {}
     // Every request received so far has been given to the observer when this returns; no more

@@ -32,7 +32,7 @@ std::string QMDemoEmbeddedCollector::baseURL() const { return server_.baseURL();
 
 std::string QMDemoEmbeddedCollector::description() const {
     return "embedded collector on " + server_.baseURL() + " (diagnostics " + server_.diagnosticEventsURL() +
-           ", " + server_.sessionEventsURL() + ")";
+           ", " + server_.sessionEventsURL() + "), dashboard " + server_.dashboardURL();
 }
 
 void QMDemoEmbeddedCollector::stop() { server_.stop(); }

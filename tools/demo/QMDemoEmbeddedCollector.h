@@ -13,6 +13,7 @@ class QMDemoEmbeddedCollector : public QMDemoCollector {
     std::string sessionEventsURL() const override { return server_.sessionEventsURL(); }
     std::string diagnosticEventsURL() const override { return server_.diagnosticEventsURL(); }
     std::string description() const override;
+    std::string dashboardURL() const override { return server_.dashboardURL(); }
     void stop() override;
     std::optional<nlohmann::ordered_json> analysis(const std::string& sessionId) override;
 

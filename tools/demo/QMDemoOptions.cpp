@@ -17,8 +17,8 @@ std::pair<std::string, std::optional<std::string>> splitOption(const std::string
 }
 
 bool isFlag(const std::string& option) {
-    return option == "--realtime" || option == "--json" || option == "--verbose" || option == "--help" ||
-           option == "-h";
+    return option == "--realtime" || option == "--json" || option == "--verbose" ||
+           option == "--keep-serving" || option == "--help" || option == "-h";
 }
 
 bool takesValue(const std::string& option) {
@@ -101,6 +101,8 @@ void QMDemoOptions::checkCombination() const {
     if (diagnosticPortsGiven && !serverURL)
         throw Error("--diag-ports applies to --server, not to the embedded collector");
     if (serverURL && policyPath) throw Error("--policy applies to the embedded collector, not to --server");
+    if (serverURL && keepServing)
+        throw Error("--keep-serving applies to the embedded collector, not to --server");
 }
 
 QMDemoOptions QMDemoOptions::parse(const std::vector<std::string>& arguments) {
@@ -113,6 +115,7 @@ QMDemoOptions QMDemoOptions::parse(const std::vector<std::string>& arguments) {
             result.realtime |= option == "--realtime";
             result.json |= option == "--json";
             result.verbose |= option == "--verbose";
+            result.keepServing |= option == "--keep-serving";
             continue;
         }
         if (!takesValue(option)) {
@@ -163,6 +166,8 @@ did not complete, 2 on a bad option or scenario file.
   --realtime               run on the real clock, as an app would
   --json                   print the summary as JSON on stdout (progress goes to stderr)
   --verbose                also show the SDK's own console lines
+  --keep-serving           keep the embedded collector serving after the run, so that its
+                           dashboard (the address printed) can be opened; Ctrl-C ends it
   -h, --help               this text
 )";
 }

@@ -27,6 +27,7 @@ class QMDemoOptions {
     std::optional<double> speed;  // N x real time on the virtual clock; absent: flat out
     bool json = false;            // the summary as JSON on stdout, progress on stderr
     bool verbose = false;         // the SDK's own console lines as well
+    bool keepServing = false;     // the embedded collector serves its dashboard on after the run
     bool help = false;
 
     // `arguments` without the program name; throws Error with a message fit for the user.

@@ -22,6 +22,7 @@ class QMDemoRemoteCollector : public QMDemoCollector {
     std::string sessionEventsURL() const override;
     std::string diagnosticEventsURL() const override;
     std::string description() const override;
+    std::string dashboardURL() const override { return baseURL_ + "/"; }
     void followSession(const std::string& sessionId) override;
     void stop() override;
     std::optional<nlohmann::ordered_json> analysis(const std::string& sessionId) override;

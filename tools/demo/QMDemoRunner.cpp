@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <iostream>
+#include <thread>
 #include <utility>
 
 #include "demo/QMDemoEmbeddedCollector.h"
@@ -238,6 +240,25 @@ void QMDemoRunner::judge(QMDemoCollector& collector, Result& result) {
     if (!result.analysis) result.problem = "the collector has no request of session " + *result.sessionId;
 }
 
+namespace {
+
+volatile std::sig_atomic_t interrupted = 0;
+
+}  // namespace
+
+void QMDemoRunner::serveUntilInterrupted() {
+    if (!keptCollector_) return;
+    interrupted = 0;
+    auto onSignal = [](int) { interrupted = 1; };
+    std::signal(SIGINT, onSignal);
+    std::signal(SIGTERM, onSignal);
+    while (interrupted == 0) std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    std::signal(SIGINT, SIG_DFL);
+    std::signal(SIGTERM, SIG_DFL);
+    keptCollector_->stop();
+    keptCollector_.reset();
+}
+
 QMDemoRunner::Result QMDemoRunner::run() {
     auto scenario = loadScenario();
     Result result{options_.scenarioPath,
@@ -246,7 +267,8 @@ QMDemoRunner::Result QMDemoRunner::run() {
                   std::nullopt,
                   std::nullopt,
                   std::nullopt,
-                  std::nullopt};
+                  std::nullopt,
+                  ""};
     auto playlist = servePlaylist(*scenario, result);
     auto collector = makeCollector();
     QMDemoSandbox sandbox;
@@ -261,7 +283,10 @@ QMDemoRunner::Result QMDemoRunner::run() {
     QMURLSession::sharedSession()->shutdown();
     QMRunLoop::setMainRunLoop(nullptr);
     loop_.reset();
-    collector->stop();
+    if (!options_.keepServing) collector->stop();
     judge(*collector, result);
+    result.dashboardURL =
+        collector->dashboardURL() + (result.sessionId ? "sessions/" + *result.sessionId : "");
+    if (options_.keepServing) keptCollector_ = std::move(collector);
     return result;
 }

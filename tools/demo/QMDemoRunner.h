@@ -29,6 +29,8 @@ class QMDemoRunner {
         std::optional<std::string> playlistURL;
         std::optional<nlohmann::ordered_json> analysis;  // the collector's summary and checks
         std::optional<std::string> problem;              // why the run fell short, beyond failed checks
+        // The session's page on the collector's dashboard (its sessions page without a session).
+        std::string dashboardURL;
 
         // The session ran to its end and every protocol check passed.
         bool passed() const;
@@ -43,6 +45,9 @@ class QMDemoRunner {
     // Throws QMDemoError when the run cannot be made at all (bad scenario file or policy, a
     // player this build cannot monitor, a collector that cannot serve).
     Result run();
+    // With --keep-serving: the embedded collector of the run goes on serving (its dashboard)
+    // until SIGINT or SIGTERM. Returns at once otherwise.
+    void serveUntilInterrupted();
 
   private:
     std::shared_ptr<QMScenario> loadScenario() const;
@@ -71,4 +76,5 @@ class QMDemoRunner {
     std::shared_ptr<QMRunLoop> loop_;
     int64_t scenarioStartMillis_ = 0;  // on the run loop's clock
     int64_t scenarioStartWallMillis_ = 0;
+    std::unique_ptr<QMDemoCollector> keptCollector_;  // --keep-serving
 };

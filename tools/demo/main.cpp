@@ -30,6 +30,20 @@ void printOutcome(const QMDemoRunner::Result& result, bool json) {
     std::cout << (result.passed() ? "PASSED" : "FAILED") << std::endl;
 }
 
+void printDashboard(const QMDemoRunner::Result& result, const QMDemoOptions& options) {
+    // With --json stdout carries the JSON document alone.
+    std::ostream& out = options.json ? std::cerr : std::cout;
+    if (options.keepServing) {
+        out << "Dashboard: " << result.dashboardURL << " (the collector keeps serving; Ctrl-C ends it)"
+            << std::endl;
+    } else if (options.serverURL) {
+        out << "Dashboard: " << result.dashboardURL << std::endl;
+    } else {
+        out << "Dashboard: served while the session ran; --keep-serving keeps it open after the run"
+            << std::endl;
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -48,6 +62,8 @@ int main(int argc, char** argv) {
         QMDemoRunner runner(options, options.json ? std::cerr : std::cout);
         auto result = runner.run();
         printOutcome(result, options.json);
+        printDashboard(result, options);
+        runner.serveUntilInterrupted();
         return result.passed() ? 0 : 1;
     } catch (const QMDemoError& error) {
         std::fprintf(stderr, "veyrakit-demo: %s\n", error.what());

@@ -213,7 +213,7 @@ function diagnosticChart(data) {
   const height = Math.max(80, rows.length * rowHeight + CHART.top + CHART.bottom);
   const xMax = Math.max(1000, ...rows.flatMap((r) => r.atMs));
   const p = plot("diagnostics", xMax, rows.length, null, height);
-  p.svg.setAttribute("width", 1100);
+  p.svg.setAttribute("width", CHART.width + 160);
   p.svg.setAttribute("viewBox", `-160 0 ${CHART.width + 160} ${height}`);
   rows.forEach((row, index) => {
     const yMid = CHART.top + index * rowHeight + rowHeight / 2;
