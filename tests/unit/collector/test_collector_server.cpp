@@ -108,6 +108,29 @@ TEST(CollectorServer, ServesStoresAndJudgesOverRealSockets) {
     EXPECT_EQ(list["sessions"].size(), 1u);
     EXPECT_EQ(list["requestsWithoutSession"], 2);
     EXPECT_EQ(http(server.baseURL() + "/api/sessions/NO-SUCH").status, 404);
+    // The sessions page's figures, and the session page's data, with the breaking request.
+    EXPECT_EQ(list["sessions"][0]["phase"], "destroyed");
+    EXPECT_EQ(list["sessions"][0]["assetId"], "A-1");
+    EXPECT_EQ(list["sessions"][0]["joinTimeMs"], nullptr);
+    EXPECT_EQ(list["sessions"][0]["checksFailed"], 1);
+    auto timeline = Json::parse(http(server.baseURL() + "/api/sessions/" + sessionId + "/timeline").body);
+    EXPECT_EQ(timeline["timeline"].size(), 4u);
+    Json breaking;
+    for (const auto& row : timeline["timeline"]) {
+        if (row["id"] == 4) breaking = row;
+    }
+    EXPECT_EQ(timeline["checks"][7]["violations"][0]["request"].dump(),
+              R"({"id":4,"offsetMs":)" + breaking["offsetMs"].dump() + R"(,"kind":"P","pulseNumber":2})");
+    EXPECT_EQ(http(server.baseURL() + "/api/sessions/NO-SUCH/timeline").status, 404);
+    // The dashboard: one page for every view, its files compiled in; looking stores nothing.
+    auto page = http(server.baseURL() + "/");
+    EXPECT_EQ(page.status, 200);
+    EXPECT_NE(page.body.find(R"(<script src="/dashboard/dashboard.js"></script>)"), std::string::npos);
+    EXPECT_EQ(http(server.baseURL() + "/sessions/" + sessionId).body, page.body);
+    EXPECT_NE(http(server.baseURL() + "/dashboard/dashboard.js").body.find("/api/sessions"),
+              std::string::npos);
+    EXPECT_EQ(http(server.baseURL() + "/dashboard/dashboard.css").status, 200);
+    EXPECT_EQ(http(server.baseURL() + "/dashboard/missing.js").status, 404);
 
     const auto stored = server.store().requests();
     ASSERT_EQ(stored.size(), 6u);

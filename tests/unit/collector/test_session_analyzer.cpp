@@ -5,6 +5,7 @@
 
 #include "collector/QMJSONLayout.h"
 #include "collector/QMSessionAnalyzer.h"
+#include "collector/QMSessionTimeline.h"
 
 using Json = nlohmann::ordered_json;
 
@@ -196,6 +197,69 @@ TEST_F(SessionAnalysis, CompleteSessionSummaryAndEveryCheckPassing) {
     EXPECT_EQ(s["completed"], true);
     EXPECT_EQ(s["logLines"], 2);
     EXPECT_EQ(s["diagnosticEvents"], 3);
+}
+
+TEST_F(SessionAnalysis, TimelineIntervalsBitrateStepsAndDiagnosticEventsForTheDashboard) {
+    // The player's clock says 24 s where the wall clock says 25 s: charts follow the player's.
+    edit(11, [](Json& body) { body["totalElapsedTime"] = "24000"; });
+    add(QMCollectorEndpoint::Report, 13100, Json::parse(byId(9).body));  // a transport retry
+    QMSessionView view(kSession, true, requests, kStart + 26000, 60000, false);
+    Json t = QMSessionTimeline::build(view, analyze().checks);
+
+    ASSERT_EQ(t["timeline"].size(), 13u);
+    EXPECT_EQ(
+        t["timeline"][0].dump(),
+        R"({"id":1,"offsetMs":0,"kind":"init","pulseNumber":null,"periodicalNumber":null,)"
+        R"("values":{"assetId":"A-1","assetType":"VOD","streamType":"HLS","mediaUrl":"https://media.invalid/a.m3u8"},)"
+        R"("answer":{"status":200,"body":{"skipReports":0}},"retransmission":false})");
+    EXPECT_EQ(t["timeline"][4]["values"].dump(), R"({"bitrates":[800000,1500000]})");
+    EXPECT_EQ(t["timeline"][6]["kind"], "sessionEvents");
+    EXPECT_EQ(t["timeline"][6]["values"].dump(), R"({"events":3,"firstIndex":1,"lastIndex":3})");
+    EXPECT_EQ(t["timeline"][7]["periodicalNumber"], 2);
+    EXPECT_EQ(t["timeline"][7]["pulseNumber"], 6);
+    EXPECT_EQ(t["timeline"][11]["values"].dump(), R"({"logArray":"2 entries","cid":["C-1"]})");
+    EXPECT_EQ(t["timeline"][12]["offsetMs"], 13100);
+    EXPECT_EQ(t["timeline"][12]["retransmission"], true);
+
+    // By periodical number; the retry is not an interval of its own.
+    ASSERT_EQ(t["intervals"].size(), 5u);
+    EXPECT_EQ(t["intervals"][0].dump(),
+              R"({"periodicalNumber":1,"atMs":1600,"bufferingMs":0,"playingMs":null,"viewedMs":null,)"
+              R"("fullScreenMs":null,"totalBufferingMs":0,"totalPlayingMs":100,"totalViewedMs":null,)"
+              R"("totalFullScreenMs":null})");
+    EXPECT_EQ(t["intervals"][1]["bufferingMs"], 700);
+    EXPECT_EQ(t["intervals"][4]["atMs"], 24000);
+    EXPECT_EQ(t["intervals"][4]["totalFullScreenMs"], 6000);
+
+    std::vector<bool> switches;
+    for (const auto& step : t["bitrate"]) switches.push_back(step["switch"].get<bool>());
+    EXPECT_EQ(switches, (std::vector<bool>{false, false, false, true, false}));
+    EXPECT_EQ(t["bitrate"][3].dump(),
+              R"({"periodicalNumber":4,"atMs":23000,"bitrate":1500000,"switch":true})");
+
+    EXPECT_EQ(t["diagnosticEvents"].dump(),
+              R"({"firstTimestamp":1700000004001,"names":[{"name":"init","atMs":[0]},)"
+              R"({"name":"rate","atMs":[1]},{"name":"playbackPosition","atMs":[2]}]})");
+}
+
+TEST_F(SessionAnalysis, EachViolationNamesTheRequestThatBrokeItAndPhasesInThreeWords) {
+    QMSessionView view(kSession, false, requests, kStart + 26000, 60000, false);
+    Json checks = QMSessionTimeline::build(view, analyze(26000, false).checks)["checks"];
+    EXPECT_EQ(checks[1]["name"], "session.known");
+    EXPECT_EQ(checks[1]["violations"].size(), 10u);  // every report
+    EXPECT_EQ(checks[1]["violations"][0]["request"].dump(),
+              R"({"id":2,"offsetMs":1500,"kind":"J","pulseNumber":1})");
+    EXPECT_EQ(checks[0]["violations"].size(), 0u);
+
+    EXPECT_EQ(analyze().phase, "ended");
+    using State = QMSessionView::State;
+    std::vector<std::string> phases;
+    for (auto state : {State::Active, State::Completed, State::Error, State::EndedByServer, State::Abandoned,
+                       State::Ended}) {
+        phases.push_back(QMSessionView::phaseName(state));
+    }
+    EXPECT_EQ(phases,
+              (std::vector<std::string>{"running", "ended", "destroyed", "destroyed", "destroyed", "ended"}));
 }
 
 TEST_F(SessionAnalysis, ReportsArrivingOutOfOrderAndRetransmissionsAreNoViolation) {
