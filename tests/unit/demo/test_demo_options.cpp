@@ -68,6 +68,8 @@ TEST(DemoOptions, DefaultsAndEveryOptionInBothSpellings) {
     EXPECT_EQ(QMDemoRemoteCollector("https://collector.example/base", 8081, 8082).sessionEventsURL(),
               "http://collector.example:8082/sessionEventsHandler/sessions");
     EXPECT_TRUE(QMDemoOptions::parse({"--realtime", "--policy", "p.json"}).realtime);
+    EXPECT_TRUE(QMDemoOptions::parse({"--keep-serving"}).keepServing);
+    EXPECT_FALSE(QMDemoOptions::parse({}).keepServing);
     EXPECT_TRUE(QMDemoOptions::parse({"-h"}).help);
 }
 
@@ -90,6 +92,8 @@ TEST(DemoOptions, BadCommandLinesAreNamed) {
         {{"--diag-ports", "9081,9082"}, "--diag-ports applies to --server, not to the embedded collector"},
         {{"--server", "http://h:1", "--policy", "p.json"},
          "--policy applies to the embedded collector, not to --server"},
+        {{"--server", "http://h:1", "--keep-serving"},
+         "--keep-serving applies to the embedded collector, not to --server"},
     };
     for (const auto& [arguments, message] : cases) EXPECT_EQ(parseError(arguments), message);
 }
