@@ -101,6 +101,10 @@ void QMGStreamerAVPlayerDriver::applyState() {
 
 void QMGStreamerAVPlayerDriver::pipelinePrerolled() {
     prerolled_ = true;
+    if (seeking_) {
+        seekPrerolled_ = true;
+        endSeekIfRefilled();
+    }
     becomeReadyIfLoaded();
 }
 
@@ -117,10 +121,12 @@ void QMGStreamerAVPlayerDriver::pipelineBuffering(int percent) {
         return;
     }
     buffering_ = buffering;
-    if (started_) {
-        buffering ? beginStall() : endStall();
-    } else {
+    if (!started_) {
         becomeReadyIfLoaded();
+    } else if (seeking_) {
+        endSeekIfRefilled();
+    } else {
+        buffering ? beginStall() : endStall();
     }
     applyState();
 }
@@ -142,6 +148,13 @@ void QMGStreamerAVPlayerDriver::becomeReadyIfLoaded() {
     item_->setPlaybackBufferEmpty(false);
     item_->setPlaybackLikelyToKeepUp(true);
     applyState();
+}
+
+void QMGStreamerAVPlayerDriver::endSeekIfRefilled() {
+    // A seek's flush empties the queues by design: refilling them is part of the seek.
+    if (seekPrerolled_ && !buffering_) {
+        seeking_ = false;
+    }
 }
 
 void QMGStreamerAVPlayerDriver::beginStall() {
@@ -237,6 +250,8 @@ void QMGStreamerAVPlayerDriver::pipelineEndOfStream() {
 
 void QMGStreamerAVPlayerDriver::onTimeJumped() {
     if (!over_ && pipeline_) {
+        seeking_ = true;
+        seekPrerolled_ = false;
         pipeline_->seekTo(CMTimeGetSeconds(item_->currentTime()));
     }
 }

@@ -25,7 +25,8 @@ class AVPlayerItemAccessLogEvent;
 //   - playback starts (the pipeline first plays): an access-log event for the variant playing,
 //     then AVPlayerItemNewAccessLogEntryNotification; each later variant switch of the HLS
 //     demuxer opens a new one;
-//   - a stall (the demuxer buffers after the start): buffer empty, not likely to keep up,
+//   - a stall (the demuxer buffers after the start, other than to refill after a seek): buffer empty, not
+//   likely to keep up,
 //     AVPlayerItemPlaybackStalledNotification; the rate stays the viewer's; recovery undoes it;
 //   - a warning with an HTTP status: an error-log event; an error: an error-log event, then the
 //     item fails (error, status failed, AVPlayerItemFailedToPlayToEndTimeNotification once
@@ -69,6 +70,7 @@ class QMGStreamerAVPlayerDriver : public QMObject, private QMGStreamerPipelineLi
     void onTimeJumped();
 
     void becomeReadyIfLoaded();
+    void endSeekIfRefilled();
     void beginStall();
     void endStall();
     void openAccessLogEvent();
@@ -90,6 +92,9 @@ class QMGStreamerAVPlayerDriver : public QMObject, private QMGStreamerPipelineLi
     bool buffering_ = false;
     bool ready_ = false;
     bool started_ = false;
+    // From the app's seek until the pipeline has prerolled at the new position and refilled.
+    bool seeking_ = false;
+    bool seekPrerolled_ = false;
     bool over_ = false;
     int64_t startMicros_ = 0;
     int64_t readyMicros_ = 0;

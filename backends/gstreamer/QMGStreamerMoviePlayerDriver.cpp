@@ -7,6 +7,7 @@
 
 #include "QMGStreamerProblem.h"
 #include "platform/QMError.h"
+#include "platform/QMRunLoop.h"
 #include "platform/avfoundation/AVError.h"
 #include "platform/mediaplayer/MPMovieAccessLogEvent.h"
 #include "platform/mediaplayer/MPMovieErrorLogEvent.h"
@@ -84,8 +85,19 @@ void QMGStreamerMoviePlayerDriver::observeValueForKeyPath(const std::string& key
         return;
     }
     if (keyPath == "playbackState") {
-        onPlaybackStateChanged();
-    } else if (keyPath == "currentPlaybackTime") {
+        // The player answers once the app's change has reached every observer (its notification
+        // too), as an event of its own.
+        std::weak_ptr<QMGStreamerMoviePlayerDriver> weakSelf = selfAs<QMGStreamerMoviePlayerDriver>();
+        QMRunLoop::mainRunLoop()->post([weakSelf] {
+            auto self = weakSelf.lock();
+            if (self && !self->over_) {
+                self->onPlaybackStateChanged();
+                self->applyState();
+            }
+        });
+        return;
+    }
+    if (keyPath == "currentPlaybackTime") {
         onPlaybackTimeJumped(doubleIn(change, NSKeyValueChangeOldKey),
                              doubleIn(change, NSKeyValueChangeNewKey));
     }
@@ -122,10 +134,17 @@ void QMGStreamerMoviePlayerDriver::onPlaybackTimeJumped(double from, double to) 
     const MPMoviePlaybackState before = stateAfterSeek_.value_or(player_->playbackState());
     setPlaybackState(to >= from ? MPMoviePlaybackStateSeekingForward : MPMoviePlaybackStateSeekingBackward);
     stateAfterSeek_ = before;
+    seeking_ = true;
+    seekPrerolled_ = false;
     pipeline_->seekTo(to);
 }
 
-void QMGStreamerMoviePlayerDriver::finishSeek() {
+void QMGStreamerMoviePlayerDriver::endSeekIfRefilled() {
+    // A seek's flush empties the queues by design: refilling them is part of the seek.
+    if (!seeking_ || !seekPrerolled_ || buffering_) {
+        return;
+    }
+    seeking_ = false;
     if (stateAfterSeek_) {
         const MPMoviePlaybackState state = *stateAfterSeek_;
         stateAfterSeek_.reset();
@@ -154,7 +173,8 @@ void QMGStreamerMoviePlayerDriver::applyState() {
 void QMGStreamerMoviePlayerDriver::pipelinePrerolled() {
     prerolled_ = true;
     if (ready_) {
-        finishSeek();
+        seekPrerolled_ = true;
+        endSeekIfRefilled();
     } else {
         becomeReadyIfLoaded();
     }
@@ -183,15 +203,19 @@ void QMGStreamerMoviePlayerDriver::pipelineBuffering(int percent) {
     buffering_ = buffering;
     if (!started_) {
         becomeReadyIfLoaded();
-    } else if (buffering) {
-        player_->setLoadState(MPMovieLoadStateStalled);
-        if (currentEvent_) {
-            currentEvent_->setNumberOfStalls(currentEvent_->numberOfStalls() + 1);
-        }
+    } else if (seeking_) {
+        endSeekIfRefilled();
     } else {
-        player_->setLoadState(MPMovieLoadStatePlayable);
+        buffering ? beginStall() : player_->setLoadState(MPMovieLoadStatePlayable);
     }
     applyState();
+}
+
+void QMGStreamerMoviePlayerDriver::beginStall() {
+    player_->setLoadState(MPMovieLoadStateStalled);
+    if (currentEvent_) {
+        currentEvent_->setNumberOfStalls(currentEvent_->numberOfStalls() + 1);
+    }
 }
 
 void QMGStreamerMoviePlayerDriver::becomeReadyIfLoaded() {

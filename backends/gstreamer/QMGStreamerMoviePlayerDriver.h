@@ -16,7 +16,8 @@
 // with a GStreamer playbin3 pipeline, and drives the model as the platform's movie player would:
 //   - follows the app: play, pause and currentPlaybackRate (any rate above zero plays at normal
 //     speed, zero holds the pipeline), a jump of currentPlaybackTime (playback state seeking
-//     forward or backward until the pipeline has prerolled at the new position, then back), and
+//     forward or backward until the pipeline has prerolled and refilled at the new position,
+//     then back), and
 //     stop (the viewer left: MPMoviePlayerPlaybackDidFinishNotification with reason 2);
 //   - asked to play before the content is loaded, the load state turns stalled;
 //   - loading ends (prerolled, not buffering): source type, media types, duration (none for
@@ -24,16 +25,17 @@
 //   - playback starts (the pipeline first plays): an access-log event for the variant playing;
 //     each later variant switch of the HLS demuxer opens a new one; whenever the pipeline plays
 //     with its buffer full, the load state is playable and playthrough OK;
-//   - a stall (the pipeline buffers after the start): load state stalled, counted in the access
-//     log; recovery: playable;
+//   - a stall (the pipeline buffers after the start, other than to refill after a seek): load
+//     state stalled, counted in the access log; recovery: playable;
 //   - a warning with an HTTP status: an error-log event; an error: an error-log event, then
 //     MPMoviePlayerPlaybackDidFinishNotification with reason 1 and the error, playback state
 //     stopped;
 //   - end of stream: MPMoviePlayerPlaybackDidFinishNotification with reason 0, playback state
 //     stopped.
-// The model moves its playhead itself while it plays; the driver does not set it. GStreamer's
-// threads reach the model only through the main run loop (QMGStreamerPipeline). Made, used and
-// dropped on the main run loop's thread.
+// The driver answers the app's play, pause and stop in a task of its own, once the app's change
+// has reached every observer. The model moves its playhead itself while it plays; the driver
+// does not set it. GStreamer's threads reach the model only through the main run loop
+// (QMGStreamerPipeline). Made, used and dropped on the main run loop's thread.
 class QMGStreamerMoviePlayerDriver : public QMObject, private QMGStreamerPipelineListener {
   public:
     using Options = QMGStreamerPipeline::Options;
@@ -73,7 +75,9 @@ class QMGStreamerMoviePlayerDriver : public QMObject, private QMGStreamerPipelin
     void waitForContentIfPlaying();
     void onPlaybackTimeJumped(double from, double to);
     void becomeReadyIfLoaded();
-    void finishSeek();
+    void beginStall();
+    // Ends a seek once prerolled and refilled: the playback state goes back to what it was.
+    void endSeekIfRefilled();
     // The model's playback state as the driver itself sets it (not an app's change to follow).
     void setPlaybackState(MPMoviePlaybackState state);
     void openAccessLogEvent();
@@ -101,6 +105,9 @@ class QMGStreamerMoviePlayerDriver : public QMObject, private QMGStreamerPipelin
     bool buffering_ = false;
     bool ready_ = false;
     bool started_ = false;
+    // From the app's jump until the pipeline has prerolled at the new position and refilled.
+    bool seeking_ = false;
+    bool seekPrerolled_ = false;
     bool over_ = false;
     // While a seek runs: the playback state to return to once the pipeline has prerolled.
     std::optional<MPMoviePlaybackState> stateAfterSeek_;

@@ -45,7 +45,8 @@ void QMGStreamerContractDriver::load(const Media& media) {
     virtualLoop_ = QMRunLoop::mainRunLoop();
     realLoop_ = std::make_shared<QMRunLoop>();
     QMRunLoop::setMainRunLoop(realLoop_);
-    server_ = std::make_unique<QMTestMediaServer>(6);
+    // Eight seconds: a missing last segment would merely end the stream early.
+    server_ = std::make_unique<QMTestMediaServer>(8);
     auto url = QMURL::URLWithString(server_->url(std::string(kVariant) + "/index.m3u8"));
     if (media.kind == Kind::AVPlayer) {
         avPlayer_ = AVPlayer::playerWithURL(url);
@@ -78,8 +79,8 @@ void QMGStreamerContractDriver::prepareMedia() {
         server_->delay(variant + "seg2.ts", 4'000 + *recoverAt_ - *stallAt_);
     }
     if (fails_) {
-        server_->remove(variant + "seg1.ts");
-        server_->delay(variant + "seg1.ts", 1'000);
+        server_->remove(variant + "seg2.ts");
+        server_->delay(variant + "seg2.ts", 500);
     }
 }
 

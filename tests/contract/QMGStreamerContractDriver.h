@@ -12,20 +12,21 @@
 #include "platform/QMRunLoop.h"
 #include "support/QMTestMediaServer.h"
 
-// The GStreamer backend as a contract driver: six seconds of real media (one variant of the test
-// ladder, 320x180) served on loopback and played in real time on a real main loop, installed in
-// place of the test's virtual one until the driver goes. The viewer's events ("play", "pause",
+// The GStreamer backend as a contract driver: eight seconds of real media (one variant of the
+// test ladder, 320x180) served on loopback and played in real time on a real main loop, installed
+// in place of the test's virtual one until the driver goes. The viewer's events ("play", "pause",
 // "seek <s>") are the app's calls on the model at their time; "ready", "buffer-full" and
 // "recover" happen by themselves; "stall" makes the medium's third segment late, so that the
-// playhead runs dry at 4 s and recovers the span to "recover" later; "fail" takes the second
-// segment away (each request answered 404 after a second, once playback is under way). Other
-// events, live media and the older stall are not a real pipeline's: they throw.
+// playhead runs dry at 4 s and recovers the span to "recover" later; "fail" takes the third
+// segment away (each request answered 404 after half a second, so that the demuxer gives up once
+// playback is under way). Other events, live media and the older stall are not a real
+// pipeline's: they throw.
 class QMGStreamerContractDriver : public QMContractDriver {
   public:
     ~QMGStreamerContractDriver() override;
 
     bool timesEveryEvent() const override { return false; }
-    Facts facts() const override { return {"6", "320x180"}; }
+    Facts facts() const override { return {"8", "320x180"}; }
     void load(const Media& media) override;
     std::shared_ptr<AVPlayer> avPlayer() const override { return avPlayer_; }
     std::shared_ptr<MPMoviePlayerController> moviePlayer() const override { return moviePlayer_; }
