@@ -17,8 +17,8 @@
 //   - follows the app: play, pause and currentPlaybackRate (any rate above zero plays at normal
 //     speed, zero holds the pipeline), a jump of currentPlaybackTime (playback state seeking
 //     forward or backward until the pipeline has prerolled and refilled at the new position,
-//     then back), and
-//     stop (the viewer left: MPMoviePlayerPlaybackDidFinishNotification with reason 2);
+//     then back), and stop (the viewer left: MPMoviePlayerPlaybackDidFinishNotification with
+//     reason 2);
 //   - asked to play before the content is loaded, the load state turns stalled;
 //   - loading ends (prerolled, not buffering): source type, media types, duration (none for
 //     live), natural size, load state playable, ready for display;
