@@ -91,11 +91,12 @@ void QMGStreamerContractDriver::start() {
     } else {
         movieDriver_ = QMGStreamerMoviePlayerDriver::driverWithPlayer(moviePlayer_);
     }
-    for (const auto& [at, event] : appEvents_) {
-        if (at == 0) {
+    for (const auto& scheduled : appEvents_) {
+        const std::string event = scheduled.second;
+        if (scheduled.first == 0) {
             perform(event);
         } else {
-            realLoop_->postAfter(at * 1000, [this, event] { perform(event); });
+            realLoop_->postAfter(scheduled.first * 1000, [this, event] { perform(event); });
         }
     }
 }
