@@ -6,12 +6,14 @@
 #include <optional>
 #include <string>
 
+#include "QMGStreamerLogEntries.h"
+#include "QMGStreamerPipeline.h"
+#include "QMGStreamerPipelineListener.h"
 #include "platform/QMObject.h"
 #include "platform/avfoundation/AVPlayer.h"
 #include "platform/avfoundation/CGSize.h"
 
 class AVPlayerItemAccessLogEvent;
-class QMGStreamerMainLoopBridge;
 
 // Plays an AVPlayer model's current item (an AVURLAsset: a media file or an HLS master playlist)
 // with a GStreamer playbin3 pipeline, and drives the models as the platform's player would:
@@ -23,21 +25,19 @@ class QMGStreamerMainLoopBridge;
 //   - playback starts (the pipeline first plays): an access-log event for the variant playing,
 //     then AVPlayerItemNewAccessLogEntryNotification; each later variant switch of the HLS
 //     demuxer opens a new one;
-//   - a stall (the demuxer buffers after the start): buffer empty, not likely to keep up,
+//   - a stall (the demuxer buffers after the start, other than to refill after a seek): buffer empty, not
+//   likely to keep up,
 //     AVPlayerItemPlaybackStalledNotification; the rate stays the viewer's; recovery undoes it;
 //   - a warning with an HTTP status: an error-log event; an error: an error-log event, then the
 //     item fails (error, status failed, AVPlayerItemFailedToPlayToEndTimeNotification once
 //     playback had started, rate 0);
 //   - end of stream: rate 0, then AVPlayerItemDidPlayToEndTimeNotification.
 // The item moves its playhead itself while it plays; the driver does not set it.
-// GStreamer's threads reach the models only through the main run loop (QMGStreamerMainLoopBridge).
+// GStreamer's threads reach the models only through the main run loop (QMGStreamerPipeline).
 // Made, used and dropped on the main run loop's thread.
-class QMGStreamerAVPlayerDriver : public QMObject {
+class QMGStreamerAVPlayerDriver : public QMObject, private QMGStreamerPipelineListener {
   public:
-    struct Options {
-        // Nothing is shown or heard: fake sinks that still consume in real time.
-        bool headless = true;
-    };
+    using Options = QMGStreamerPipeline::Options;
 
     // Throws std::runtime_error when GStreamer or playbin3 is missing, or when the player's
     // current item has no URL asset. The pipeline starts loading at once.
@@ -59,23 +59,23 @@ class QMGStreamerAVPlayerDriver : public QMObject {
 
   private:
     void start();
-    void handleMessage(GstMessage* message);
-    void handleVideoSize(int width, int height);
-    void onStateChanged(GstMessage* message);
-    void onBuffering(int percent);
-    void onStatistics(GstMessage* message);
-    void onWarning(GstMessage* message);
-    void onError(GstMessage* message);
-    void onEndOfStream();
+    void pipelinePrerolled() override;
+    void pipelineBuffering(int percent) override;
+    void pipelineStateReached(GstState state) override;
+    void pipelineVariantAnnounced(const std::string& uri, double bitrate, double measuredBitrate) override;
+    void pipelineVideoSize(int width, int height) override;
+    void pipelineHTTPWarning(const QMGStreamerProblem& problem) override;
+    void pipelineError(const QMGStreamerProblem& problem) override;
+    void pipelineEndOfStream() override;
     void onTimeJumped();
 
     void becomeReadyIfLoaded();
-    void startPlayback();
+    void endSeekIfRefilled();
     void beginStall();
     void endStall();
     void openAccessLogEvent();
     void closeAccessLogEvent();
-    void logError(long statusCode, const std::string& domain, const std::optional<std::string>& comment);
+    void logError(long statusCode, const std::string& comment);
     // The pipeline state the models ask for now.
     void applyState();
     void finish();
@@ -84,23 +84,21 @@ class QMGStreamerAVPlayerDriver : public QMObject {
     std::shared_ptr<AVPlayerItem> item_;
     std::string url_;
     Options options_;
-    GstElement* pipeline_ = nullptr;
-    std::unique_ptr<QMGStreamerMainLoopBridge> bridge_;
+    std::shared_ptr<QMGStreamerPipeline> pipeline_;
+    QMGStreamerLogEntries log_;
     bool observing_ = false;
 
     bool prerolled_ = false;
     bool buffering_ = false;
     bool ready_ = false;
     bool started_ = false;
+    // From the app's seek until the pipeline has prerolled at the new position and refilled.
+    bool seeking_ = false;
+    bool seekPrerolled_ = false;
     bool over_ = false;
     int64_t startMicros_ = 0;
     int64_t readyMicros_ = 0;
-    GstState requested_ = GST_STATE_VOID_PENDING;
 
-    // The variant playing (HLS), as the demuxer last announced it.
-    std::optional<std::string> variantURI_;
-    double variantBitrate_ = -1.0;
-    double observedBitrate_ = -1.0;
     std::optional<CGSize> videoSize_;
     std::shared_ptr<AVPlayerItemAccessLogEvent> currentEvent_;
 };

@@ -46,6 +46,7 @@ bool QMGStreamerMainLoopBridge::isWanted(GstMessage* message, GstElement* pipeli
         case GST_MESSAGE_EOS:
         case GST_MESSAGE_BUFFERING:
         case GST_MESSAGE_ASYNC_DONE:
+        case GST_MESSAGE_STREAM_COLLECTION:
             return true;
         case GST_MESSAGE_STATE_CHANGED:
             return GST_MESSAGE_SRC(message) == GST_OBJECT_CAST(pipeline);

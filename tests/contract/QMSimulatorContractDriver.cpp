@@ -1,6 +1,7 @@
 #include "contract/QMSimulatorContractDriver.h"
 
 #include "platform/QMFormat.h"
+#include "platform/QMRunLoop.h"
 #include "simulator/QMScenarioParser.h"
 
 void QMSimulatorContractDriver::load(const Media& media) {
@@ -26,6 +27,11 @@ void QMSimulatorContractDriver::schedule(int64_t atMillis, const std::string& ev
 }
 
 void QMSimulatorContractDriver::start() { simulator_->start(); }
+
+void QMSimulatorContractDriver::runFor(int64_t millis) {
+    // The simulator runs on the test's virtual main loop.
+    std::dynamic_pointer_cast<QMVirtualRunLoop>(QMRunLoop::mainRunLoop())->advanceBy(millis);
+}
 
 void QMSimulatorContractDriver::remake() {
     // A scenario is read whole, so the models are made anew from every step written so far.

@@ -9,11 +9,14 @@
 // step.
 class QMSimulatorContractDriver : public QMContractDriver {
   public:
+    bool timesEveryEvent() const override { return true; }
+    Facts facts() const override { return {"20", "960x540"}; }
     void load(const Media& media) override;
     std::shared_ptr<AVPlayer> avPlayer() const override;
     std::shared_ptr<MPMoviePlayerController> moviePlayer() const override;
     void schedule(int64_t atMillis, const std::string& event) override;
     void start() override;
+    void runFor(int64_t millis) override;
 
   private:
     void remake();

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <any>
 #include <functional>
 #include <memory>
 #include <ostream>
@@ -8,9 +10,13 @@
 #include <vector>
 
 #include "contract/QMSimulatorContractDriver.h"
+#ifdef VEYRAKIT_WITH_GSTREAMER
+#include "contract/QMGStreamerContractDriver.h"
+#endif
 #include "platform/QMNotificationCenter.h"
 #include "platform/QMThreadChecker.h"
 #include "platform/avfoundation/AVPlayerItemNotifications.h"
+#include "platform/mediaplayer/MPMoviePlayerNotifications.h"
 #include "support/QMTestEnvironment.h"
 #include "unit/simulator/QMModelRecorder.h"
 
@@ -48,7 +54,7 @@ class DriverContract : public QMVirtualTimeTest, public ::testing::WithParamInte
             recorder->watch(driver->moviePlayer());
         }
         driver->start();
-        runFor(forMillis);
+        driver->runFor(forMillis);
         // Every change reached its observers on the main run loop's thread.
         EXPECT_TRUE(QMThreadChecker::isOnMainLoopThread());
     }
@@ -62,6 +68,22 @@ class DriverContract : public QMVirtualTimeTest, public ::testing::WithParamInte
         }
         return found;
     }
+    // The recorded lines without their times: a real player keeps its own time, the order is the
+    // contract's.
+    Lines order() const {
+        Lines found;
+        for (const auto& line : recorder->lines()) {
+            found.push_back(line.substr(line.find(' ') + 1));
+        }
+        return found;
+    }
+    // The lines from the first one that starts with `what` on, without their times.
+    Lines orderFrom(const std::string& what) const {
+        Lines all = order();
+        auto first =
+            std::find_if(all.begin(), all.end(), [&](const auto& line) { return line.starts_with(what); });
+        return Lines(first, all.end());
+    }
     void TearDown() override {
         recorder.reset();
         driver.reset();
@@ -72,12 +94,16 @@ class DriverContract : public QMVirtualTimeTest, public ::testing::WithParamInte
     std::shared_ptr<QMModelRecorder> recorder;
 };
 
+// The cases whose events happen at exact times on the virtual clock: for the drivers that time
+// every event (QMContractDriver::timesEveryEvent).
+class ScriptedDriverContract : public DriverContract {};
+
 const QMContractDriver::Media vod{Kind::AVPlayer, false, false};
 const QMContractDriver::Media movie{Kind::MoviePlayer, false, false};
 
 }  // namespace
 
-TEST_P(DriverContract, AVPlayerLoadingReadyPlayPauseAndRate) {
+TEST_P(ScriptedDriverContract, AVPlayerLoadingReadyPlayPauseAndRate) {
     drive(vod, {{0, "play"}, {1000, "ready"}, {3000, "pause"}, {4000, "rate 1.5"}}, 5000);
     EXPECT_EQ(recorder->lines(),
               (Lines{"0 player.rate 1", "1000 player.status 1", "1000 item.status 1", "1000 item.duration 20",
@@ -86,7 +112,7 @@ TEST_P(DriverContract, AVPlayerLoadingReadyPlayPauseAndRate) {
                      "3000 player.rate 0", "4000 player.rate 1.5"}));
 }
 
-TEST_P(DriverContract, AVPlayerStallKeepsTheRateAndRecovers) {
+TEST_P(ScriptedDriverContract, AVPlayerStallKeepsTheRateAndRecovers) {
     drive(vod, {{0, "ready"}, {0, "play"}, {1000, "buffer-full"}, {2000, "stall"}, {3000, "recover"}}, 4000);
     EXPECT_EQ(from(1000),
               (Lines{"1000 item.playbackBufferFull YES", "2000 item.playbackBufferFull NO",
@@ -98,7 +124,7 @@ TEST_P(DriverContract, AVPlayerStallKeepsTheRateAndRecovers) {
     EXPECT_DOUBLE_EQ(CMTimeGetSeconds(driver->avPlayer()->currentTime()), 3.0);
 }
 
-TEST_P(DriverContract, AVPlayerOlderStallDropsTheRateFirst) {
+TEST_P(ScriptedDriverContract, AVPlayerOlderStallDropsTheRateFirst) {
     drive({Kind::AVPlayer, false, true}, {{0, "ready"}, {0, "play"}, {2000, "stall"}, {3000, "recover"}},
           4000);
     EXPECT_EQ(from(2000),
@@ -108,7 +134,7 @@ TEST_P(DriverContract, AVPlayerOlderStallDropsTheRateFirst) {
                      "3000 player.rate 1"}));
 }
 
-TEST_P(DriverContract, AVPlayerSeekSwitchAndLogEntries) {
+TEST_P(ScriptedDriverContract, AVPlayerSeekSwitchAndLogEntries) {
     drive(vod,
           {{0, "bitrate 1500000"},
            {0, "ready"},
@@ -128,7 +154,7 @@ TEST_P(DriverContract, AVPlayerSeekSwitchAndLogEntries) {
                      1500000.0);
 }
 
-TEST_P(DriverContract, AVPlayerFailuresOfItemAndPlayer) {
+TEST_P(ScriptedDriverContract, AVPlayerFailuresOfItemAndPlayer) {
     drive(vod, {{0, "ready"}, {0, "play"}, {1000, "fail"}}, 2000);
     EXPECT_EQ(from(1000),
               (Lines{"1000 item.error AVFoundationErrorDomain/-11800/The operation could not be completed",
@@ -142,7 +168,7 @@ TEST_P(DriverContract, AVPlayerFailuresOfItemAndPlayer) {
                      "1000 player.status 2", "1000 player.rate 0"}));
 }
 
-TEST_P(DriverContract, AVPlayerPausesBeforeTheEndNotification) {
+TEST_P(ScriptedDriverContract, AVPlayerPausesBeforeTheEndNotification) {
     // What an observer of the end reads from the player when it arrives.
     std::vector<float> ratesAtEnd;
     drive(vod, {{0, "ready"}, {0, "play"}}, 0);
@@ -156,12 +182,12 @@ TEST_P(DriverContract, AVPlayerPausesBeforeTheEndNotification) {
     EXPECT_EQ(ratesAtEnd, (std::vector<float>{0.0f}));
 }
 
-TEST_P(DriverContract, AVPlayerStopOnlyPauses) {
+TEST_P(ScriptedDriverContract, AVPlayerStopOnlyPauses) {
     drive(vod, {{0, "ready"}, {0, "play"}, {1000, "stop"}}, 30'000);
     EXPECT_EQ(from(1000), (Lines{"1000 player.rate 0"}));
 }
 
-TEST_P(DriverContract, AVPlayerPeriodicTimeObserverFollowsTheTimeline) {
+TEST_P(ScriptedDriverContract, AVPlayerPeriodicTimeObserverFollowsTheTimeline) {
     std::vector<std::string> calls;
     drive(vod,
           {{0, "ready"},
@@ -187,7 +213,7 @@ TEST_P(DriverContract, AVPlayerPeriodicTimeObserverFollowsTheTimeline) {
                             "3300@10200", "5000@10200", "5300@10500"}));
 }
 
-TEST_P(DriverContract, MoviePlayerReadyPlayStallSeekAndEnd) {
+TEST_P(ScriptedDriverContract, MoviePlayerReadyPlayStallSeekAndEnd) {
     drive(movie,
           {{0, "play"},
            {1000, "ready"},
@@ -217,7 +243,7 @@ TEST_P(DriverContract, MoviePlayerReadyPlayStallSeekAndEnd) {
                                         "11000 MPMoviePlayerPlaybackStateDidChangeNotification 0"}));
 }
 
-TEST_P(DriverContract, MoviePlayerFailureAndStop) {
+TEST_P(ScriptedDriverContract, MoviePlayerFailureAndStop) {
     drive(movie, {{0, "ready"}, {0, "play"}, {1000, "fail"}}, 2000);
     EXPECT_EQ(from(1000), (Lines{"1000 MPMoviePlayerPlaybackDidFinishNotification reason=1 "
                                  "error=AVFoundationErrorDomain/-11800/The operation could not be completed",
@@ -227,7 +253,131 @@ TEST_P(DriverContract, MoviePlayerFailureAndStop) {
                                  "1000 MPMoviePlayerPlaybackStateDidChangeNotification 0"}));
 }
 
-INSTANTIATE_TEST_SUITE_P(Drivers, DriverContract,
-                         ::testing::Values(NamedDriver{
-                             "Simulator", [] { return std::make_unique<QMSimulatorContractDriver>(); }}),
-                         [](const ::testing::TestParamInfo<NamedDriver>& param) { return param.param.name; });
+// The order of every event both a scripted and a real player produce, checked against every
+// driver.
+
+TEST_P(DriverContract, AVPlayerLoadsPlaysPausesSeeksAndPlaysToTheEnd) {
+    drive(vod, {{0, "play"}, {0, "ready"}, {1500, "pause"}, {2000, "play"}, {2500, "seek 6"}}, 30'000);
+    const auto facts = driver->facts();
+    EXPECT_EQ(order(),
+              (Lines{"player.rate 1", "player.status 1", "item.status 1", "item.duration " + facts.duration,
+                     "item.presentationSize " + facts.pictureSize, "item.playbackBufferEmpty NO",
+                     "item.playbackLikelyToKeepUp YES", "AVPlayerItemNewAccessLogEntryNotification",
+                     "player.rate 0", "player.rate 1", "AVPlayerItemTimeJumpedNotification", "player.rate 0",
+                     "AVPlayerItemDidPlayToEndTimeNotification"}));
+}
+
+TEST_P(DriverContract, AVPlayerStallsAtTheViewersRateAndRecovers) {
+    drive(vod, {{0, "play"}, {0, "ready"}, {2000, "stall"}, {3500, "recover"}}, 30'000);
+    EXPECT_EQ(orderFrom("item.playbackLikelyToKeepUp NO"),
+              (Lines{"item.playbackLikelyToKeepUp NO", "item.playbackBufferEmpty YES",
+                     "AVPlayerItemPlaybackStalledNotification", "item.playbackBufferEmpty NO",
+                     "item.playbackLikelyToKeepUp YES", "player.rate 0",
+                     "AVPlayerItemDidPlayToEndTimeNotification"}));
+    const auto& events = driver->avPlayer()->currentItem()->accessLog()->events();
+    ASSERT_EQ(events.size(), 1u);
+    EXPECT_EQ(events.front()->numberOfStalls(), 1);
+}
+
+TEST_P(DriverContract, AVPlayerItemFailsOnceWithItsErrorAndNothingFollows) {
+    drive(vod, {{0, "play"}, {0, "ready"}, {2000, "fail"}}, 30'000);
+    const auto& item = driver->avPlayer()->currentItem();
+    ASSERT_TRUE(item->error());
+    EXPECT_EQ(item->error()->domain(), "AVFoundationErrorDomain");
+    const std::string error = item->error()->domain() + "/" + std::to_string(item->error()->code()) + "/" +
+                              item->error()->localizedDescription();
+    EXPECT_EQ(orderFrom("item.error"),
+              (Lines{"item.error " + error, "item.status 2",
+                     "AVPlayerItemFailedToPlayToEndTimeNotification " + error, "player.rate 0"}));
+}
+
+TEST_P(DriverContract, MoviePlayerLoadsPlaysPausesSeeksAndPlaysToTheEnd) {
+    drive(movie,
+          {{0, "play"}, {0, "ready"}, {0, "buffer-full"}, {1500, "pause"}, {2000, "play"}, {2500, "seek 6"}},
+          30'000);
+    const auto facts = driver->facts();
+    EXPECT_EQ(order(),
+              (Lines{"MPMoviePlayerPlaybackStateDidChangeNotification 1",
+                     "MPMoviePlayerLoadStateDidChangeNotification 4",
+                     "MPMovieSourceTypeAvailableNotification 2", "MPMovieMediaTypesAvailableNotification 3",
+                     "MPMovieDurationAvailableNotification " + facts.duration,
+                     "MPMovieNaturalSizeAvailableNotification " + facts.pictureSize,
+                     "MPMoviePlayerLoadStateDidChangeNotification 1",
+                     "MPMoviePlayerReadyForDisplayDidChangeNotification YES",
+                     "MPMoviePlayerLoadStateDidChangeNotification 3",
+                     "MPMoviePlayerPlaybackStateDidChangeNotification 2",
+                     "MPMoviePlayerPlaybackStateDidChangeNotification 1",
+                     "MPMoviePlayerPlaybackStateDidChangeNotification 4",
+                     "MPMoviePlayerPlaybackStateDidChangeNotification 1",
+                     "MPMoviePlayerPlaybackDidFinishNotification reason=0",
+                     "MPMoviePlayerPlaybackStateDidChangeNotification 0"}));
+}
+
+TEST_P(DriverContract, MoviePlayerStallsWhilePlayingAndRecovers) {
+    drive(movie,
+          {{0, "play"},
+           {0, "ready"},
+           {0, "buffer-full"},
+           {2000, "stall"},
+           {3500, "recover"},
+           {3500, "buffer-full"}},
+          30'000);
+    EXPECT_EQ(
+        orderFrom("MPMoviePlayerLoadStateDidChangeNotification 3"),
+        (Lines{
+            "MPMoviePlayerLoadStateDidChangeNotification 3", "MPMoviePlayerLoadStateDidChangeNotification 4",
+            "MPMoviePlayerLoadStateDidChangeNotification 1", "MPMoviePlayerLoadStateDidChangeNotification 3",
+            "MPMoviePlayerPlaybackDidFinishNotification reason=0",
+            "MPMoviePlayerPlaybackStateDidChangeNotification 0"}));
+    const auto& events = driver->moviePlayer()->accessLog()->events();
+    ASSERT_EQ(events.size(), 1u);
+    EXPECT_EQ(events.front()->numberOfStalls(), 1);
+}
+
+TEST_P(DriverContract, MoviePlayerFinishesWithThePlaybackErrorAndStops) {
+    // The error the finish carries, read when it arrives.
+    std::shared_ptr<QMError> carried;
+    drive(movie, {{0, "play"}, {0, "ready"}, {2000, "fail"}}, 0);
+    QMNotificationCenter::defaultCenter()->addObserver(
+        this, MPMoviePlayerPlaybackDidFinishNotification, nullptr, [&](const QMNotification& note) {
+            const auto error = note.userInfo().find(MPMoviePlayerPlaybackDidFinishErrorUserInfoKey);
+            if (error != note.userInfo().end())
+                carried = std::any_cast<std::shared_ptr<QMError>>(error->second);
+        });
+    driver->runFor(30'000);
+    QMNotificationCenter::defaultCenter()->removeObserver(this);
+    ASSERT_TRUE(carried);
+    EXPECT_EQ(carried->domain(), "AVFoundationErrorDomain");
+    EXPECT_EQ(orderFrom("MPMoviePlayerPlaybackDidFinishNotification"),
+              (Lines{"MPMoviePlayerPlaybackDidFinishNotification reason=1 error=AVFoundationErrorDomain/" +
+                         std::to_string(carried->code()) + "/" + carried->localizedDescription(),
+                     "MPMoviePlayerPlaybackStateDidChangeNotification 0"}));
+    EXPECT_EQ(driver->moviePlayer()->playbackState(), MPMoviePlaybackStateStopped);
+}
+
+namespace {
+
+std::vector<NamedDriver> allDrivers() {
+    std::vector<NamedDriver> drivers{
+        {"Simulator", [] { return std::make_unique<QMSimulatorContractDriver>(); }}};
+#ifdef VEYRAKIT_WITH_GSTREAMER
+    drivers.push_back({"GStreamer", [] { return std::make_unique<QMGStreamerContractDriver>(); }});
+#endif
+    return drivers;
+}
+
+std::vector<NamedDriver> driversTimingEveryEvent() {
+    std::vector<NamedDriver> drivers;
+    for (const auto& driver : allDrivers()) {
+        if (driver.make()->timesEveryEvent()) drivers.push_back(driver);
+    }
+    return drivers;
+}
+
+std::string nameOf(const ::testing::TestParamInfo<NamedDriver>& param) { return param.param.name; }
+
+}  // namespace
+
+INSTANTIATE_TEST_SUITE_P(Drivers, DriverContract, ::testing::ValuesIn(allDrivers()), nameOf);
+INSTANTIATE_TEST_SUITE_P(Drivers, ScriptedDriverContract, ::testing::ValuesIn(driversTimingEveryEvent()),
+                         nameOf);

@@ -11,13 +11,16 @@
 #include <vector>
 
 #include "QMGStreamerAVPlayerDriver.h"
+#include "QMGStreamerMoviePlayerDriver.h"
 #include "collector/QMCollectorServer.h"
 #include "facade/QMMonitoringSessions.h"
 #include "platform/QMNotificationCenter.h"
 #include "platform/QMURLSession.h"
 #include "platform/avfoundation/AVError.h"
 #include "platform/avfoundation/AVPlayerItemNotifications.h"
+#include "platform/mediaplayer/MPMoviePlayerNotifications.h"
 #include "players/avplayer/QMAVPlayerVeyraPlugin.h"
+#include "players/mpmovieplayer/QMMPMoviePlayerControllerVeyraPlugin.h"
 #include "support/QMTestEnvironment.h"
 #include "support/QMTestMediaServer.h"
 #include "veyrakit/QMDiagnosticCollectors.h"
@@ -59,7 +62,12 @@ class GStreamerPlayback : public QMVirtualTimeTest {
     }
     void TearDown() override {
         driver.reset();
+        movieDriver.reset();
+        // The host drops its movie player plugin: the plugin's own two player observations go
+        // with it (its finish left them in place).
+        if (auto plugin = moviePlugin()) plugin->dispose();
         QMMonitoringSessions::setCurrentAVPlayerMonitoringSession(nullptr);
+        QMMonitoringSessions::setCurrentMPMoviePlayerMonitoringSession(nullptr);
         QMNotificationCenter::defaultCenter()->removeObserver(this);
         QMVirtualTimeTest::TearDown();
         // The cached connections go before the servers stop, which would otherwise wait for them
@@ -99,6 +107,36 @@ class GStreamerPlayback : public QMVirtualTimeTest {
         sessionId = plugin()->sessionId().value_or("");
     }
 
+    static std::shared_ptr<QMMPMoviePlayerControllerVeyraPlugin> moviePlugin() {
+        return std::dynamic_pointer_cast<QMMPMoviePlayerControllerVeyraPlugin>(
+            QMMonitoringSessions::currentMPMoviePlayerMonitoringSession());
+    }
+
+    // Plays `path` of the media with a movie player to its finish under monitoring, and lets the
+    // last reports land.
+    void playMovie(const std::string& path) {
+        moviePlayer = std::make_shared<MPMoviePlayerController>(QMURL::URLWithString(media.url(path)));
+        QMNotificationCenter::defaultCenter()->addObserver(
+            this, MPMoviePlayerPlaybackDidFinishNotification, moviePlayer.get(),
+            [this](const QMNotification& notification) {
+                finishReasons.push_back(std::any_cast<long>(
+                    notification.userInfo().at(MPMoviePlayerPlaybackDidFinishReasonUserInfoKey)));
+            });
+        QMVeyraKit::pluginWithMPMoviePlayerController(moviePlayer, "A-1", collector->baseURL(), "C-1", "VOD",
+                                                      "Test pattern", "V-1", std::nullopt, std::nullopt);
+        movieDriver = QMGStreamerMoviePlayerDriver::driverWithPlayer(moviePlayer);
+        moviePlayer->play();
+        ASSERT_TRUE(realLoop->runUntil(
+            [&] {
+                return movieDriver->isOver() && moviePlugin()->destroyed() && realLoop->transferCount() == 0;
+            },
+            15'000));
+        // The pipeline's last bus messages, posted while it was brought down, find no listener.
+        realLoop->runUntil([&] { return realLoop->outsideWorkCount() == 0 && realLoop->taskCount() == 0; },
+                           2'000);
+        sessionId = moviePlugin()->sessionId().value_or("");
+    }
+
     // The session's reports in pulse order, each with the time it arrived.
     std::vector<std::pair<Json, int64_t>> reports() const {
         std::map<int, std::pair<Json, int64_t>> byPulse;
@@ -123,6 +161,9 @@ class GStreamerPlayback : public QMVirtualTimeTest {
     std::unique_ptr<QMCollectorServer> collector;
     std::shared_ptr<AVPlayer> player;
     std::shared_ptr<QMGStreamerAVPlayerDriver> driver;
+    std::shared_ptr<MPMoviePlayerController> moviePlayer;
+    std::shared_ptr<QMGStreamerMoviePlayerDriver> movieDriver;
+    std::vector<long> finishReasons;
     std::string sessionId;
     int64_t endMillis = 0;
 };
@@ -335,4 +376,76 @@ TEST_F(GStreamerPlayback, ASegmentMissingDuringPlaybackFailsToPlayToTheEndWithTh
     const std::string kinds = types();
     EXPECT_TRUE(kinds.starts_with("SPDJ") || kinds.starts_with("SPJD")) << kinds;
     EXPECT_EQ(kinds.back(), 'E') << kinds;
+}
+
+TEST_F(GStreamerPlayback, AMoviePlayerPlaysTheLadderToItsFinishAndTheCollectorSeesAnEndedSession) {
+    playMovie("master.m3u8");
+    ASSERT_FALSE(sessionId.empty());
+
+    // The model as the movie player left it: played through on a variant of the ladder.
+    EXPECT_EQ(finishReasons, std::vector<long>{MPMovieFinishReasonPlaybackEnded});
+    EXPECT_EQ(moviePlayer->playbackState(), MPMoviePlaybackStateStopped);
+    EXPECT_EQ(moviePlayer->movieSourceType(), MPMovieSourceTypeStreaming);
+    EXPECT_EQ(moviePlayer->movieMediaTypes(), MPMovieMediaTypeMaskVideo | MPMovieMediaTypeMaskAudio);
+    EXPECT_DOUBLE_EQ(moviePlayer->duration(), 6.0);
+    EXPECT_DOUBLE_EQ(moviePlayer->currentPlaybackTime(), 6.0);
+    EXPECT_TRUE(moviePlayer->readyForDisplay());
+    ASSERT_TRUE(moviePlayer->accessLog());
+    const auto& last = moviePlayer->accessLog()->events().back();
+    ASSERT_EQ(kLadder.count(static_cast<int64_t>(last->indicatedBitrate())), 1u) << last->indicatedBitrate();
+    const auto size = kLadder.at(static_cast<int64_t>(last->indicatedBitrate()));
+    EXPECT_EQ(moviePlayer->naturalSize().width, size.first);
+    EXPECT_EQ(moviePlayer->naturalSize().height, size.second);
+    EXPECT_TRUE(last->URI()->starts_with(media.url("v"))) << *last->URI();
+    EXPECT_EQ(last->numberOfStalls(), 0);
+    EXPECT_FALSE(moviePlayer->errorLog());
+
+    // The start, the join, the duration, a periodical report a second and no more after the
+    // finish: a movie player's session ends without a completion report.
+    const auto sent = reports();
+    const std::string kinds = types();
+    EXPECT_TRUE(kinds.starts_with("SP")) << kinds;
+    EXPECT_EQ(std::count(kinds.begin(), kinds.end(), 'J'), 1) << kinds;
+    EXPECT_EQ(std::count(kinds.begin(), kinds.end(), 'D'), 1) << kinds;
+    EXPECT_EQ(std::count(kinds.begin(), kinds.end(), 'E'), 0) << kinds;
+    EXPECT_GE(std::count(kinds.begin(), kinds.end(), 'P'), 5) << kinds;
+    const auto& final = sent.back().first;
+    EXPECT_EQ(final["type"], "P");
+    EXPECT_TRUE(final["playing"].is_boolean());
+    EXPECT_FALSE(final.contains("playbackCompleted"));
+    EXPECT_EQ(final["assetDuration"], "6");
+    EXPECT_EQ(kLadder.count(final["currentBitRate"].get<int64_t>()), 1u) << final.dump();
+
+    auto analysis = collector->analyzeSession(sessionId, /*assumeFinished=*/true);
+    ASSERT_TRUE(analysis);
+    const Json json = analysis->toJSON();
+    EXPECT_EQ(json["summary"]["plugin"], "iOS-MPMoviePlayerController");
+    EXPECT_EQ(json["summary"]["state"], "ended");
+    EXPECT_EQ(json["summary"]["errors"], 0);
+    for (const auto& check : json["checks"]) EXPECT_NE(check["status"], "failed") << check.dump();
+}
+
+TEST_F(GStreamerPlayback, AMoviePlayerMissingASegmentFinishesWithAPlaybackErrorReportLast) {
+    // The second segment answers 404 after a second, once the session is established.
+    for (const char* variant : {"v0", "v1", "v2"}) {
+        media.remove(std::string(variant) + "/seg1.ts");
+        media.delay(std::string(variant) + "/seg1.ts", 1'000);
+    }
+    playMovie("master.m3u8");
+    ASSERT_FALSE(sessionId.empty());
+
+    EXPECT_EQ(finishReasons, std::vector<long>{MPMovieFinishReasonPlaybackError});
+    EXPECT_EQ(moviePlayer->playbackState(), MPMoviePlaybackStateStopped);
+    ASSERT_TRUE(moviePlayer->errorLog());
+    const auto& logged = moviePlayer->errorLog()->events().back();
+    EXPECT_EQ(logged->errorStatusCode(), 404);
+    EXPECT_EQ(logged->errorDomain(), "CoreMediaErrorDomain");
+
+    const std::string kinds = types();
+    EXPECT_TRUE(kinds.starts_with("SP")) << kinds;
+    EXPECT_EQ(kinds.back(), 'E') << kinds;
+    EXPECT_EQ(std::count(kinds.begin(), kinds.end(), 'E'), 1) << kinds;
+    auto analysis = collector->analyzeSession(sessionId, /*assumeFinished=*/true);
+    ASSERT_TRUE(analysis);
+    EXPECT_EQ(analysis->toJSON()["summary"]["errors"], 1);
 }

@@ -46,10 +46,14 @@ double MPMoviePlayerController::currentPlaybackTime() const {
 }
 
 void MPMoviePlayerController::setCurrentPlaybackTime(double currentPlaybackTime) {
+    // A jump is announced with the position it left, so that whoever drives the player can seek
+    // in the right direction; the playhead moving by itself is not.
+    willChangeValueForKey("currentPlaybackTime", this->currentPlaybackTime());
     anchorMicros_ = QMClock::currentTimeMicros();
     anchorNanos_ = std::llround(currentPlaybackTime * 1e9);
     // Held within the timeline by reading it back through the clamping.
     anchorNanos_ = positionNanosAt(anchorMicros_);
+    didChangeValueForKey("currentPlaybackTime", this->currentPlaybackTime());
 }
 
 void MPMoviePlayerController::setCurrentPlaybackRate(float currentPlaybackRate) {

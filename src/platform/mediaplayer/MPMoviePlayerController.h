@@ -89,7 +89,8 @@ class VEYRAKIT_EXPORT MPMoviePlayerController : public QMObject {
     double currentPlaybackTime() const;
     // Whether currentPlaybackTime is moving now; the model's own helper for whoever drives it.
     bool isPlayheadMoving() const;
-    // Moves the playhead (no notification, as on the platform).
+    // Moves the playhead (no notification, as on the platform). Key-value observable as
+    // "currentPlaybackTime" (double), with the position before the jump as the old value.
     void setCurrentPlaybackTime(double currentPlaybackTime);
     float currentPlaybackRate() const { return currentPlaybackRate_; }
     void setCurrentPlaybackRate(float currentPlaybackRate);

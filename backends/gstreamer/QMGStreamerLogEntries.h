@@ -1,0 +1,33 @@
+#pragma once
+#include <optional>
+#include <string>
+
+class QMMediaAccessLogEvent;
+class QMMediaErrorLogEvent;
+
+// What both drivers write into their players' access and error logs for one medium: the variant
+// the HLS demuxer announced last (or the medium's own URL), the server, the bitrates. The drivers
+// add what only their model's entries carry.
+class QMGStreamerLogEntries {
+  public:
+    // The domain the platform's media stack logs loading failures under.
+    static constexpr const char* kErrorDomain = "CoreMediaErrorDomain";
+
+    explicit QMGStreamerLogEntries(std::string url);
+
+    // Returns whether `uri` is another variant than the one announced before.
+    bool noteVariant(const std::string& uri, double bitrate, double measuredBitrate);
+    bool isStreaming() const;
+
+    // A new entry for the variant playing, opened at `startOffset` seconds of media now.
+    void fillAccessLogEvent(QMMediaAccessLogEvent& event, double startOffset) const;
+    // An entry for a failed download or a failure, now.
+    void fillErrorLogEvent(QMMediaErrorLogEvent& event, long statusCode, const std::string& comment) const;
+    double measuredBitrate() const { return measuredBitrate_; }
+
+  private:
+    std::string url_;
+    std::optional<std::string> variantURI_;
+    double variantBitrate_ = -1.0;
+    double measuredBitrate_ = -1.0;
+};
