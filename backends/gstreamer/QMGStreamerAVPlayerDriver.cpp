@@ -196,6 +196,7 @@ void QMGStreamerAVPlayerDriver::handleMessage(GstMessage* message) {
     if (over_) {
         return;
     }
+    refreshTransfers();
     switch (GST_MESSAGE_TYPE(message)) {
         case GST_MESSAGE_STATE_CHANGED:
             onStateChanged(message);
@@ -341,11 +342,28 @@ void QMGStreamerAVPlayerDriver::openAccessLogEvent() {
     event->setIndicatedBitrate(variantBitrate_);
     event->setObservedBitrate(observedBitrate_);
     event->setSwitchBitrate(first ? -1.0 : observedBitrate_);
+    if (!first) {
+        // What the previous event was closed with is its own; this one counts from there.
+        eventBytesBase_ = countedBytes_;
+        eventRequestsBase_ = countedRequests_;
+    }
     currentEvent_ = event;
+    refreshTransfers();
     item_->addAccessLogEvent(std::move(event));
 }
 
+void QMGStreamerAVPlayerDriver::refreshTransfers() {
+    if (!currentEvent_ || !bridge_) {
+        return;
+    }
+    countedBytes_ = bridge_->downloadedBytes();
+    countedRequests_ = bridge_->mediaRequests();
+    currentEvent_->setNumberOfBytesTransferred(countedBytes_ - eventBytesBase_);
+    currentEvent_->setNumberOfMediaRequests(static_cast<long>(countedRequests_ - eventRequestsBase_));
+}
+
 void QMGStreamerAVPlayerDriver::closeAccessLogEvent() {
+    refreshTransfers();
     if (currentEvent_) {
         const double watched = CMTimeGetSeconds(item_->currentTime()) - currentEvent_->playbackStartOffset();
         currentEvent_->setDurationWatched(std::max(0.0, watched));
