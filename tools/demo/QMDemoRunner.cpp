@@ -323,7 +323,9 @@ QMDemoRunner::Result QMDemoRunner::runMedia() {
     routeConsole();
     loop_ = std::make_shared<QMRunLoop>();
     QMRunLoop::setMainRunLoop(loop_);
-    startCollector(*collector, result, *result.mediaURL);
+    const bool served = server != nullptr;
+    startCollector(*collector, result,
+                   served ? *result.media + " served at " + *result.mediaURL : *result.mediaURL);
     playMedia(*playback, *collector, result);
     playback.reset();
     closeDown(*collector, result);
