@@ -32,6 +32,9 @@ class AVPlayerItemAccessLogEvent;
 //     item fails (error, status failed, AVPlayerItemFailedToPlayToEndTimeNotification once
 //     playback had started, rate 0);
 //   - end of stream: rate 0, then AVPlayerItemDidPlayToEndTimeNotification.
+// The current access-log event counts the media downloaded while it is current (bytes and
+// requests, as the bridge counts them: HLS fragments or the file, not the playlists), kept up to
+// date as bus messages arrive; the first one counts from the start of loading.
 // The item moves its playhead itself while it plays; the driver does not set it.
 // GStreamer's threads reach the models only through the main run loop (QMGStreamerPipeline).
 // Made, used and dropped on the main run loop's thread.
@@ -67,6 +70,7 @@ class QMGStreamerAVPlayerDriver : public QMObject, private QMGStreamerPipelineLi
     void pipelineHTTPWarning(const QMGStreamerProblem& problem) override;
     void pipelineError(const QMGStreamerProblem& problem) override;
     void pipelineEndOfStream() override;
+    void pipelineDownloaded(int64_t bytes, int64_t mediaRequests) override;
     void onTimeJumped();
 
     void becomeReadyIfLoaded();
@@ -75,6 +79,8 @@ class QMGStreamerAVPlayerDriver : public QMObject, private QMGStreamerPipelineLi
     void endStall();
     void openAccessLogEvent();
     void closeAccessLogEvent();
+    // The current access-log event's bytes and media requests, from the bridge's counters.
+    void refreshTransfers();
     void logError(long statusCode, const std::string& comment);
     // The pipeline state the models ask for now.
     void applyState();
@@ -101,4 +107,9 @@ class QMGStreamerAVPlayerDriver : public QMObject, private QMGStreamerPipelineLi
 
     std::optional<CGSize> videoSize_;
     std::shared_ptr<AVPlayerItemAccessLogEvent> currentEvent_;
+    // The pipeline's download counters as last announced, and as they stood when the current event opened.
+    int64_t countedBytes_ = 0;
+    int64_t countedRequests_ = 0;
+    int64_t eventBytesBase_ = 0;
+    int64_t eventRequestsBase_ = 0;
 };

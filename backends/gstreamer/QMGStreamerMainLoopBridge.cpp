@@ -1,5 +1,6 @@
 #include "QMGStreamerMainLoopBridge.h"
 
+#include <cstring>
 #include <utility>
 
 #include "platform/QMRunLoop.h"
@@ -16,6 +17,8 @@ void QMGStreamerMainLoopBridge::attach(GstElement* pipeline, GstElement* videoSi
     GstBus* bus = gst_element_get_bus(pipeline);
     gst_bus_set_sync_handler(bus, &QMGStreamerMainLoopBridge::onBusMessage, this, nullptr);
     gst_object_unref(bus);
+    elementAddedId_ = g_signal_connect(pipeline, "deep-element-added",
+                                       G_CALLBACK(&QMGStreamerMainLoopBridge::onElementAdded), this);
     if (videoSink) {
         videoPad_ = gst_element_get_static_pad(videoSink, "sink");
         if (videoPad_) {
@@ -33,6 +36,7 @@ void QMGStreamerMainLoopBridge::detach() {
     }
     if (attached_) {
         attached_ = false;
+        g_signal_handler_disconnect(pipeline_, elementAddedId_);
         GstBus* bus = gst_element_get_bus(pipeline_);
         gst_bus_set_sync_handler(bus, nullptr, nullptr, nullptr);
         gst_object_unref(bus);
@@ -81,6 +85,48 @@ GstPadProbeReturn QMGStreamerMainLoopBridge::onVideoEvent(GstPad*, GstPadProbeIn
         gst_structure_get_int(format, "height", &height)) {
         auto* self = static_cast<QMGStreamerMainLoopBridge*>(data);
         self->loop_->post([handler = self->onVideoSize_, width, height] { handler(width, height); });
+    }
+    return GST_PAD_PROBE_OK;
+}
+
+bool QMGStreamerMainLoopBridge::takesDownloads(GstElement* element) {
+    GstElementFactory* factory = gst_element_get_factory(element);
+    if (!factory || std::strcmp(GST_OBJECT_NAME(factory), "parsebin") != 0) {
+        return false;
+    }
+    GstObject* parent = gst_object_get_parent(GST_OBJECT_CAST(element));
+    if (!parent) {
+        return false;
+    }
+    bool fed = false;
+    if (GstElementFactory* parentFactory = gst_element_get_factory(GST_ELEMENT_CAST(parent))) {
+        const gchar* klass = gst_element_factory_get_metadata(parentFactory, GST_ELEMENT_METADATA_KLASS);
+        fed = std::strcmp(GST_OBJECT_NAME(parentFactory), "urisourcebin") == 0 ||
+              (klass && std::strstr(klass, "Demuxer/Adaptive"));
+    }
+    gst_object_unref(parent);
+    return fed;
+}
+
+void QMGStreamerMainLoopBridge::onElementAdded(GstBin*, GstBin*, GstElement* element, gpointer data) {
+    if (!takesDownloads(element)) {
+        return;
+    }
+    if (GstPad* sink = gst_element_get_static_pad(element, "sink")) {
+        gst_pad_add_probe(sink, GST_PAD_PROBE_TYPE_BUFFER, &QMGStreamerMainLoopBridge::onDownloadedBuffer,
+                          data, nullptr);
+        gst_object_unref(sink);
+    }
+}
+
+GstPadProbeReturn QMGStreamerMainLoopBridge::onDownloadedBuffer(GstPad*, GstPadProbeInfo* info,
+                                                                gpointer data) {
+    auto* self = static_cast<QMGStreamerMainLoopBridge*>(data);
+    GstBuffer* buffer = GST_PAD_PROBE_INFO_BUFFER(info);
+    self->downloadedBytes_.fetch_add(static_cast<int64_t>(gst_buffer_get_size(buffer)),
+                                     std::memory_order_relaxed);
+    if (GST_BUFFER_OFFSET(buffer) == 0) {
+        self->mediaRequests_.fetch_add(1, std::memory_order_relaxed);
     }
     return GST_PAD_PROBE_OK;
 }

@@ -104,6 +104,7 @@ void QMGStreamerPipeline::handleMessage(GstMessage* message) {
     if (!listener_) {
         return;
     }
+    listener_->pipelineDownloaded(bridge_->downloadedBytes(), bridge_->mediaRequests());
     switch (GST_MESSAGE_TYPE(message)) {
         case GST_MESSAGE_STATE_CHANGED:
             onStateChanged(message);

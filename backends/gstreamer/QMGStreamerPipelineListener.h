@@ -1,6 +1,7 @@
 #pragma once
 #include <gst/gst.h>
 
+#include <cstdint>
 #include <string>
 
 class QMGStreamerProblem;
@@ -12,6 +13,9 @@ class QMGStreamerPipelineListener {
   public:
     virtual ~QMGStreamerPipelineListener() = default;
 
+    // The media downloaded so far (bytes, and the fragments or files among them), announced
+    // before every other fact so that a driver's logs stay current.
+    virtual void pipelineDownloaded(int64_t /*bytes*/, int64_t /*mediaRequests*/) {}
     // The pipeline has prerolled (the first one, and again after every flushing seek).
     virtual void pipelinePrerolled() = 0;
     // The fill level of the buffering elements; below 100 the pipeline runs dry.

@@ -22,6 +22,7 @@ QMTestMediaServer::QMTestMediaServer(int seconds) {
         int64_t millis = 0;
         {
             std::lock_guard<std::mutex> lock(mutex_);
+            requested_.push_back(request.path);
             auto it = delays_.find(request.path);
             millis = it == delays_.end() ? 0 : it->second;
         }
@@ -54,3 +55,8 @@ void QMTestMediaServer::delay(const std::string& path, int64_t millis) {
 }
 
 void QMTestMediaServer::remove(const std::string& path) const { std::filesystem::remove(dir_ + "/" + path); }
+
+std::vector<std::string> QMTestMediaServer::requestedPaths() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return requested_;
+}

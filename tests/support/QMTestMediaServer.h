@@ -6,6 +6,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <vector>
 
 // Real media for player backends: scripts/make-test-media writes a three-variant HLS ladder and
 // an MP4 into a temporary directory, served over loopback HTTP on a free port until destruction.
@@ -24,6 +25,10 @@ class QMTestMediaServer {
     void remove(const std::string& path) const;
     // Answers requests for `path` only after `millis` (a slow segment: the player runs dry).
     void delay(const std::string& path, int64_t millis);
+    // Where the media lies.
+    const std::string& directory() const { return dir_; }
+    // The paths asked for so far ("/v0/seg0.ts"), in order.
+    std::vector<std::string> requestedPaths();
     // How long the script took to make the media.
     int64_t makingMillis() const { return makingMillis_; }
 
@@ -35,4 +40,5 @@ class QMTestMediaServer {
     int port_ = 0;
     std::mutex mutex_;
     std::map<std::string, int64_t> delays_;  // by request path, read on the server's threads
+    std::vector<std::string> requested_;     // written on the server's threads
 };

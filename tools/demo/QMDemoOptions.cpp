@@ -23,7 +23,7 @@ bool isFlag(const std::string& option) {
 
 bool takesValue(const std::string& option) {
     return option == "--scenario" || option == "--player" || option == "--server" || option == "--policy" ||
-           option == "--speed" || option == "--diag-ports";
+           option == "--speed" || option == "--diag-ports" || option == "--media";
 }
 
 }  // namespace
@@ -96,7 +96,9 @@ void QMDemoOptions::setDiagnosticPorts(const std::string& text) {
     diagnosticPortsGiven = true;
 }
 
-void QMDemoOptions::checkCombination() const {
+void QMDemoOptions::checkCombination(bool scenarioGiven) const {
+    if (media && scenarioGiven) throw Error("--media and --scenario exclude each other");
+    if (media && speed) throw Error("--media plays in real time: --speed does not apply");
     if (realtime && speed) throw Error("--realtime and --speed exclude each other");
     if (diagnosticPortsGiven && !serverURL)
         throw Error("--diag-ports applies to --server, not to the embedded collector");
@@ -135,6 +137,9 @@ QMDemoOptions QMDemoOptions::parse(const std::vector<std::string>& arguments) {
             result.serverURL = serverValue(value);
         } else if (option == "--policy") {
             result.policyPath = value;
+        } else if (option == "--media") {
+            if (value.empty()) throw Error("--media: the URL or path is empty");
+            result.media = value;
         } else if (option == "--diag-ports") {
             result.setDiagnosticPorts(value);
         } else {
@@ -142,21 +147,24 @@ QMDemoOptions QMDemoOptions::parse(const std::vector<std::string>& arguments) {
         }
     }
     if (!scenarioGiven && result.player) result.scenarioPath = defaultScenarioPath(*result.player);
-    result.checkCombination();
+    result.checkCombination(scenarioGiven);
     return result;
 }
 
 std::string QMDemoOptions::usage() {
     return R"(Usage: veyrakit-demo [OPTIONS]
 
-Plays a scenario with a simulated player, monitored by the VeyraKit SDK over real HTTP, and checks
-what a collector received. Prints one line per request the collector receives, then the session
+Plays a scenario with a simulated player (or real media with --media), monitored by the VeyraKit
+SDK over real HTTP, and checks what a collector received. Prints one line per request the collector receives, then the session
 summary and the protocol checks. Exits 0 when every check passed, 1 when one failed or the run
 did not complete, 2 on a bad option or scenario file.
 
   --scenario FILE          the scenario to play (default: scenarios/vod-default.scenario, or
                            scenarios/mpmovieplayer.scenario with --player mpmovieplayer)
   --player NAME            avplayer or mpmovieplayer (default: the player the scenario names)
+  --media URL|PATH         play real media instead of a scenario, in real time: an http(s) URL
+                           (HLS or MP4), a local file, or a directory holding an HLS ladder
+                           (played from its master.m3u8); local media is served on loopback
   --server URL             report to a running veyrakit-collector at URL (e.g. http://127.0.0.1:8080)
                            instead of the embedded one on free loopback ports
   --diag-ports N,M         the --server collector's diagnostic events and session events ports,

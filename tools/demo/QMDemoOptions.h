@@ -16,7 +16,10 @@ class QMDemoOptions {
     enum class Player { AVPlayer, MPMoviePlayer };
 
     std::string scenarioPath = defaultScenarioPath();
-    std::optional<Player> player;           // absent: the player the scenario is written for
+    std::optional<Player> player;  // absent: the player the scenario is written for
+    // Real media to play instead of a scenario: an http(s) URL, a file, or an HLS ladder's
+    // directory; played in real time (avplayer when no player is given).
+    std::optional<std::string> media;
     std::optional<std::string> serverURL;   // an external collector's base URL; absent: embedded
     std::optional<std::string> policyPath;  // answer policy of the embedded collector
     // The external collector's diagnostic events and session events ports.
@@ -44,5 +47,5 @@ class QMDemoOptions {
     static double speedValue(const std::string& text);
     static std::string serverValue(const std::string& text);
     void setDiagnosticPorts(const std::string& text);
-    void checkCombination() const;
+    void checkCombination(bool scenarioGiven) const;
 };

@@ -4,18 +4,22 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
 #include <iostream>
 #include <thread>
 #include <utility>
 
 #include "demo/QMDemoEmbeddedCollector.h"
 #include "demo/QMDemoError.h"
+#include "demo/QMDemoInterruption.h"
 #include "demo/QMDemoPlayback.h"
+#include "demo/QMDemoPlaylist.h"
 #include "demo/QMDemoPlaylistServer.h"
 #include "demo/QMDemoRemoteCollector.h"
 #include "demo/QMDemoSandbox.h"
 #include "demo/QMPacedRunLoop.h"
 #include "platform/QMConsole.h"
+#include "platform/QMTimer.h"
 #include "platform/QMURLSession.h"
 #include "simulator/QMScenarioException.h"
 #include "simulator/QMScenarioParser.h"
@@ -30,6 +34,10 @@ constexpr int64_t kScenarioSlackMillis = int64_t{10} * 60 * 1000;
 constexpr int64_t kRealSlackMillis = int64_t{60} * 1000;
 constexpr int64_t kFlatOutRealBudgetMillis = int64_t{2} * 60 * 1000;
 constexpr int64_t kDrainMillis = int64_t{10} * 1000;
+// Real media plays until it ends, fails or is interrupted; this only bounds a run left alone.
+constexpr int64_t kMediaBudgetMillis = int64_t{24} * 60 * 60 * 1000;
+// How soon a Ctrl-C is noticed while the loop has nothing else to do.
+constexpr double kInterruptionCheckSeconds = 0.2;
 
 int64_t wallMillis() {
     return std::chrono::duration_cast<std::chrono::milliseconds>(
@@ -74,7 +82,9 @@ bool QMDemoRunner::Result::passed() const {
 }
 
 nlohmann::ordered_json QMDemoRunner::Result::toJSON() const {
-    Json json{{"scenario", scenario},
+    Json json{{"scenario", media ? Json() : Json(scenario)},
+              {"media", media ? Json(*media) : Json()},
+              {"mediaURL", mediaURL ? Json(*mediaURL) : Json()},
               {"player", player},
               {"server", server},
               {"sessionId", sessionId ? Json(*sessionId) : Json()},
@@ -172,15 +182,14 @@ QMScenarioPlayerKind QMDemoRunner::playerKind(const QMScenario& scenario) const 
     return kind;
 }
 
-void QMDemoRunner::startCollector(QMDemoCollector& collector, Result& result) {
+void QMDemoRunner::startCollector(QMDemoCollector& collector, Result& result, const std::string& played) {
     // The observer reads the clock without keeping the loop (and the connections it caches) alive.
     collector.start([this, clock = std::weak_ptr<QMRunLoop>(loop_)](const Json& request) {
         if (isDiagnosticPost(request) && !options_.verbose) return;
         progress_.printRequest(request, sessionMillis(request, clock.lock()));
     });
     result.server = collector.baseURL();
-    progress_.printNote("Playing " + options_.scenarioPath + " (" + result.player + ") with " +
-                        collector.description());
+    progress_.printNote("Playing " + played + " (" + result.player + ") with " + collector.description());
 }
 
 void QMDemoRunner::play(const std::shared_ptr<QMScenario>& scenario, QMDemoCollector& collector,
@@ -259,25 +268,7 @@ void QMDemoRunner::serveUntilInterrupted() {
     keptCollector_.reset();
 }
 
-QMDemoRunner::Result QMDemoRunner::run() {
-    auto scenario = loadScenario();
-    Result result{options_.scenarioPath,
-                  QMDemoOptions::playerName(playerOf(playerKind(*scenario))),
-                  "",
-                  std::nullopt,
-                  std::nullopt,
-                  std::nullopt,
-                  std::nullopt,
-                  ""};
-    auto playlist = servePlaylist(*scenario, result);
-    auto collector = makeCollector();
-    QMDemoSandbox sandbox;
-    ProcessSettings restoreAtExit;
-    routeConsole();
-    loop_ = makeLoop();
-    QMRunLoop::setMainRunLoop(loop_);
-    startCollector(*collector, result);
-    play(scenario, *collector, result);
+void QMDemoRunner::closeDown(std::unique_ptr<QMDemoCollector>& collector, Result& result) {
     // The connection caches of the loop and of the shared URL session go first: the servers
     // would otherwise wait for those kept-alive connections to time out before they stop.
     QMURLSession::sharedSession()->shutdown();
@@ -288,5 +279,116 @@ QMDemoRunner::Result QMDemoRunner::run() {
     result.dashboardURL =
         collector->dashboardURL() + (result.sessionId ? "sessions/" + *result.sessionId : "");
     if (options_.keepServing) keptCollector_ = std::move(collector);
+}
+
+QMDemoRunner::Result QMDemoRunner::run() {
+    if (options_.media) return runMedia();
+    auto scenario = loadScenario();
+    Result result;
+    result.scenario = options_.scenarioPath;
+    result.player = QMDemoOptions::playerName(playerOf(playerKind(*scenario)));
+    auto playlist = servePlaylist(*scenario, result);
+    auto collector = makeCollector();
+    QMDemoSandbox sandbox;
+    ProcessSettings restoreAtExit;
+    routeConsole();
+    loop_ = makeLoop();
+    QMRunLoop::setMainRunLoop(loop_);
+    startCollector(*collector, result, options_.scenarioPath);
+    play(scenario, *collector, result);
+    closeDown(collector, result);
     return result;
+}
+
+std::unique_ptr<QMDemoMediaServer> QMDemoRunner::serveMedia(Result& result) const {
+    if (QMDemoMediaServer::isURL(*options_.media)) {
+        result.mediaURL = *options_.media;
+        return nullptr;
+    }
+    auto server = std::make_unique<QMDemoMediaServer>(*options_.media);
+    server->start();
+    result.mediaURL = server->url();
+    return server;
+}
+
+QMDemoMediaPlayback::Settings QMDemoRunner::mediaSettings(const Result& result,
+                                                          const QMDemoCollector& collector) const {
+    // Named after what was asked for: the ladder's directory or the file, without its ending.
+    const std::filesystem::path asked(
+        QMDemoMediaServer::isURL(*result.media) ? QMDemoPlaylist::pathOf(*result.media) : *result.media);
+    std::string name = asked.stem().string();
+    if (name.empty() || name == "master" || name == "index") name = asked.parent_path().filename().string();
+    if (name.empty()) name = "media";
+    auto metadata = [](const std::string& key, const std::string& value) {
+        return QMCustomMetadataArray{
+            std::make_shared<QMCustomMetadata>(key, std::vector<std::string>{value})};
+    };
+    return {*result.mediaURL,
+            result.server,
+            collector.sessionEventsURL(),
+            collector.diagnosticEventsURL(),
+            name,
+            "VeyraKit demo: " + name,
+            metadata("media", *result.media),
+            metadata("app", "veyrakit-demo")};
+}
+
+QMDemoRunner::Result QMDemoRunner::runMedia() {
+    const QMDemoOptions::Player kind = options_.player.value_or(QMDemoOptions::Player::AVPlayer);
+    Result result;
+    result.player = QMDemoOptions::playerName(kind);
+    result.media = *options_.media;
+    auto server = serveMedia(result);
+    // Before the collector starts: a build that cannot play the kind says so at once.
+    auto playback = QMDemoMediaPlayback::make(kind);
+    auto collector = makeCollector();
+    QMDemoSandbox sandbox;
+    ProcessSettings restoreAtExit;
+    routeConsole();
+    loop_ = std::make_shared<QMRunLoop>();
+    QMRunLoop::setMainRunLoop(loop_);
+    const bool served = server != nullptr;
+    startCollector(*collector, result,
+                   served ? *result.media + " served at " + *result.mediaURL : *result.mediaURL);
+    playMedia(*playback, *collector, result);
+    playback.reset();
+    closeDown(collector, result);
+    return result;
+}
+
+void QMDemoRunner::playMedia(QMDemoMediaPlayback& playback, QMDemoCollector& collector, Result& result) {
+    QMDemoInterruption interruption;
+    scenarioStartMillis_ = loop_->nowMillis();
+    scenarioStartWallMillis_ = wallMillis();
+    playback.start(mediaSettings(result, collector));
+    // Wakes the loop now and then, so that a Ctrl-C is seen even when nothing else happens.
+    auto watch = QMTimer::scheduledTimerWithTimeInterval(
+        kInterruptionCheckSeconds, [](QMTimer&) {}, true);
+    bool following = false;
+    bool left = false;
+    loop_->runUntil(
+        [&] {
+            if (auto sessionId = playback.sessionId(); sessionId && !following) {
+                collector.followSession(*sessionId);
+                following = true;
+            }
+            if (!left && interruption.requested()) {
+                progress_.printNote(
+                    QMDemoProgressPrinter::sessionClock(loop_->nowMillis() - scenarioStartMillis_) +
+                    "  interrupted: the viewer leaves the player");
+            }
+            // Like an app whose player has nothing more to show, or whose viewer left.
+            if (!left && (playback.mediaOver() || interruption.requested())) {
+                playback.leave();
+                left = true;
+            }
+            return playback.isOver();
+        },
+        kMediaBudgetMillis);
+    watch->invalidate();
+    if (!playback.isOver()) result.problem = "the session had not ended when the run gave up on it";
+    result.sessionId = playback.sessionId();
+    playback.finish();
+    loop_->runUntil([&] { return loop_->transferCount() == 0 && loop_->outsideWorkCount() == 0; },
+                    kDrainMillis);
 }

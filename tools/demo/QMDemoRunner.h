@@ -8,6 +8,8 @@
 
 #include "collector/QMCollectorPolicy.h"
 #include "demo/QMDemoCollector.h"
+#include "demo/QMDemoMediaPlayback.h"
+#include "demo/QMDemoMediaServer.h"
 #include "demo/QMDemoOptions.h"
 #include "demo/QMDemoPlaylistServer.h"
 #include "demo/QMDemoProgressPrinter.h"
@@ -17,13 +19,16 @@
 // One demo run, start to end: reads the scenario, starts the collector (or reaches the external
 // one), installs the run loop the options ask for, plays the scenario with the monitoring plugin
 // reporting over real HTTP, prints a progress line per request the collector receives, and asks
-// the collector for its judgement of the session once the session is over.
+// the collector for its judgement of the session once the session is over. With `--media` it
+// plays real media instead, on the real-time loop, until the media ends or fails or Ctrl-C.
 class QMDemoRunner {
   public:
     struct Result {
         std::string scenario;
         std::string player;
         std::string server;
+        std::optional<std::string> media;     // the --media argument
+        std::optional<std::string> mediaURL;  // where it was played from (served on loopback when local)
         std::optional<std::string> sessionId;
         // Where the scenario's master playlist was served, when the scenario asked for it.
         std::optional<std::string> playlistURL;
@@ -50,10 +55,17 @@ class QMDemoRunner {
     void serveUntilInterrupted();
 
   private:
+    Result runMedia();
+    // Serves local media on loopback; nullptr for a URL, played as it is.
+    std::unique_ptr<QMDemoMediaServer> serveMedia(Result& result) const;
+    void playMedia(QMDemoMediaPlayback& playback, QMDemoCollector& collector, Result& result);
+    QMDemoMediaPlayback::Settings mediaSettings(const Result& result, const QMDemoCollector& collector) const;
+    // The loops and the collector go, then the collector judges the session.
+    void closeDown(std::unique_ptr<QMDemoCollector>& collector, Result& result);
     std::shared_ptr<QMScenario> loadScenario() const;
     // The player to monitor: the scenario's, if this build can monitor it and the options agree.
     QMScenarioPlayerKind playerKind(const QMScenario& scenario) const;
-    void startCollector(QMDemoCollector& collector, Result& result);
+    void startCollector(QMDemoCollector& collector, Result& result, const std::string& played);
     // Serves the master playlist on loopback and points the scenario at it, when it asks for it.
     static std::unique_ptr<QMDemoPlaylistServer> servePlaylist(QMScenario& scenario, Result& result);
     // Plays the scenario on the installed loop until the session is over (or the time is up).

@@ -94,6 +94,9 @@ TEST(DemoOptions, BadCommandLinesAreNamed) {
          "--policy applies to the embedded collector, not to --server"},
         {{"--server", "http://h:1", "--keep-serving"},
          "--keep-serving applies to the embedded collector, not to --server"},
+        {{"--media", "/m", "--scenario", "s"}, "--media and --scenario exclude each other"},
+        {{"--media", "/m", "--speed", "2"}, "--media plays in real time: --speed does not apply"},
+        {{"--media="}, "--media: the URL or path is empty"},
     };
     for (const auto& [arguments, message] : cases) EXPECT_EQ(parseError(arguments), message);
 }
@@ -119,6 +122,9 @@ TEST(DemoOptions, InputsThatCannotBePlayedStopTheRunWithTheirStatus) {
     EXPECT_EQ(runError({"--policy", "/nonexistent/policy.json"}),
               std::make_pair(std::string("bad policy file /nonexistent/policy.json: cannot read policy file "
                                          "'/nonexistent/policy.json'"),
+                             QMDemoError::kUsage));
+    EXPECT_EQ(runError({"--media", "/nonexistent/ladder"}),
+              std::make_pair(std::string("--media: /nonexistent/ladder is neither a file nor a directory"),
                              QMDemoError::kUsage));
     EXPECT_EQ(
         runError({"--server", "http://127.0.0.1:1"}),

@@ -1,0 +1,156 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <csignal>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "demo/QMDemoError.h"
+#include "demo/QMDemoRunner.h"
+#include "demo/QMDemoSummaryPrinter.h"
+#include "support/QMLeftoverCheckedTest.h"
+#include "support/QMTestMediaServer.h"
+
+// veyrakit-demo --media: real media played by the GStreamer backend in real time, monitored by the
+// SDK, reported to the demo's embedded collector, judged like a scenario run.
+
+using Json = nlohmann::ordered_json;
+
+namespace {
+
+class DemoMedia : public QMLeftoverCheckedTest {
+  protected:
+    void TearDown() override { expectNothingLeftBehind({}); }
+
+    struct Outcome {
+        QMDemoRunner::Result result;
+        std::vector<std::string> lines;
+
+        const Json& summary() const { return (*result.analysis)["summary"]; }
+        std::string lineStarting(const std::string& prefix, const std::string& containing = "") const {
+            auto it = std::find_if(lines.begin(), lines.end(), [&](const std::string& l) {
+                return l.starts_with(prefix) && l.find(containing) != std::string::npos;
+            });
+            return it == lines.end() ? "" : *it;
+        }
+    };
+
+    static Outcome run(const std::vector<std::string>& arguments) {
+        std::ostringstream progress;
+        Outcome outcome{QMDemoRunner(QMDemoOptions::parse(arguments), progress).run(), {}};
+        std::istringstream text(progress.str());
+        for (std::string line; std::getline(text, line);) outcome.lines.push_back(line);
+        return outcome;
+    }
+
+    QMTestMediaServer media;
+};
+
+}  // namespace
+
+TEST_F(DemoMedia, ALocalLadderIsServedOnLoopbackAndPlaysToTheEndWithEveryCheckPassed) {
+    Outcome run = DemoMedia::run({"--media", media.directory()});
+
+    ASSERT_TRUE(run.result.analysis) << run.result.problem.value_or("");
+    EXPECT_TRUE(run.result.passed());
+    EXPECT_EQ(run.result.player, "avplayer");
+    ASSERT_TRUE(run.result.mediaURL);
+    EXPECT_TRUE(run.result.mediaURL->starts_with("http://127.0.0.1:")) << *run.result.mediaURL;
+    EXPECT_TRUE(run.result.mediaURL->ends_with("/master.m3u8")) << *run.result.mediaURL;
+    EXPECT_EQ(run.result.toJSON()["media"], media.directory());
+    EXPECT_EQ(run.result.toJSON()["scenario"], nullptr);
+    for (const auto& check : (*run.result.analysis)["checks"])
+        EXPECT_NE(check["status"], "failed") << check.dump();
+
+    const Json& summary = run.summary();
+    EXPECT_EQ(summary["state"], "completed");
+    EXPECT_EQ(summary["durationSeconds"], 6);
+    EXPECT_EQ(summary["errors"], 0);
+    EXPECT_EQ(summary["asset"]["mediaUrl"], *run.result.mediaURL);
+    EXPECT_NEAR(summary["playingTimeMs"].get<double>(), 6000, 400);
+    EXPECT_EQ(summary["offeredBitrates"], Json::parse("[200000,160000,400000,320000,800000,640000]"));
+    EXPECT_GT(summary["lastAccessLog"]["bytesTransferred"].get<int64_t>(), 0);
+
+    // The progress lines of a scenario run, on the real clock.
+    EXPECT_EQ(run.lines.front(), "Playing " + media.directory() + " served at " + *run.result.mediaURL +
+                                     " (avplayer) with " +
+                                     run.lines.front().substr(run.lines.front().find("embedded collector")));
+    EXPECT_TRUE(run.lineStarting("+0:00.", "  init    ").ends_with("  -> session " + *run.result.sessionId));
+    EXPECT_NE(run.lineStarting("+0:0", "  J       pulse "), "");
+    EXPECT_TRUE(run.lines.back().starts_with("+0:0")) << run.lines.back();
+    EXPECT_TRUE(run.lines.back().ends_with(" completed")) << run.lines.back();
+    const std::string table = QMDemoSummaryPrinter::summaryTable(*run.result.analysis);
+    EXPECT_NE(table.find("\n  offered bitrates    200000, 160000, 400000, 320000, 800000, 640000\n"),
+              std::string::npos)
+        << table;
+}
+
+TEST_F(DemoMedia, AMasterPlaylistTheServerDoesNotHaveEndsTheSessionWithAPlaybackErrorReport) {
+    // The 404 comes half a second late, so that the session has started when the item fails.
+    media.remove("master.m3u8");
+    media.delay("master.m3u8", 500);
+    Outcome run = DemoMedia::run({"--media", media.url("master.m3u8")});
+
+    ASSERT_TRUE(run.result.analysis) << run.result.problem.value_or("");
+    EXPECT_EQ(run.result.mediaURL, media.url("master.m3u8"));
+    const Json& summary = run.summary();
+    EXPECT_EQ(summary["state"], "error");
+    EXPECT_EQ(summary["errors"], 1);
+    EXPECT_EQ(summary["completed"], false);
+    EXPECT_EQ(summary["joinTimeMs"], nullptr);
+    // The item fails before it loads: the session's start and first periodical report, then the
+    // error report.
+    EXPECT_EQ(nlohmann::json::parse(summary["reports"].dump()),
+              nlohmann::json::parse(R"({"S":1,"P":1,"E":1,"retransmissions":0})"));
+    EXPECT_TRUE(run.lines.back().starts_with("+0:00.")) << run.lines.back();
+    EXPECT_TRUE(run.lines.back().ends_with("  E       pulse 3")) << run.lines.back();
+    // The error log's entry reached the diagnostic stream before the session went.
+    EXPECT_EQ(summary["diagnosticEventsByName"]["errorStatusCode"], 1);
+    // The collector expects one duration report of every ended session; one whose item never
+    // loaded has no duration to report, so that check (and with it the run) fails.
+    std::vector<std::string> failed;
+    for (const auto& check : (*run.result.analysis)["checks"]) {
+        if (check["status"] == "failed") failed.push_back(check["name"]);
+    }
+    EXPECT_EQ(failed, std::vector<std::string>{"duration.once"});
+    EXPECT_FALSE(run.result.passed());
+}
+
+TEST_F(DemoMedia, CtrlCEndsTheSessionCleanlyAndTheRunStillJudgesIt) {
+    std::thread viewer([] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(2500));
+        std::raise(SIGINT);
+    });
+    Outcome run = DemoMedia::run({"--media", media.directory()});
+    viewer.join();
+
+    ASSERT_TRUE(run.result.analysis) << run.result.problem.value_or("");
+    EXPECT_NE(run.lineStarting("+0:0", "  interrupted: the viewer leaves the player"), "");
+    const Json& summary = run.summary();
+    // The app's stopPlayback: the last report is the completion, after about two seconds of play.
+    EXPECT_EQ(summary["completed"], true);
+    EXPECT_LT(summary["playingTimeMs"].get<int64_t>(), 4000);
+    EXPECT_TRUE(run.result.passed());
+    // The handler is the process's previous one again: the run does not keep the signal.
+    struct sigaction now {};
+    sigaction(SIGINT, nullptr, &now);
+    EXPECT_EQ(now.sa_handler, SIG_DFL);
+}
+
+TEST_F(DemoMedia, TheMoviePlayerKindCannotPlayRealMediaInThisBuild) {
+    std::ostringstream progress;
+    QMDemoRunner runner(QMDemoOptions::parse({"--player", "mpmovieplayer", "--media", media.url("clip.mp4")}),
+                        progress);
+    try {
+        runner.run();
+        FAIL() << "the run went ahead";
+    } catch (const QMDemoError& error) {
+        EXPECT_EQ(
+            std::string(error.what()),
+            "--media: the movie player kind cannot play real media in this build (use --player avplayer)");
+        EXPECT_EQ(error.exitStatus(), QMDemoError::kFailure);
+    }
+    EXPECT_EQ(progress.str(), "");
+}

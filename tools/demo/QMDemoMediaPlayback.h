@@ -1,0 +1,48 @@
+#pragma once
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "demo/QMDemoOptions.h"
+#include "veyrakit/QMCustomMetadata.h"
+
+// Real media played by a real player (`--media`), monitored through the facade as an app would:
+// one implementation per player kind makes the player model for the media URL, creates the
+// monitoring plugin for it and lets a media-framework driver play it on the main run loop, in
+// real time. The demo picks the kind with make(); the rest of the run does not know which it is.
+class QMDemoMediaPlayback {
+  public:
+    struct Settings {
+        std::string mediaURL;  // http:// or https://
+        std::string serverURL;
+        std::string sessionEventsURL;
+        std::string diagnosticEventsURL;
+        std::string assetId;
+        std::string assetName;
+        QMCustomMetadataArray assetMetadata;
+        QMCustomMetadataArray viewerMetadata;
+    };
+
+    virtual ~QMDemoMediaPlayback() = default;
+
+    // The playback of `player`'s kind in this build; throws QMDemoError with a one-line reason
+    // when this build cannot play real media with it.
+    static std::unique_ptr<QMDemoMediaPlayback> make(QMDemoOptions::Player player);
+
+    // Points the diagnostic streams at the collector, makes the player, the plugin and the driver,
+    // and plays. Throws QMDemoError when the driver cannot start.
+    virtual void start(const Settings& settings) = 0;
+    // The media has ended or failed, or the viewer left.
+    virtual bool mediaOver() const = 0;
+    // The monitoring session has ended (or no plugin was made).
+    virtual bool sessionEnded() const = 0;
+    // The viewer leaves the player screen: monitoring and playback stop, and a session that has
+    // still not ended one reporting interval later is destroyed. Nothing when the session is over.
+    virtual void leave() = 0;
+    virtual std::optional<std::string> sessionId() const = 0;
+    // Ends what still runs and lets go of the plugin (facade slot and registry).
+    virtual void finish() = 0;
+
+    // Media and session over, and no report in flight on the main loop.
+    bool isOver() const;
+};
