@@ -138,6 +138,25 @@ void QMFaultServer::reply(const std::string& key, std::vector<Reply> replies) {
     replies_[key] = std::move(replies);
 }
 
+void QMFaultServer::refuseAfter(const std::string& key) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    refuseAfter_ = key;
+}
+
+std::string QMFaultServer::refuseAfterKey() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return refuseAfter_;
+}
+
+void QMFaultServer::refuseFromNow() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    refusing_ = true;
+    shutdown(listenFd_, SHUT_RDWR);  // pending and later connections are refused
+    for (const int fd : openFds_) {
+        shutdown(fd, SHUT_RDWR);
+    }
+}
+
 int QMFaultServer::count(const std::string& key) const {
     std::lock_guard<std::mutex> lock(mutex_);
     const auto it = received_.find(key);
@@ -179,7 +198,7 @@ void QMFaultServer::stop() {
 
 void QMFaultServer::acceptLoop() {
     pollfd listening{listenFd_, POLLIN, 0};
-    while (!stopping_) {
+    while (!stopping_ && !refusing_) {
         if (poll(&listening, 1, 20) <= 0) {
             continue;
         }
@@ -187,8 +206,12 @@ void QMFaultServer::acceptLoop() {
         if (fd < 0) {
             continue;
         }
-        ++connections_;
         std::lock_guard<std::mutex> lock(mutex_);
+        if (refusing_) {
+            close(fd);
+            break;
+        }
+        ++connections_;
         openFds_.insert(fd);
         connectionThreads_.emplace_back([this, fd] { serve(fd); });
     }
@@ -201,6 +224,11 @@ void QMFaultServer::serve(int fd) {
     while (!stopping_ && readRequest(fd, buffer, request)) {
         record(request);
         if (!act(fd, nextReply(request), served++)) {
+            break;
+        }
+        const std::string refuse = refuseAfterKey();
+        if (!refuse.empty() && (request.key == refuse || request.typedKey == refuse)) {
+            refuseFromNow();
             break;
         }
     }

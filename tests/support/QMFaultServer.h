@@ -59,6 +59,10 @@ class QMFaultServer {
     // replies answer 200 "{}".
     void reply(const std::string& key, std::vector<Reply> replies);
 
+    // Once the request of `key` has been answered, the server stops listening and drops its
+    // connections: every later connection is refused.
+    void refuseAfter(const std::string& key);
+
     // Requests received in full under `key`; bodies in arrival order.
     int count(const std::string& key) const;
     std::vector<std::string> bodies(const std::string& key) const;
@@ -83,10 +87,14 @@ class QMFaultServer {
     // False when the connection is to be closed after the reply.
     bool act(int fd, const Reply& reply, int servedBefore);
     void record(const Request& request);
+    void refuseFromNow();
+    std::string refuseAfterKey() const;
 
     int listenFd_ = -1;
     int port_ = 0;
     std::atomic<bool> stopping_{false};
+    std::atomic<bool> refusing_{false};
+    std::string refuseAfter_;
     std::atomic<int> connections_{0};
     std::thread acceptThread_;
     mutable std::mutex mutex_;
