@@ -228,14 +228,20 @@ std::unique_ptr<QMDemoPlaylistServer> QMDemoRunner::servePlaylist(QMScenario& sc
     return server;
 }
 
-void QMDemoRunner::judge(QMDemoCollector& collector, Result& result) {
+void QMDemoRunner::judge(QMDemoCollector& collector, Result& result) const {
     if (!result.sessionId) {
-        result.problem =
-            result.problem.value_or("the monitoring plugin got no session id, so it sent no report");
+        const auto cause = wire_->lastFault("/player/init");
+        result.problem = result.problem.value_or(
+            "the monitoring plugin got no session id" +
+            (cause ? ": POST /player/init met " + *cause : std::string(", so it sent no report")));
         return;
     }
     result.analysis = collector.analysis(*result.sessionId);
     if (!result.analysis) result.problem = "the collector has no request of session " + *result.sessionId;
+    if (const auto cause = wire_->lastFault("/player/report"); cause && !result.passed()) {
+        result.problem = result.problem.value_or("the session fell short") +
+                         "; the collector stopped answering: POST /player/report met " + *cause;
+    }
 }
 
 QMDemoRunner::Result QMDemoRunner::run() {
@@ -253,6 +259,8 @@ QMDemoRunner::Result QMDemoRunner::run() {
     ProcessSettings restoreAtExit;
     routeConsole();
     loop_ = makeLoop();
+    wire_ = std::make_shared<QMDemoWireWatch>(loop_->URLTransport());
+    loop_->setURLTransport(wire_);
     QMRunLoop::setMainRunLoop(loop_);
     startCollector(*collector, result);
     play(scenario, *collector, result);
