@@ -84,7 +84,7 @@ Reply replyFor(Fault fault) {
         case Fault::Large:
             return Reply::unannounced(std::size_t{8} << 20);
         case Fault::Trickle:
-            return Reply::trickle(R"({"sessionId":"S-1"})" + std::string(80, ' '), 20);
+            return Reply::trickle(R"({"sessionId":"S-1"})" + std::string(80, ' '), 25);
         case Fault::ShortBody:
             return Reply::shortBody();
         case Fault::S301:
@@ -103,8 +103,8 @@ class FaultMatrix : public QMAVPlayerSessionTest, public ::testing::WithParamInt
   protected:
     void SetUp() override {
         QMAVPlayerSessionTest::SetUp();
-        stubs().disable();  // libcurl on the virtual loop
-        QMURLLoadingLimits::setDefaultTimeoutInterval(0.3);
+        stubs().disable();                                   // libcurl on the virtual loop
+        QMURLLoadingLimits::setDefaultTimeoutInterval(0.8);  // room for a sanitizer build
     }
     void TearDown() override {
         if (simulator) {

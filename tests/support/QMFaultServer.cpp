@@ -6,9 +6,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
 #include <chrono>
 #include <cstdlib>
-#include <regex>
 #include <utility>
 
 namespace {
@@ -52,10 +53,32 @@ std::string statusLine(int status) {
            "\r\n";
 }
 
+// Plain searches, no std::regex: its construction races on the locale's cache across the
+// connection threads.
+std::string lowercase(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
+    return text;
+}
+
 std::string headerValue(const std::string& head, const std::string& field) {
-    const std::regex pattern("\r\n" + field + ":[ \t]*([^\r]*)", std::regex::icase);
-    std::smatch match;
-    return std::regex_search(head, match, pattern) ? match[1].str() : std::string();
+    const std::string needle = "\r\n" + lowercase(field) + ":";
+    const auto at = lowercase(head).find(needle);
+    if (at == std::string::npos) {
+        return "";
+    }
+    const auto start = head.find_first_not_of(" \t", at + needle.size());
+    return start == std::string::npos ? "" : head.substr(start, head.find("\r\n", start) - start);
+}
+
+// The "type" of a compact JSON report body, or nothing.
+std::string reportType(const std::string& body) {
+    const std::string needle = "\"type\":\"";
+    const auto at = body.find(needle);
+    if (at == std::string::npos) {
+        return "";
+    }
+    const auto end = body.find('"', at + needle.size());
+    return end == std::string::npos ? "" : body.substr(at + needle.size(), end - at - needle.size());
 }
 
 }  // namespace
@@ -257,10 +280,8 @@ bool QMFaultServer::readRequest(int fd, std::string& buffer, Request& request) {
     const auto firstSpace = line.find(' ');
     request.key = line.substr(0, line.find(' ', firstSpace + 1));
     request.body = buffer.substr(headEnd + 4, total - headEnd - 4);
-    std::smatch type;
-    static const std::regex typePattern(R"re("type"\s*:\s*"([^"]*)")re");
-    request.typedKey = std::regex_search(request.body, type, typePattern) ? request.key + " " + type[1].str()
-                                                                          : std::string();
+    const std::string type = reportType(request.body);
+    request.typedKey = type.empty() ? std::string() : request.key + " " + type;
     buffer.erase(0, total);
     return true;
 }
