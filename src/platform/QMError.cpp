@@ -24,6 +24,7 @@ std::shared_ptr<QMError> QMError::URLErrorWithCode(long code) {
         {NSURLErrorDNSLookupFailed, "The DNS lookup failed."},
         {NSURLErrorNotConnectedToInternet, "The Internet connection appears to be offline."},
         {NSURLErrorBadServerResponse, "The server returned a bad response."},
+        {NSURLErrorDataLengthExceedsMaximum, "resource exceeds maximum size"},
         {NSURLErrorSecureConnectionFailed,
          "An SSL error has occurred and a secure connection to the server cannot be made."},
         {NSURLErrorServerCertificateUntrusted, "The certificate for this server is invalid."},

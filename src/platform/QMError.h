@@ -18,6 +18,7 @@ enum : long {
     NSURLErrorDNSLookupFailed = -1006,
     NSURLErrorNotConnectedToInternet = -1009,
     NSURLErrorBadServerResponse = -1011,
+    NSURLErrorDataLengthExceedsMaximum = -1103,
     NSURLErrorSecureConnectionFailed = -1200,
     NSURLErrorServerCertificateUntrusted = -1202,
 };

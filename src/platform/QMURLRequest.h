@@ -30,7 +30,8 @@ class VEYRAKIT_EXPORT QMURLRequest : public QMObject {
     const std::optional<std::string>& HTTPBody() const { return body_; }
     void setHTTPBody(std::optional<std::string> body) { body_ = std::move(body); }
 
-    // Seconds; 0 means the platform default (60 s).
+    // Seconds the whole exchange may take; 0 means the platform default
+    // (QMURLLoadingLimits::defaultTimeoutInterval(), 60 s).
     double timeoutInterval() const { return timeout_; }
     void setTimeoutInterval(double seconds) { timeout_ = seconds; }
 

@@ -10,11 +10,9 @@
 #include <vector>
 
 #include "platform/QMRunLoop.h"
+#include "platform/QMURLLoadingLimits.h"
 
 namespace {
-
-// The platform's default request time-out.
-constexpr double kDefaultTimeoutSeconds = 60;
 
 bool hasField(const QMURLRequest::Headers& headers, const char* field) {
     return std::any_of(headers.begin(), headers.end(),
@@ -49,6 +47,8 @@ std::shared_ptr<QMError> QMURLTransfer::errorForResult(CURLcode result) {
         {CURLE_RECV_ERROR, NSURLErrorNetworkConnectionLost},
         {CURLE_GOT_NOTHING, NSURLErrorNetworkConnectionLost},
         {CURLE_PARTIAL_FILE, NSURLErrorNetworkConnectionLost},
+        {CURLE_SEND_FAIL_REWIND, NSURLErrorNetworkConnectionLost},
+        {CURLE_FILESIZE_EXCEEDED, NSURLErrorDataLengthExceedsMaximum},
         {CURLE_HTTP2_STREAM, NSURLErrorNetworkConnectionLost},
         {CURLE_PEER_FAILED_VERIFICATION, NSURLErrorServerCertificateUntrusted},
         {CURLE_SSL_CONNECT_ERROR, NSURLErrorSecureConnectionFailed},
@@ -83,11 +83,16 @@ void QMURLTransfer::configure() {
     curl_easy_setopt(easy_, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(easy_, CURLOPT_SSL_VERIFYPEER, 1L);
     curl_easy_setopt(easy_, CURLOPT_SSL_VERIFYHOST, 2L);
-    const double seconds =
-        request_->timeoutInterval() > 0 ? request_->timeoutInterval() : kDefaultTimeoutSeconds;
+    const double seconds = request_->timeoutInterval() > 0 ? request_->timeoutInterval()
+                                                           : QMURLLoadingLimits::defaultTimeoutInterval();
     const long timeoutMs = static_cast<long>(std::llround(seconds * 1000));
+    // A bound on the whole exchange, connecting included: a server that trickles its answer
+    // cannot hold it open longer than this.
     curl_easy_setopt(easy_, CURLOPT_TIMEOUT_MS, timeoutMs);
     curl_easy_setopt(easy_, CURLOPT_CONNECTTIMEOUT_MS, timeoutMs);
+    // Refused at once when announced; onBody counts the rest (chunked or unannounced bodies).
+    maximumLength_ = QMURLLoadingLimits::maximumResponseLength();
+    curl_easy_setopt(easy_, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(maximumLength_));
     curl_easy_setopt(easy_, CURLOPT_HEADERFUNCTION, &QMURLTransfer::onHeader);
     curl_easy_setopt(easy_, CURLOPT_HEADERDATA, this);
     curl_easy_setopt(easy_, CURLOPT_WRITEFUNCTION, &QMURLTransfer::onBody);
@@ -104,11 +109,17 @@ void QMURLTransfer::configureMethodAndBody() {
         return;
     }
     if (body || method == "POST" || method == "PUT" || method == "PATCH") {
-        // The body lives in request_, which outlives the handle.
-        static const char kEmpty[] = "";
+        // The body is read through a callback, not handed over whole: libcurl silently sends a
+        // request again on a fresh connection when the kept-alive one it reused dies before any
+        // answer, and it must rewind the body to do so. onSeek refuses that rewind for a method
+        // that is not idempotent, so the server never sees a POST more often than it was sent.
+        curl_easy_setopt(easy_, CURLOPT_POST, 1L);
         curl_easy_setopt(easy_, CURLOPT_POSTFIELDSIZE_LARGE,
                          static_cast<curl_off_t>(body ? body->size() : 0));
-        curl_easy_setopt(easy_, CURLOPT_POSTFIELDS, body ? body->data() : kEmpty);
+        curl_easy_setopt(easy_, CURLOPT_READFUNCTION, &QMURLTransfer::onRead);
+        curl_easy_setopt(easy_, CURLOPT_READDATA, this);
+        curl_easy_setopt(easy_, CURLOPT_SEEKFUNCTION, &QMURLTransfer::onSeek);
+        curl_easy_setopt(easy_, CURLOPT_SEEKDATA, this);
     }
     if (method != "GET" || body) {
         curl_easy_setopt(easy_, CURLOPT_CUSTOMREQUEST, method.c_str());
@@ -136,8 +147,38 @@ size_t QMURLTransfer::onHeader(char* buffer, size_t size, size_t count, void* se
     return size * count;
 }
 
+size_t QMURLTransfer::onRead(char* buffer, size_t size, size_t count, void* self) {
+    auto* transfer = static_cast<QMURLTransfer*>(self);
+    const auto& body = transfer->request_->HTTPBody();
+    const std::size_t total = body ? body->size() : 0;
+    const std::size_t n = std::min(size * count, total - std::min(transfer->bodySent_, total));
+    if (n > 0) {
+        body->copy(buffer, n, transfer->bodySent_);
+        transfer->bodySent_ += n;
+    }
+    return n;
+}
+
+int QMURLTransfer::onSeek(void* self, curl_off_t offset, int origin) {
+    auto* transfer = static_cast<QMURLTransfer*>(self);
+    const std::string& method = transfer->request_->HTTPMethod();
+    const bool idempotent = method == "GET" || method == "HEAD" || method == "PUT" || method == "DELETE" ||
+                            method == "OPTIONS" || method == "TRACE";
+    if (!idempotent || origin != SEEK_SET || offset < 0) {
+        return CURL_SEEKFUNC_CANTSEEK;
+    }
+    transfer->bodySent_ = static_cast<std::size_t>(offset);
+    return CURL_SEEKFUNC_OK;
+}
+
 size_t QMURLTransfer::onBody(char* buffer, size_t size, size_t count, void* self) {
     auto* transfer = static_cast<QMURLTransfer*>(self);
+    transfer->received_ += size * count;
+    if (transfer->received_ > transfer->maximumLength_) {
+        // Anything but the full count ends the transfer (CURLE_WRITE_ERROR); completed() names why.
+        transfer->tooLong_ = true;
+        return 0;
+    }
     transfer->postResponse();
     transfer->post([chunk = std::string(buffer, size * count)](QMURLTransfer& t) {
         if (auto deliver = t.events_.data) {
@@ -191,13 +232,27 @@ void QMURLTransfer::completed(CURLcode result) {
             }
         });
     } else {
-        post([error = errorForResult(result)](QMURLTransfer& t) {
+        post([error = failureFor(result)](QMURLTransfer& t) {
             if (auto deliver = t.events_.failure) {
                 t.events_ = {};
                 deliver(error);
             }
         });
     }
+}
+
+std::shared_ptr<QMError> QMURLTransfer::failureFor(CURLcode result) const {
+    if (tooLong_) {
+        return QMError::URLErrorWithCode(NSURLErrorDataLengthExceedsMaximum);
+    }
+    // After connecting, an unsupported protocol is an answer that is not HTTP (libcurl reads it
+    // as HTTP/0.9, which it refuses), not a URL of an unknown scheme.
+    const char* peer = nullptr;
+    if (result == CURLE_UNSUPPORTED_PROTOCOL &&
+        curl_easy_getinfo(easy_, CURLINFO_PRIMARY_IP, &peer) == CURLE_OK && peer && *peer) {
+        return QMError::URLErrorWithCode(NSURLErrorBadServerResponse);
+    }
+    return errorForResult(result);
 }
 
 void QMURLTransfer::cancel() {

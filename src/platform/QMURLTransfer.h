@@ -40,11 +40,14 @@ class QMURLTransfer : public QMObject, public QMURLExchange {
   private:
     static size_t onHeader(char* buffer, size_t size, size_t count, void* self);
     static size_t onBody(char* buffer, size_t size, size_t count, void* self);
+    static size_t onRead(char* buffer, size_t size, size_t count, void* self);
+    static int onSeek(void* self, curl_off_t offset, int origin);
     void configure();
     void configureMethodAndBody();
     void configureHeaders();
     void headerLine(std::string line);
     void postResponse();
+    std::shared_ptr<QMError> failureFor(CURLcode result) const;
     void post(std::function<void(QMURLTransfer&)> step);
 
     std::weak_ptr<QMRunLoop> loop_;
@@ -54,6 +57,10 @@ class QMURLTransfer : public QMObject, public QMURLExchange {
     curl_slist* headerList_ = nullptr;
     long status_ = 0;
     QMURLRequest::Headers responseHeaders_;
+    std::size_t bodySent_ = 0;
+    std::size_t received_ = 0;
+    std::size_t maximumLength_ = 0;
+    bool tooLong_ = false;
     bool responsePosted_ = false;
     bool cancelled_ = false;
 };

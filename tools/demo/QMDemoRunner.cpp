@@ -129,6 +129,14 @@ std::unique_ptr<QMDemoCollector> QMDemoRunner::makeCollector() const {
     return std::make_unique<QMDemoEmbeddedCollector>(loadPolicy());
 }
 
+void QMDemoRunner::installLoop(std::shared_ptr<QMRunLoop> loop) {
+    // Every exchange passes the wire watch, so that a run that falls short can say why.
+    loop_ = std::move(loop);
+    wire_ = std::make_shared<QMDemoWireWatch>(loop_->URLTransport());
+    loop_->setURLTransport(wire_);
+    QMRunLoop::setMainRunLoop(loop_);
+}
+
 std::shared_ptr<QMRunLoop> QMDemoRunner::makeLoop() const {
     if (options_.realtime) return std::make_shared<QMRunLoop>();
     if (options_.speed) return std::make_shared<QMPacedRunLoop>(*options_.speed, wallMillis());
@@ -239,14 +247,20 @@ std::unique_ptr<QMDemoPlaylistServer> QMDemoRunner::servePlaylist(QMScenario& sc
     return server;
 }
 
-void QMDemoRunner::judge(QMDemoCollector& collector, Result& result) {
+void QMDemoRunner::judge(QMDemoCollector& collector, Result& result) const {
     if (!result.sessionId) {
-        result.problem =
-            result.problem.value_or("the monitoring plugin got no session id, so it sent no report");
+        const auto cause = wire_->lastFault("/player/init");
+        result.problem = result.problem.value_or(
+            "the monitoring plugin got no session id" +
+            (cause ? ": POST /player/init met " + *cause : std::string(", so it sent no report")));
         return;
     }
     result.analysis = collector.analysis(*result.sessionId);
     if (!result.analysis) result.problem = "the collector has no request of session " + *result.sessionId;
+    if (const auto cause = wire_->lastFault("/player/report"); cause && !result.passed()) {
+        result.problem = result.problem.value_or("the session fell short") +
+                         "; the collector stopped answering: POST /player/report met " + *cause;
+    }
 }
 
 namespace {
@@ -292,8 +306,7 @@ QMDemoRunner::Result QMDemoRunner::run() {
     QMDemoSandbox sandbox;
     ProcessSettings restoreAtExit;
     routeConsole();
-    loop_ = makeLoop();
-    QMRunLoop::setMainRunLoop(loop_);
+    installLoop(makeLoop());
     startCollector(*collector, result, options_.scenarioPath);
     play(scenario, *collector, result);
     closeDown(collector, result);
@@ -345,8 +358,7 @@ QMDemoRunner::Result QMDemoRunner::runMedia() {
     QMDemoSandbox sandbox;
     ProcessSettings restoreAtExit;
     routeConsole();
-    loop_ = std::make_shared<QMRunLoop>();
-    QMRunLoop::setMainRunLoop(loop_);
+    installLoop(std::make_shared<QMRunLoop>());
     const bool served = server != nullptr;
     startCollector(*collector, result,
                    served ? *result.media + " served at " + *result.mediaURL : *result.mediaURL);

@@ -13,6 +13,7 @@
 #include "demo/QMDemoOptions.h"
 #include "demo/QMDemoPlaylistServer.h"
 #include "demo/QMDemoProgressPrinter.h"
+#include "demo/QMDemoWireWatch.h"
 #include "platform/QMRunLoop.h"
 #include "simulator/QMScenario.h"
 
@@ -70,10 +71,12 @@ class QMDemoRunner {
     static std::unique_ptr<QMDemoPlaylistServer> servePlaylist(QMScenario& scenario, Result& result);
     // Plays the scenario on the installed loop until the session is over (or the time is up).
     void play(const std::shared_ptr<QMScenario>& scenario, QMDemoCollector& collector, Result& result);
-    // Asks the collector for its judgement of the run's session.
-    static void judge(QMDemoCollector& collector, Result& result);
+    // Asks the collector for its judgement of the run's session; a run that fell short names the
+    // cause the wire showed.
+    void judge(QMDemoCollector& collector, Result& result) const;
     QMCollectorPolicy loadPolicy() const;
     std::unique_ptr<QMDemoCollector> makeCollector() const;
+    void installLoop(std::shared_ptr<QMRunLoop> loop);
     std::shared_ptr<QMRunLoop> makeLoop() const;
     // Scenario time within which the session must have ended, and the same in real time.
     static int64_t scenarioBudgetMillis(const QMScenario& scenario);
@@ -86,6 +89,7 @@ class QMDemoRunner {
     std::optional<QMCollectorPolicy> policy_;
     QMDemoProgressPrinter progress_;
     std::shared_ptr<QMRunLoop> loop_;
+    std::shared_ptr<QMDemoWireWatch> wire_;
     int64_t scenarioStartMillis_ = 0;  // on the run loop's clock
     int64_t scenarioStartWallMillis_ = 0;
     std::unique_ptr<QMDemoCollector> keptCollector_;  // --keep-serving

@@ -189,7 +189,9 @@ TEST_F(DemoRun, ARefusedSessionFailsTheRunWithoutAnAnalysis) {
     EXPECT_FALSE(run.result.passed());
     EXPECT_FALSE(run.result.sessionId);
     EXPECT_FALSE(run.result.analysis);
-    EXPECT_EQ(run.result.problem, "the monitoring plugin got no session id, so it sent no report");
+    EXPECT_EQ(
+        run.result.problem,
+        "the monitoring plugin got no session id: POST /player/init met the server answered skipReports -1");
     EXPECT_EQ(run.requestLines(), 1u);
     EXPECT_TRUE(run.lines[1].ends_with("  -> skipReports -1")) << run.lines[1];
     EXPECT_EQ(run.result.toJSON()["passed"], false);
