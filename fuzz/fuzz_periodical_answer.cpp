@@ -6,10 +6,13 @@
 #include <memory>
 
 #include "fuzz/QMFuzzTransport.h"
+#include "logging/QMLogger.h"
 #include "reporting/QMPeriodicalReporter.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     auto& transport = QMFuzzTransport::installed();
+    // Without a session the logger holds its lines back for the next one: one run's only.
+    QMLogger::setLogsBeforeSessionInitiated({});
     auto reporter = std::make_shared<QMPeriodicalReporter>();
     reporter->sendPeriodicalReport();
     if (!transport.answer(data, size)) {

@@ -5,11 +5,14 @@
 #include <memory>
 
 #include "fuzz/QMFuzzTransport.h"
+#include "logging/QMLogger.h"
 #include "platform/QMURL.h"
 #include "reporting/QMRestLoader.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     auto& transport = QMFuzzTransport::installed();
+    // Without a session the logger holds its lines back for the next one: one run's only.
+    QMLogger::setLogsBeforeSessionInitiated({});
     int answers = 0;
     QMRestLoader::initWithContentType(QMRestLoader::CONTENT_TYPE_JSON(),
                                       QMURL::URLWithString("http://collector.invalid/player/report"),

@@ -28,7 +28,7 @@ void expectConsistent(const QMSoakRun::Result& result, int64_t minimumPlaybacks)
     EXPECT_GT(result.faults.failures, 0);
     EXPECT_GT(result.retransmissions, 0);
     EXPECT_GT(result.reports, result.playbacks * 10);
-    EXPECT_GT(result.diagnosticPosts, result.playbacks * 60);
+    EXPECT_GT(result.diagnosticPosts, result.playbacks * 5);
 }
 
 }  // namespace
