@@ -52,7 +52,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     (void)QMJSONLayout::compact(request.body);
     (void)QMJSONLayout::pretty(request.body);
     (void)request.claimedSessionId();
-    (void)request.toJSON().dump();
+    // As the API serves it: bytes that are not UTF-8 (path, header or body) become U+FFFD.
+    (void)request.toJSON().dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
     checkBody(request);
     (void)QMCollectorRequestEvent::from(request, 0).describe();
     return 0;
