@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 
@@ -13,12 +14,20 @@
 
 namespace {
 
+// Never destroyed: the exit handler that removes the directory runs after static destructors.
 const std::string& directory() {
-    static const std::string path = [] {
+    static const std::string& path = *new std::string([] {
         char pattern[] = "/tmp/veyrakit-fuzz-defaults-XXXXXX";
         const char* made = mkdtemp(pattern);
-        return std::string(made ? made : "/tmp");
-    }();
+        if (!made) {
+            std::abort();
+        }
+        std::atexit([] {
+            std::error_code ignored;
+            std::filesystem::remove_all(directory(), ignored);
+        });
+        return std::string(made);
+    }());
     return path;
 }
 
