@@ -19,7 +19,7 @@ else
   CMAKE_FLAGS += -DCMAKE_BUILD_TYPE=RelWithDebInfo
 endif
 
-.PHONY: all bootstrap configure build test demo install clean bench format format-check tidy
+.PHONY: all bootstrap configure build test demo install clean bench format format-check tidy fuzz soak
 
 all: build
 
@@ -56,7 +56,7 @@ install: build
 	@cmake --install $(BUILD_DIR) $(if $(PREFIX),--prefix $(PREFIX),)
 
 clean:
-	@rm -rf build build-sanitize build-tsan
+	@rm -rf build build-sanitize build-tsan build-fuzz
 
 # Every C++ source and header the project owns, formatted by the root .clang-format.
 FORMAT_SOURCES = $(shell git ls-files -- '*.cpp' '*.h')
@@ -75,3 +75,31 @@ tidy: configure
 	@run-clang-tidy -quiet -p $(BUILD_DIR) -j $(JOBS) -extra-arg=-Wno-unknown-warning-option $(TIDY_SOURCES) \
 	  > $(BUILD_DIR)/tidy.log 2>&1 || { grep -E 'error:|warning:' $(BUILD_DIR)/tidy.log | sort -u; exit 1; }
 	@echo "clang-tidy: no findings"
+
+# libFuzzer targets (fuzz/), built with clang, ASan and UBSan in build-fuzz/; each runs
+# FUZZ_SECONDS from its seed corpus (fuzz/corpus/<target>, new finds kept in build-fuzz/corpus/).
+# A crash leaves its input in build-fuzz/crashes/ and fails the run.
+FUZZ_SECONDS ?= 60
+FUZZ_TARGETS = session_start_answer periodical_answer rest_loader_answer playlist scenario user_defaults \
+  collector_policy collector_request
+
+fuzz: bootstrap
+	@cmake -S . -B build-fuzz -DVEYRAKIT_FUZZ=ON -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
+	  -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+	@cmake --build build-fuzz -j $(JOBS) --target veyrakit_fuzz_targets
+	@mkdir -p build-fuzz/crashes
+	@for target in $(FUZZ_TARGETS); do \
+	  mkdir -p build-fuzz/corpus/$$target; \
+	  echo "== fuzz_$$target ($(FUZZ_SECONDS) s)"; \
+	  build-fuzz/fuzz/fuzz_$$target -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 \
+	    -artifact_prefix=build-fuzz/crashes/$$target- build-fuzz/corpus/$$target fuzz/corpus/$$target \
+	    > build-fuzz/fuzz_$$target.log 2>&1 \
+	    || { tail -40 build-fuzz/fuzz_$$target.log; exit 1; }; \
+	  grep -E '^stat::number_of_executed_units' build-fuzz/fuzz_$$target.log; \
+	done
+
+# Hours of monitored playback on the virtual clock against a faulty stubbed server (tests/soak);
+# prints heap, callback durations and checks per simulated hour. SOAK_ARGS: --hours, --seed, --player.
+soak: configure
+	@cmake --build $(BUILD_DIR) -j $(JOBS) --target veyrakit-soak
+	@$(BUILD_DIR)/tests/veyrakit-soak $(SOAK_ARGS)

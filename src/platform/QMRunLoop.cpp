@@ -6,6 +6,7 @@
 #include <time.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <exception>
 #include <string>
@@ -84,6 +85,7 @@ struct QMRunLoop::Impl {
     std::atomic<bool> stopRequested{false};
     std::atomic<std::size_t> outsideWork{0};
     std::shared_ptr<QMURLTransport> transport;
+    CallbackObserver callbackObserver;
 };
 
 QMRunLoop::QMRunLoop() : impl_(std::make_unique<Impl>()) {
@@ -326,6 +328,23 @@ int64_t QMRunLoop::nextDueMicros() const {
     return next;
 }
 
+void QMRunLoop::setCallbackObserver(CallbackObserver observer) {
+    impl_->callbackObserver = std::move(observer);
+}
+
+void QMRunLoop::runCallback(const std::function<void()>& work) {
+    if (!impl_->callbackObserver) {
+        runGuarded(work);
+        return;
+    }
+    // Copied: the callback may replace the observer.
+    const CallbackObserver observer = impl_->callbackObserver;
+    const auto started = std::chrono::steady_clock::now();
+    runGuarded(work);
+    observer(std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - started)
+                 .count());
+}
+
 bool QMRunLoop::runPostedTasks() {
     // Only what was posted before this pass: a task that posts again does not starve timers.
     // Tasks are taken one at a time so that a nested loop inside a task keeps the order.
@@ -345,7 +364,7 @@ bool QMRunLoop::runPostedTasks() {
             task = std::move(impl_->tasks.front());
             impl_->tasks.pop_front();
         }
-        runGuarded(task);
+        runCallback(task);
         didWork = true;
     }
     return didWork;
@@ -374,12 +393,12 @@ bool QMRunLoop::fireDueTimers() {
     });
     for (auto& entry : due) {
         if (!entry.timer) {
-            runGuarded(entry.task);
+            runCallback(entry.task);
         } else if (entry.timer->isValid() && entry.timer->fireTimeMicros() <= now) {
             // Checked at the moment of firing: an earlier callback of this pass may have
             // invalidated the timer, or fired it already from a nested run of the loop.
             checkThreadIfMain("QMTimer fire");
-            runGuarded([&] { entry.timer->fire(now); });
+            runCallback([&] { entry.timer->fire(now); });
         }
     }
     return !due.empty();

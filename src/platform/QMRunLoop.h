@@ -73,6 +73,12 @@ class VEYRAKIT_EXPORT QMRunLoop : public QMObject {
     void endOutsideWork();
     std::size_t outsideWorkCount() const;
 
+    // Told, after each callback the loop runs (a posted or delayed task, a timer's fire), how
+    // long it took on the real clock, in microseconds, whatever clock the loop runs on: a host
+    // watches its main thread for long stalls this way. nullptr removes it. Main thread only.
+    using CallbackObserver = std::function<void(int64_t realMicros)>;
+    void setCallbackObserver(CallbackObserver observer);
+
     // How URL loading on this loop reaches a server: the libcurl transport unless another was
     // installed (an in-process transport for tests); nullptr puts the libcurl one back.
     void setURLTransport(std::shared_ptr<QMURLTransport> transport);
@@ -96,6 +102,8 @@ class VEYRAKIT_EXPORT QMRunLoop : public QMObject {
     // Debug builds: the main loop runs only on the main loop's thread.
     void checkThreadIfMain(const char* operation) const;
     bool runPostedTasks();
+    // Runs one callback, guarded, and tells the callback observer how long it took.
+    void runCallback(const std::function<void()>& work);
     bool fireDueTimers();
     void driveTransfers();
     int64_t nextDueMicros() const;

@@ -48,7 +48,9 @@ std::optional<std::string> reportType(const QMCollectorRequest& request) {
 
 void sendJSON(httplib::Response& res, int status, const Json& body) {
     res.status = status;
-    res.set_content(body.dump(), "application/json");
+    // What clients sent is served back as it was stored; bytes that are not UTF-8 (in a header
+    // or a body that is not JSON) become U+FFFD rather than failing the whole answer.
+    res.set_content(body.dump(-1, ' ', false, Json::error_handler_t::replace), "application/json");
 }
 
 }  // namespace

@@ -75,7 +75,8 @@ class Statement {
 std::string headersText(const QMCollectorRequest::Headers& headers) {
     Json pairs = Json::array();
     for (const auto& [name, value] : headers) pairs.push_back(Json::array({name, value}));
-    return pairs.dump();
+    // A header value that is not UTF-8 is stored with U+FFFD in its place, not refused.
+    return pairs.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
 QMCollectorRequest::Headers headersFromText(const std::string& text) {

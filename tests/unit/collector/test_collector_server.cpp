@@ -209,3 +209,28 @@ TEST(CollectorRequestEvent, OneLinePerRequestWithTheKeyValues) {
               R"(- P #4 pulse 6 totalBufferingTime=0 playing=1 -> 200 {"skipReports":"2"})");
     EXPECT_EQ(event.values.dump(), R"({"totalBufferingTime":"0","playing":1})");
 }
+
+// Found by fuzzing the collector's request handling: a header or a body that is not UTF-8 made
+// the store and the API answer throw; such bytes are now kept as U+FFFD.
+TEST(CollectorServer, BytesThatAreNotUTF8AreStoredAndServedAsReplacementCharacters) {
+    QMCollectorServer server(loopbackOptions("{}"));
+    server.start();
+    auto opened = Json::parse(http(server.baseURL() + "/player/init", kInit, kAgent).body);
+    const std::string sessionId = opened.value("sessionId", "");
+    const std::string report =
+        R"({"type":"J","sessionId":")" + sessionId + R"(","joinTime":1,"pulseNumber":1})";
+    EXPECT_EQ(http(server.baseURL() + "/player/report", report, "agent \xC8").status, 200);
+    EXPECT_EQ(http(server.baseURL() + "/player/report", "\xC8 not JSON", kAgent).status, 200);
+
+    const auto detail = http(server.baseURL() + "/api/sessions/" + sessionId);
+    ASSERT_EQ(detail.status, 200);
+    const auto requests = Json::parse(detail.body)["requests"];
+    ASSERT_EQ(requests.size(), 2u);
+    EXPECT_EQ(requests[1]["body"], Json::parse(report));
+    EXPECT_NE(requests[1]["headers"].dump().find("agent \xEF\xBF\xBD"), std::string::npos);
+    const auto stored = server.store().requests();
+    ASSERT_EQ(stored.size(), 3u);
+    EXPECT_EQ(stored[1].header("User-Agent"), "agent \xEF\xBF\xBD");
+    EXPECT_EQ(stored[2].body, "\xC8 not JSON");
+    server.stop();
+}

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -103,6 +104,22 @@ TEST_F(RunLoopTest, ExceptionEscapingACallbackIsLoggedAndTheLoopGoesOn) {
                   "*** Caught exception 'QMIllegalStateException' in a run loop callback, reason: 'QMState "
                   "buffering does not exists.'"}));
     timer->invalidate();
+}
+
+TEST_F(RunLoopTest, CallbackObserverHearsTheRealDurationOfEveryTaskAndTimerFireUntilRemoved) {
+    std::vector<int64_t> durations;
+    loop->setCallbackObserver([&](int64_t micros) { durations.push_back(micros); });
+    loop->post([] { std::this_thread::sleep_for(std::chrono::milliseconds(20)); });
+    loop->postAfter(5'000, [] {});
+    QMTimer::scheduledTimerWithTimeInterval(
+        1.0, [](QMTimer&) { throw std::runtime_error("boom"); }, false);  // measured though it throws
+    runFor(5'000);
+    ASSERT_EQ(durations.size(), 3u);
+    EXPECT_GE(durations[0], 20'000);  // real time, though the virtual clock stood still
+    loop->setCallbackObserver(nullptr);
+    loop->post([] {});
+    runFor(0);
+    EXPECT_EQ(durations.size(), 3u);
 }
 
 TEST_F(RunLoopTest, RunUntilReportsThePredicateOrTheTimeoutOnTheLoopClock) {
