@@ -31,7 +31,8 @@ QMBenchLoopbackServer::QMBenchLoopbackServer(QMBenchTraffic& traffic) {
         QMURLRequest::Headers headers;
         for (const auto& [field, value] : request.headers) {
             // httplib adds the peer's address for its own use; it did not come over the wire.
-            if (field != "REMOTE_ADDR" && field != "REMOTE_PORT" && field != "LOCAL_ADDR" && field != "LOCAL_PORT") {
+            if (field != "REMOTE_ADDR" && field != "REMOTE_PORT" && field != "LOCAL_ADDR" &&
+                field != "LOCAL_PORT") {
                 headers.emplace_back(field, value);
             }
         }
@@ -39,6 +40,9 @@ QMBenchLoopbackServer::QMBenchLoopbackServer(QMBenchTraffic& traffic) {
         response.status = status;
         response.set_content(body, "application/json");
     };
+    // Kept alive as a production collector would, so that the connection count is the client's.
+    server_.set_keep_alive_max_count(1'000'000);
+    server_.set_keep_alive_timeout(120);
     server_.Post(".*", handler);
     server_.Get(".*", handler);
     port_ = server_.bind_to_any_port("127.0.0.1");

@@ -1,6 +1,4 @@
 #include "QMBenchTraffic.h"
-#include <cstdio>
-#include <cstdlib>
 
 std::pair<int, std::string> QMBenchTraffic::answer(const std::string& method, const std::string& target,
                                                    const QMURLRequest::Headers& headers,
@@ -11,14 +9,15 @@ std::pair<int, std::string> QMBenchTraffic::answer(const std::string& method, co
     }
     size += 2 + static_cast<int64_t>(body.size());
     bytes_ += size;
-    if (getenv("BENCH_TRACE")) fprintf(stderr, "%lld %s %s\n", (long long)size, method.c_str(), target.c_str());
     ++requests_;
 
     const auto endsWith = [&target](const std::string& suffix) {
-        return target.size() >= suffix.size() && target.compare(target.size() - suffix.size(), suffix.size(), suffix) == 0;
+        return target.size() >= suffix.size() &&
+               target.compare(target.size() - suffix.size(), suffix.size(), suffix) == 0;
     };
     if (endsWith("/player/init")) {
-        return {200, R"({"sessionId":"B-1","intervalSeconds":)" + std::to_string(reportIntervalSeconds_ * 1000) + "}"};
+        return {200, R"({"sessionId":"B-1","intervalSeconds":)" +
+                         std::to_string(reportIntervalSeconds_ * 1000) + "}"};
     }
     if (endsWith(".m3u8")) {
         return {200,

@@ -17,7 +17,8 @@ double QMLatencyHistogram::percentileMicros(double fraction) const {
     if (count_ == 0) {
         return 0;
     }
-    const auto rank = std::max<int64_t>(1, static_cast<int64_t>(std::ceil(fraction * static_cast<double>(count_))));
+    const auto rank =
+        std::max<int64_t>(1, static_cast<int64_t>(std::ceil(fraction * static_cast<double>(count_))));
     int64_t seen = 0;
     for (std::size_t micros = 0; micros < buckets_.size(); ++micros) {
         seen += buckets_[micros];

@@ -32,7 +32,8 @@ constexpr const char* kStubServer = "https://collector.veyrakit.invalid";
 constexpr const char* kMediaPath = "/vod/feature/master.m3u8";
 
 int64_t steadyNanos() {
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(
+               std::chrono::steady_clock::now().time_since_epoch())
         .count();
 }
 
@@ -48,7 +49,8 @@ std::string requestTarget(const std::string& url) {
     return slash == std::string::npos ? "/" : url.substr(slash);
 }
 
-void monitor(QMBenchPlayer kind, const std::shared_ptr<QMPlayerSimulator>& simulator, const std::string& server) {
+void monitor(QMBenchPlayer kind, const std::shared_ptr<QMPlayerSimulator>& simulator,
+             const std::string& server) {
     if (kind == QMBenchPlayer::AVPlayer) {
         QMVeyraKit::pluginWithAVPlayer(simulator->player(), "bench-asset", server, "bench-customer", "VOD",
                                        "Benchmark feature", "bench-viewer", std::nullopt, std::nullopt);
@@ -144,20 +146,24 @@ QMSessionMeasurement::Totals QMSessionMeasurement::play(bool monitored) {
         stubs.enable();
         stubs.addStub([](const QMURLRequest&) { return true; },
                       [&traffic](const QMURLRequest& request) {
-                          auto [status, body] =
-                              traffic.answer(request.HTTPMethod(), requestTarget(request.URL()->absoluteString()),
-                                             request.allHTTPHeaderFields(), request.HTTPBody().value_or(""));
+                          auto [status, body] = traffic.answer(
+                              request.HTTPMethod(), requestTarget(request.URL()->absoluteString()),
+                              request.allHTTPHeaderFields(), request.HTTPBody().value_or(""));
                           return QMStubResponse::json(body, status);
                       });
     }
-    const std::string mediaURL = (setup_.loopback ? serverURL : std::string("https://media.veyrakit.invalid")) + kMediaPath;
-    auto simulator = QMPlayerSimulator::simulatorWithScenario(QMScenarioParser::parse(scenarioText(mediaURL), "bench"),
-                                                              nullptr);
+    const std::string mediaURL =
+        (setup_.loopback ? serverURL : std::string("https://media.veyrakit.invalid")) + kMediaPath;
+    auto simulator = QMPlayerSimulator::simulatorWithScenario(
+        QMScenarioParser::parse(scenarioText(mediaURL), "bench"), nullptr);
     const pid_t mainThread = QMThreadClock::currentThreadId();
-    const auto sdkThreadsCpu = [&] { return QMThreadClock::cpuNanos(mainThread) + QMThreadClock::cpuNanos(worker); };
+    const auto sdkThreadsCpu = [&] {
+        return QMThreadClock::cpuNanos(mainThread) + QMThreadClock::cpuNanos(worker);
+    };
 
     Totals totals;
-    totals.reportAllocations.reserve(static_cast<std::size_t>(setup_.sessionSeconds / setup_.reportIntervalSeconds + 16));
+    totals.reportAllocations.reserve(
+        static_cast<std::size_t>(setup_.sessionSeconds / setup_.reportIntervalSeconds + 16));
     const int64_t startMicros = loop->monotonicMicros();
     const int64_t endMicros = startMicros + setup_.sessionSeconds * 1'000'000;
     const int64_t firstHourMicros = startMicros + std::min<int64_t>(3600, setup_.sessionSeconds) * 1'000'000;
@@ -245,14 +251,15 @@ QMSessionFigures QMSessionMeasurement::run() {
     figures.passMaxMicros = monitored.passes.maxMicros();
     auto allocations = monitored.reportAllocations;
     if (!allocations.empty()) {
-        std::nth_element(allocations.begin(), allocations.begin() + static_cast<std::ptrdiff_t>(allocations.size() / 2),
+        std::nth_element(allocations.begin(),
+                         allocations.begin() + static_cast<std::ptrdiff_t>(allocations.size() / 2),
                          allocations.end());
         figures.allocationsPerReport = static_cast<double>(allocations[allocations.size() / 2]);
     }
     figures.reports = monitored.reports;
     if (monitored.reports > 0) {
-        figures.allocationsPerInterval =
-            static_cast<double>(monitored.allocations - baseline.allocations) / static_cast<double>(monitored.reports);
+        figures.allocationsPerInterval = static_cast<double>(monitored.allocations - baseline.allocations) /
+                                         static_cast<double>(monitored.reports);
     }
     figures.heapHighWaterKiB = static_cast<double>(monitored.heapHighWater) / 1024.0;
     figures.heapGrowthKiB = static_cast<double>(monitored.heapGrowth) / 1024.0;

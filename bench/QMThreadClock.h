@@ -1,6 +1,7 @@
 #pragma once
-#include <cstdint>
 #include <sys/types.h>
+
+#include <cstdint>
 
 // CPU time of single threads of this process, read from the kernel's per-task accounting, so
 // that the SDK's threads (the main loop and the shared URL session's worker) can be told apart
