@@ -226,6 +226,10 @@ QMSessionMeasurement::Totals QMSessionMeasurement::play(bool monitored) {
     }
     loop->advanceBy(0);
     QMURLSession::sharedSession()->waitForIdle();
+    if (setup_.loopback) {
+        QMURLSession::sharedSession()
+            ->shutdown();  // its kept-alive connections close before the server stops
+    }
     simulator.reset();
     QMRunLoop::setMainRunLoop(nullptr);
     stubs.disable();

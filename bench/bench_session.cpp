@@ -72,10 +72,10 @@ const std::vector<std::string> kLoopbackArgNames{"player", "diag_h", "interval_s
 // switch every 30 s), one monitored hour with 10 s reports.
 BENCHMARK(BM_VirtualSession)
     ->ArgNames(kArgNames)
-    ->Args({0, 0, 10, 1})
-    ->Args({0, 120, 10, 1})
-    ->Args({1, 0, 10, 1})
-    ->Args({1, 120, 10, 1})
+    ->Args({0, 0, 10, 10})
+    ->Args({0, 120, 10, 10})
+    ->Args({1, 0, 10, 10})
+    ->Args({1, 120, 10, 10})
     // How the cost grows: with the reporting interval, the diagnostic events, the session length.
     ->Args({0, 120, 2, 1})
     ->Args({0, 120, 30, 1})
@@ -89,9 +89,9 @@ BENCHMARK(BM_VirtualSession)
 
 BENCHMARK(BM_LoopbackSession)
     ->ArgNames(kLoopbackArgNames)
-    ->Args({0, 0, 10, 1})
-    ->Args({0, 120, 10, 1})
-    ->Args({1, 0, 10, 1})
-    ->Args({1, 120, 10, 1})
+    ->Args({0, 0, 10, 10})
+    ->Args({0, 120, 10, 10})
+    ->Args({1, 0, 10, 10})
+    ->Args({1, 120, 10, 10})
     ->Iterations(1)
     ->Unit(benchmark::kMillisecond);
