@@ -1,0 +1,31 @@
+#pragma once
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <utility>
+
+#include "platform/QMURLRequest.h"
+
+// What the SDK sent, as the server side of a benchmark sees it (the stub registry's responder or
+// the loopback server's handler, possibly on another thread), and how that server answers: the
+// session start exchange with a session id and the run's reporting interval, everything else with
+// an empty JSON object, and the master playlist with a two-rung ladder.
+class QMBenchTraffic {
+  public:
+    explicit QMBenchTraffic(int reportIntervalSeconds) : reportIntervalSeconds_(reportIntervalSeconds) {}
+
+    // Counts one request (request line, header lines, blank line, body) and gives the answer's
+    // status and body.
+    std::pair<int, std::string> answer(const std::string& method, const std::string& target,
+                                       const QMURLRequest::Headers& headers, const std::string& body);
+
+    int64_t requests() const { return requests_.load(); }
+    int64_t bytes() const { return bytes_.load(); }
+    int64_t periodicalReports() const { return periodicalReports_.load(); }
+
+  private:
+    int reportIntervalSeconds_;
+    std::atomic<int64_t> requests_{0};
+    std::atomic<int64_t> bytes_{0};
+    std::atomic<int64_t> periodicalReports_{0};
+};

@@ -1,0 +1,19 @@
+#pragma once
+#include <sys/types.h>
+
+#include <cstdint>
+
+// CPU time of single threads of this process, read from the kernel's per-task accounting, so
+// that the SDK's threads (the main loop and the shared URL session's worker) can be told apart
+// from a server or a media player running in the same process.
+class QMThreadClock {
+  public:
+    static pid_t currentThreadId();
+    // Nanoseconds the thread has spent on a CPU; 0 when it does not exist (any more).
+    static int64_t cpuNanos(pid_t tid);
+    // The shared URL session's worker: a data task that cannot connect is run, and its
+    // completion, which runs on the worker, says where it ran. Starts the worker if needed.
+    static pid_t URLSessionWorkerThreadId();
+    // Every thread of this process, the calling one included.
+    static int64_t processCpuNanos();
+};
