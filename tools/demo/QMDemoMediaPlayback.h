@@ -30,8 +30,8 @@ class QMDemoMediaPlayback {
     QMDemoMediaPlayback(const QMDemoMediaPlayback&) = delete;
     QMDemoMediaPlayback& operator=(const QMDemoMediaPlayback&) = delete;
 
-    // The playback of `player`'s kind in this build; throws QMDemoError with a one-line reason
-    // when this build cannot play real media with it.
+    // The playback of `player`'s kind; throws QMDemoError with a one-line reason when this build
+    // has no real player.
     static std::unique_ptr<QMDemoMediaPlayback> make(QMDemoOptions::Player player);
 
     // Points the diagnostic streams at the collector, makes the player, the plugin and the driver,
