@@ -1,13 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "demo/QMDemoError.h"
 #include "demo/QMDemoRunner.h"
 #include "demo/QMDemoSummaryPrinter.h"
 #include "support/QMLeftoverCheckedTest.h"
@@ -139,18 +139,35 @@ TEST_F(DemoMedia, CtrlCEndsTheSessionCleanlyAndTheRunStillJudgesIt) {
     EXPECT_EQ(now.sa_handler, SIG_DFL);
 }
 
-TEST_F(DemoMedia, TheMoviePlayerKindCannotPlayRealMediaInThisBuild) {
-    std::ostringstream progress;
-    QMDemoRunner runner(QMDemoOptions::parse({"--player", "mpmovieplayer", "--media", media.url("clip.mp4")}),
-                        progress);
-    try {
-        runner.run();
-        FAIL() << "the run went ahead";
-    } catch (const QMDemoError& error) {
-        EXPECT_EQ(
-            std::string(error.what()),
-            "--media: the movie player kind cannot play real media in this build (use --player avplayer)");
-        EXPECT_EQ(error.exitStatus(), QMDemoError::kFailure);
-    }
-    EXPECT_EQ(progress.str(), "");
+TEST_F(DemoMedia, TheMoviePlayerKindPlaysTheLocalLadderToItsFinishWithEveryCheckPassed) {
+    const auto began = std::chrono::steady_clock::now();
+    Outcome run = DemoMedia::run({"--player", "mpmovieplayer", "--media", media.directory()});
+    const auto took = std::chrono::steady_clock::now() - began;
+
+    ASSERT_TRUE(run.result.analysis) << run.result.problem.value_or("");
+    EXPECT_TRUE(run.result.passed());
+    EXPECT_EQ(run.result.player, "mpmovieplayer");
+    ASSERT_TRUE(run.result.mediaURL);
+    EXPECT_TRUE(run.result.mediaURL->ends_with("/master.m3u8")) << *run.result.mediaURL;
+    for (const auto& check : (*run.result.analysis)["checks"])
+        EXPECT_NE(check["status"], "failed") << check.dump();
+    // The run waited for the player's finish at the end of the 6 s of media.
+    EXPECT_GE(took, std::chrono::seconds(6));
+
+    // The finish ends a movie player's session without a completion report: within its first
+    // reporting interval, the start, one periodical report, the join and the duration.
+    const Json& summary = run.summary();
+    EXPECT_EQ(summary["plugin"], "iOS-MPMoviePlayerController");
+    EXPECT_EQ(summary["state"], "ended");
+    EXPECT_EQ(summary["completed"], false);
+    EXPECT_EQ(nlohmann::json::parse(summary["reports"].dump()),
+              nlohmann::json::parse(R"({"S":1,"P":1,"J":1,"D":1,"retransmissions":0})"));
+    EXPECT_EQ(summary["durationSeconds"], 6);
+    EXPECT_EQ(summary["errors"], 0);
+    EXPECT_EQ(summary["asset"]["mediaUrl"], *run.result.mediaURL);
+
+    EXPECT_EQ(run.lines.front(), "Playing " + media.directory() + " served at " + *run.result.mediaURL +
+                                     " (mpmovieplayer) with " +
+                                     run.lines.front().substr(run.lines.front().find("embedded collector")));
+    EXPECT_TRUE(run.lineStarting("+0:00.", "  init    ").ends_with("  -> session " + *run.result.sessionId));
 }

@@ -6,16 +6,13 @@
 #include "demo/QMDemoError.h"
 #include "facade/QMMonitoringSessions.h"
 #include "platform/QMURL.h"
-#include "veyrakit/QMDiagnosticCollectors.h"
 #include "veyrakit/QMVeyraKit.h"
-#include "veyrakit/VeyraKit.h"
 
 QMDemoAVPlayerMediaPlayback::~QMDemoAVPlayerMediaPlayback() { finish(); }
 
 void QMDemoAVPlayerMediaPlayback::start(const Settings& settings) {
     player_ = AVPlayer::playerWithURL(QMURL::URLWithString(settings.mediaURL));
-    QMDiagnosticCollectors::setSessionEventsURL(settings.sessionEventsURL);
-    QMDiagnosticCollectors::setDiagnosticEventsURL(settings.diagnosticEventsURL);
+    pointDiagnosticsAt(settings);
     // The length of the media is not known before it loads: the asset type says on demand.
     QMVeyraKit::pluginWithAVPlayer(player_, settings.assetId, settings.serverURL, "veyrakit-demo", "VOD",
                                    settings.assetName, "demo-viewer", settings.assetMetadata,
@@ -30,38 +27,18 @@ void QMDemoAVPlayerMediaPlayback::start(const Settings& settings) {
 
 bool QMDemoAVPlayerMediaPlayback::mediaOver() const { return !driver_ || driver_->isOver(); }
 
-bool QMDemoAVPlayerMediaPlayback::sessionEnded() const {
-    auto plugin = QMDemoAVPlayerMediaPlayback::plugin();
-    return !plugin || plugin->destroyed();
-}
-
 void QMDemoAVPlayerMediaPlayback::leave() {
     if (driver_ && !driver_->isOver()) {
         driver_->stop();
         player_->pause();
     }
-    if (sessionEnded() || endTimer_) return;
+    if (sessionEnded() || sessionEndPending()) return;
     QMVeyraKit::stopPlayback();
-    endTimer_ = QMTimer::scheduledTimerWithTimeInterval(
-        INTERVAL_LENGTH + 1.0, [this](QMTimer&) { endSession(); }, false);
+    endSessionLater();
 }
 
-void QMDemoAVPlayerMediaPlayback::endSession() {
-    if (endTimer_) {
-        endTimer_->invalidate();
-        endTimer_.reset();
-    }
-    if (auto plugin = QMDemoAVPlayerMediaPlayback::plugin(); plugin && !plugin->destroyed())
-        plugin->destroy();
-}
-
-std::shared_ptr<QMVeyraPlugin> QMDemoAVPlayerMediaPlayback::plugin() {
+std::shared_ptr<QMVeyraPlugin> QMDemoAVPlayerMediaPlayback::session() const {
     return QMMonitoringSessions::currentAVPlayerMonitoringSession();
-}
-
-std::optional<std::string> QMDemoAVPlayerMediaPlayback::sessionId() const {
-    auto plugin = QMDemoAVPlayerMediaPlayback::plugin();
-    return plugin ? plugin->sessionId() : std::nullopt;
 }
 
 void QMDemoAVPlayerMediaPlayback::finish() {

@@ -3,7 +3,9 @@
 #include <optional>
 #include <string>
 
+#include "core/QMVeyraPlugin.h"
 #include "demo/QMDemoOptions.h"
+#include "platform/QMTimer.h"
 #include "veyrakit/QMCustomMetadata.h"
 
 // Real media played by a real player (`--media`), monitored through the facade as an app would:
@@ -23,10 +25,13 @@ class QMDemoMediaPlayback {
         QMCustomMetadataArray viewerMetadata;
     };
 
-    virtual ~QMDemoMediaPlayback() = default;
+    QMDemoMediaPlayback() = default;
+    virtual ~QMDemoMediaPlayback();
+    QMDemoMediaPlayback(const QMDemoMediaPlayback&) = delete;
+    QMDemoMediaPlayback& operator=(const QMDemoMediaPlayback&) = delete;
 
-    // The playback of `player`'s kind in this build; throws QMDemoError with a one-line reason
-    // when this build cannot play real media with it.
+    // The playback of `player`'s kind; throws QMDemoError with a one-line reason when this build
+    // has no real player.
     static std::unique_ptr<QMDemoMediaPlayback> make(QMDemoOptions::Player player);
 
     // Points the diagnostic streams at the collector, makes the player, the plugin and the driver,
@@ -35,14 +40,29 @@ class QMDemoMediaPlayback {
     // The media has ended or failed, or the viewer left.
     virtual bool mediaOver() const = 0;
     // The monitoring session has ended (or no plugin was made).
-    virtual bool sessionEnded() const = 0;
+    bool sessionEnded() const;
     // The viewer leaves the player screen: monitoring and playback stop, and a session that has
     // still not ended one reporting interval later is destroyed. Nothing when the session is over.
     virtual void leave() = 0;
-    virtual std::optional<std::string> sessionId() const = 0;
+    std::optional<std::string> sessionId() const;
     // Ends what still runs and lets go of the plugin (facade slot and registry).
     virtual void finish() = 0;
 
     // Media and session over, and no report in flight on the main loop.
     bool isOver() const;
+
+  protected:
+    // The facade's current monitoring session of this kind.
+    virtual std::shared_ptr<QMVeyraPlugin> session() const = 0;
+    // Both diagnostic streams report to the run's collector.
+    static void pointDiagnosticsAt(const Settings& settings);
+    // A session that has still not ended one reporting interval (and a second) from now is
+    // destroyed then, so that a run whose stop did not reach the session still ends.
+    void endSessionLater();
+    bool sessionEndPending() const { return endTimer_ != nullptr; }
+    // Destroys the session now if it still runs; a pending endSessionLater is dropped.
+    void endSession();
+
+  private:
+    std::shared_ptr<QMTimer> endTimer_;
 };

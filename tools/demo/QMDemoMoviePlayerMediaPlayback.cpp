@@ -1,0 +1,52 @@
+#include "demo/QMDemoMoviePlayerMediaPlayback.h"
+
+#include <stdexcept>
+
+#include "core/QMObjectRepository.h"
+#include "demo/QMDemoError.h"
+#include "facade/QMMonitoringSessions.h"
+#include "platform/QMURL.h"
+#include "veyrakit/QMVeyraKit.h"
+
+QMDemoMoviePlayerMediaPlayback::~QMDemoMoviePlayerMediaPlayback() { finish(); }
+
+void QMDemoMoviePlayerMediaPlayback::start(const Settings& settings) {
+    player_ = std::make_shared<MPMoviePlayerController>(QMURL::URLWithString(settings.mediaURL));
+    pointDiagnosticsAt(settings);
+    // The length of the media is not known before it loads: the asset type says on demand.
+    QMVeyraKit::pluginWithMPMoviePlayerController(player_, settings.assetId, settings.serverURL,
+                                                  "veyrakit-demo", "VOD", settings.assetName, "demo-viewer",
+                                                  settings.assetMetadata, settings.viewerMetadata);
+    try {
+        driver_ = QMGStreamerMoviePlayerDriver::driverWithPlayer(player_);
+    } catch (const std::runtime_error& error) {
+        throw QMDemoError(error.what(), QMDemoError::kFailure);
+    }
+    player_->play();
+}
+
+bool QMDemoMoviePlayerMediaPlayback::mediaOver() const { return !driver_ || driver_->isOver(); }
+
+void QMDemoMoviePlayerMediaPlayback::leave() {
+    if (sessionEndPending()) return;
+    // The driver answers the stop with the finish for a viewer who left (reason 2).
+    if (driver_ && !driver_->isOver()) player_->stop();
+    if (!sessionEnded()) endSessionLater();
+}
+
+std::shared_ptr<QMVeyraPlugin> QMDemoMoviePlayerMediaPlayback::session() const {
+    return QMMonitoringSessions::currentMPMoviePlayerMonitoringSession();
+}
+
+void QMDemoMoviePlayerMediaPlayback::finish() {
+    endSession();
+    if (driver_) {
+        driver_->stop();
+        driver_.reset();
+    }
+    // A destroyed movie player plugin still observes its player until it is disposed (the
+    // facade's next creation would do it): the demo lets go of the player here.
+    if (auto plugin = session()) plugin->dispose();
+    QMMonitoringSessions::setCurrentMPMoviePlayerMonitoringSession(nullptr);
+    QMObjectRepository::getRepositoryInstance()->setPlugin(nullptr);
+}
