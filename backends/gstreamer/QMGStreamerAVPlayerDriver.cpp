@@ -201,19 +201,13 @@ void QMGStreamerAVPlayerDriver::openAccessLogEvent() {
                                                                    : "FILE");
     event->setStartupTime(first ? static_cast<double>(readyMicros_ - startMicros_) / 1e6 : -1.0);
     event->setSwitchBitrate(first ? -1.0 : log_.measuredBitrate());
-    if (!first) {
-        // What the previous event was closed with is its own; this one counts from there.
-        eventBytesBase_ = countedBytes_;
-        eventRequestsBase_ = countedRequests_;
-    }
     currentEvent_ = event;
     refreshTransfers();
     item_->addAccessLogEvent(std::move(event));
 }
 
 void QMGStreamerAVPlayerDriver::pipelineDownloaded(int64_t bytes, int64_t mediaRequests) {
-    countedBytes_ = bytes;
-    countedRequests_ = mediaRequests;
+    log_.noteDownloaded(bytes, mediaRequests);
     refreshTransfers();
 }
 
@@ -221,8 +215,8 @@ void QMGStreamerAVPlayerDriver::refreshTransfers() {
     if (!currentEvent_) {
         return;
     }
-    currentEvent_->setNumberOfBytesTransferred(countedBytes_ - eventBytesBase_);
-    currentEvent_->setNumberOfMediaRequests(static_cast<long>(countedRequests_ - eventRequestsBase_));
+    log_.updateTransfers(*currentEvent_);
+    currentEvent_->setNumberOfMediaRequests(static_cast<long>(log_.mediaRequestsOfEntry()));
 }
 
 void QMGStreamerAVPlayerDriver::closeAccessLogEvent() {

@@ -107,9 +107,4 @@ class QMGStreamerAVPlayerDriver : public QMObject, private QMGStreamerPipelineLi
 
     std::optional<CGSize> videoSize_;
     std::shared_ptr<AVPlayerItemAccessLogEvent> currentEvent_;
-    // The pipeline's download counters as last announced, and as they stood when the current event opened.
-    int64_t countedBytes_ = 0;
-    int64_t countedRequests_ = 0;
-    int64_t eventBytesBase_ = 0;
-    int64_t eventRequestsBase_ = 0;
 };

@@ -19,7 +19,13 @@ bool QMGStreamerLogEntries::noteVariant(const std::string& uri, double bitrate, 
 
 bool QMGStreamerLogEntries::isStreaming() const { return url_.find(".m3u8") != std::string::npos; }
 
-void QMGStreamerLogEntries::fillAccessLogEvent(QMMediaAccessLogEvent& event, double startOffset) const {
+void QMGStreamerLogEntries::fillAccessLogEvent(QMMediaAccessLogEvent& event, double startOffset) {
+    if (entryOpened_) {
+        // What the previous entry was closed with is its own; this one counts from there.
+        bytesBase_ = bytes_;
+        requestsBase_ = requests_;
+    }
+    entryOpened_ = true;
     event.setURI(variantURI_.value_or(url_));
     event.setServerAddress(QMURL::URLWithString(url_)->host());
     event.setPlaybackStartDate(QMDate::date());
@@ -28,6 +34,16 @@ void QMGStreamerLogEntries::fillAccessLogEvent(QMMediaAccessLogEvent& event, dou
     event.setNumberOfStalls(0);
     event.setIndicatedBitrate(variantBitrate_);
     event.setObservedBitrate(measuredBitrate_);
+    updateTransfers(event);
+}
+
+void QMGStreamerLogEntries::noteDownloaded(int64_t bytes, int64_t mediaRequests) {
+    bytes_ = bytes;
+    requests_ = mediaRequests;
+}
+
+void QMGStreamerLogEntries::updateTransfers(QMMediaAccessLogEvent& event) const {
+    event.setNumberOfBytesTransferred(bytes_ - bytesBase_);
 }
 
 void QMGStreamerLogEntries::fillErrorLogEvent(QMMediaErrorLogEvent& event, long statusCode,

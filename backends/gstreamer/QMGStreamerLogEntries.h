@@ -1,4 +1,5 @@
 #pragma once
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -19,8 +20,14 @@ class QMGStreamerLogEntries {
     bool noteVariant(const std::string& uri, double bitrate, double measuredBitrate);
     bool isStreaming() const;
 
-    // A new entry for the variant playing, opened at `startOffset` seconds of media now.
-    void fillAccessLogEvent(QMMediaAccessLogEvent& event, double startOffset) const;
+    // A new entry for the variant playing, opened at `startOffset` seconds of media now. It counts
+    // the media downloaded from here on; the first one counts from the start of loading.
+    void fillAccessLogEvent(QMMediaAccessLogEvent& event, double startOffset);
+    // The pipeline's download counters, as last announced.
+    void noteDownloaded(int64_t bytes, int64_t mediaRequests);
+    // The bytes downloaded while `event`, the entry opened last, was current.
+    void updateTransfers(QMMediaAccessLogEvent& event) const;
+    int64_t mediaRequestsOfEntry() const { return requests_ - requestsBase_; }
     // An entry for a failed download or a failure, now.
     void fillErrorLogEvent(QMMediaErrorLogEvent& event, long statusCode, const std::string& comment) const;
     double measuredBitrate() const { return measuredBitrate_; }
@@ -30,4 +37,9 @@ class QMGStreamerLogEntries {
     std::optional<std::string> variantURI_;
     double variantBitrate_ = -1.0;
     double measuredBitrate_ = -1.0;
+    bool entryOpened_ = false;
+    int64_t bytes_ = 0;
+    int64_t requests_ = 0;
+    int64_t bytesBase_ = 0;
+    int64_t requestsBase_ = 0;
 };

@@ -268,8 +268,16 @@ void QMGStreamerMoviePlayerDriver::openAccessLogEvent() {
     player_->addAccessLogEvent(currentEvent_);
 }
 
+void QMGStreamerMoviePlayerDriver::pipelineDownloaded(int64_t bytes, int64_t mediaRequests) {
+    log_.noteDownloaded(bytes, mediaRequests);
+    if (currentEvent_) {
+        log_.updateTransfers(*currentEvent_);
+    }
+}
+
 void QMGStreamerMoviePlayerDriver::closeAccessLogEvent() {
     if (currentEvent_) {
+        log_.updateTransfers(*currentEvent_);
         const double watched = player_->currentPlaybackTime() - currentEvent_->playbackStartOffset();
         currentEvent_->setDurationWatched(std::max(0.0, watched));
     }

@@ -70,6 +70,7 @@ class QMGStreamerMoviePlayerDriver : public QMObject, private QMGStreamerPipelin
     void pipelineHTTPWarning(const QMGStreamerProblem& problem) override;
     void pipelineError(const QMGStreamerProblem& problem) override;
     void pipelineEndOfStream() override;
+    void pipelineDownloaded(int64_t bytes, int64_t mediaRequests) override;
 
     void onPlaybackStateChanged();
     void waitForContentIfPlaying();

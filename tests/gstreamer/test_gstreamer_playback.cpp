@@ -158,6 +158,15 @@ class GStreamerPlayback : public QMVirtualTimeTest {
         for (const auto& [report, at] : reports()) out += report["type"].get<std::string>();
         return out;
     }
+    // The bytes of the media segments the server sent (the playlists are not counted).
+    int64_t servedSegmentBytes() {
+        int64_t bytes = 0;
+        for (const auto& path : media.requestedPaths()) {
+            if (path.ends_with(".ts"))
+                bytes += static_cast<int64_t>(std::filesystem::file_size(media.directory() + path));
+        }
+        return bytes;
+    }
 
     QMTestMediaServer media;
     std::shared_ptr<QMRunLoop> realLoop = std::make_shared<QMRunLoop>();
@@ -413,6 +422,12 @@ TEST_F(GStreamerPlayback, AMoviePlayerPlaysTheLadderToItsFinishAndTheCollectorSe
     EXPECT_EQ(moviePlayer->naturalSize().height, size.second);
     EXPECT_TRUE(last->URI()->starts_with(media.url("v"))) << *last->URI();
     EXPECT_EQ(last->numberOfStalls(), 0);
+    int64_t loggedBytes = 0;
+    for (const auto& event : moviePlayer->accessLog()->events())
+        loggedBytes += event->numberOfBytesTransferred();
+    // Fragments count as they reach the parser: one the demuxer drops on a switch is not counted.
+    EXPECT_GT(loggedBytes, 0);
+    EXPECT_LE(loggedBytes, servedSegmentBytes());
     EXPECT_FALSE(moviePlayer->errorLog());
 
     // The start, the join, the duration, a periodical report a second and no more after the
@@ -471,12 +486,11 @@ TEST_F(GStreamerPlayback, TheDiagnosticStreamCarriesTheLaddersBitratesAndTheByte
 
     // The fragments the server sent, one media request each, are shared out among the access-log
     // events without loss (the playlists, fetched inside the demuxer, are not counted).
-    int64_t servedBytes = 0;
+    const int64_t servedBytes = servedSegmentBytes();
     long servedFragments = 0;
     std::set<std::string> servedVariants;
     for (const auto& path : media.requestedPaths()) {
         if (path.ends_with(".ts")) {
-            servedBytes += static_cast<int64_t>(std::filesystem::file_size(media.directory() + path));
             ++servedFragments;
         } else if (path.ends_with("/index.m3u8")) {
             servedVariants.insert(media.url(path.substr(1)));
