@@ -463,60 +463,61 @@ TEST_F(GStreamerPlayback, AMoviePlayerMissingASegmentFinishesWithAPlaybackErrorR
     auto analysis = collector->analyzeSession(sessionId, /*assumeFinished=*/true);
     ASSERT_TRUE(analysis);
     EXPECT_EQ(analysis->toJSON()["summary"]["errors"], 1);
+}
 
-    TEST_F(GStreamerPlayback, TheDiagnosticStreamCarriesTheLaddersBitratesAndTheBytesTheServerSent) {
-        play("master.m3u8");
-        ASSERT_FALSE(sessionId.empty());
+TEST_F(GStreamerPlayback, TheDiagnosticStreamCarriesTheLaddersBitratesAndTheBytesTheServerSent) {
+    play("master.m3u8");
+    ASSERT_FALSE(sessionId.empty());
 
-        // The fragments the server sent, one media request each, are shared out among the access-log
-        // events without loss (the playlists, fetched inside the demuxer, are not counted).
-        int64_t servedBytes = 0;
-        long servedFragments = 0;
-        std::set<std::string> servedVariants;
-        for (const auto& path : media.requestedPaths()) {
-            if (path.ends_with(".ts")) {
-                servedBytes += static_cast<int64_t>(std::filesystem::file_size(media.directory() + path));
-                ++servedFragments;
-            } else if (path.ends_with("/index.m3u8")) {
-                servedVariants.insert(media.url(path.substr(1)));
-            }
+    // The fragments the server sent, one media request each, are shared out among the access-log
+    // events without loss (the playlists, fetched inside the demuxer, are not counted).
+    int64_t servedBytes = 0;
+    long servedFragments = 0;
+    std::set<std::string> servedVariants;
+    for (const auto& path : media.requestedPaths()) {
+        if (path.ends_with(".ts")) {
+            servedBytes += static_cast<int64_t>(std::filesystem::file_size(media.directory() + path));
+            ++servedFragments;
+        } else if (path.ends_with("/index.m3u8")) {
+            servedVariants.insert(media.url(path.substr(1)));
         }
-        EXPECT_GE(servedFragments, 3);
-        int64_t loggedBytes = 0;
-        long loggedRequests = 0;
-        std::set<std::string> loggedURIs;
-        for (const auto& event : player->currentItem()->accessLog()->events()) {
-            loggedBytes += event->numberOfBytesTransferred();
-            loggedRequests += event->numberOfMediaRequests();
-            loggedURIs.insert(event->URI().value_or(""));
-        }
-        EXPECT_EQ(loggedBytes, servedBytes);
-        EXPECT_EQ(loggedRequests, servedFragments);
-
-        // The stream: the master playlist's BANDWIDTH and AVERAGE-BANDWIDTH values in playlist order,
-        // and the bytes of each new access-log event; the first counts what loading fetched.
-        Json bitrates;
-        std::vector<int64_t> bytes;
-        for (const auto& event : sessionEvents(*collector, sessionId)) {
-            if (event["name"] == "availableBitrates") bitrates = event["info"]["bitrates"];
-            if (event["name"] == "bytesTransfered") bytes.push_back(event["info"]["bytes"].get<int64_t>());
-        }
-        EXPECT_EQ(bitrates, Json::parse("[200000,160000,400000,320000,800000,640000]"));
-        ASSERT_FALSE(bytes.empty());
-        EXPECT_GT(bytes.front(), 0);
-        EXPECT_LE(bytes.front(), servedBytes);
-
-        // The stream leaves the URIs to the session's trace file: the variants the access log names,
-        // each a variant playlist the server sent.
-        std::ifstream trace(tracePath);
-        std::set<std::string> tracedURIs;
-        for (std::string line; std::getline(trace, line);) {
-            const auto at = line.find("]: Access log URI: ");
-            if (at != std::string::npos) tracedURIs.insert(line.substr(at + 19));
-        }
-        EXPECT_EQ(tracedURIs, loggedURIs);
-        ASSERT_FALSE(tracedURIs.empty());
-        EXPECT_TRUE(
-            std::includes(servedVariants.begin(), servedVariants.end(), tracedURIs.begin(), tracedURIs.end()))
-            << *tracedURIs.begin();
     }
+    EXPECT_GE(servedFragments, 3);
+    int64_t loggedBytes = 0;
+    long loggedRequests = 0;
+    std::set<std::string> loggedURIs;
+    for (const auto& event : player->currentItem()->accessLog()->events()) {
+        loggedBytes += event->numberOfBytesTransferred();
+        loggedRequests += event->numberOfMediaRequests();
+        loggedURIs.insert(event->URI().value_or(""));
+    }
+    EXPECT_EQ(loggedBytes, servedBytes);
+    EXPECT_EQ(loggedRequests, servedFragments);
+
+    // The stream: the master playlist's BANDWIDTH and AVERAGE-BANDWIDTH values in playlist order,
+    // and the bytes of each new access-log event; the first counts what loading fetched.
+    Json bitrates;
+    std::vector<int64_t> bytes;
+    for (const auto& event : sessionEvents(*collector, sessionId)) {
+        if (event["name"] == "availableBitrates") bitrates = event["info"]["bitrates"];
+        if (event["name"] == "bytesTransfered") bytes.push_back(event["info"]["bytes"].get<int64_t>());
+    }
+    EXPECT_EQ(bitrates, Json::parse("[200000,160000,400000,320000,800000,640000]"));
+    ASSERT_FALSE(bytes.empty());
+    EXPECT_GT(bytes.front(), 0);
+    EXPECT_LE(bytes.front(), servedBytes);
+
+    // The stream leaves the URIs to the session's trace file: the variants the access log names,
+    // each a variant playlist the server sent.
+    std::ifstream trace(tracePath);
+    std::set<std::string> tracedURIs;
+    for (std::string line; std::getline(trace, line);) {
+        const auto at = line.find("]: Access log URI: ");
+        if (at != std::string::npos) tracedURIs.insert(line.substr(at + 19));
+    }
+    EXPECT_EQ(tracedURIs, loggedURIs);
+    ASSERT_FALSE(tracedURIs.empty());
+    EXPECT_TRUE(
+        std::includes(servedVariants.begin(), servedVariants.end(), tracedURIs.begin(), tracedURIs.end()))
+        << *tracedURIs.begin();
+}
