@@ -89,12 +89,22 @@ std::shared_ptr<QMAVPlayerPIEReporter> QMAVPlayerPIEReporter::initWithPlayer(
     if (auto asset = urlAssetOf(observedItem_)) {
         session_["playbackURL"] = asset->URL()->absoluteString();
     }
+    sessionText_.clear();
     resetProperties();
     addObservers();
     reportInitialEvents();
     parsePlaylist();
     prepareFileLoggerWithTemporarySessionId(temporarySessionId);
     return selfAs<QMAVPlayerPIEReporter>();
+}
+
+void QMAVPlayerPIEReporter::setSessionEventsURL(const std::string& url) {
+    sessionEventsURL_ = QMURL::URLWithString(url);
+}
+
+void QMAVPlayerPIEReporter::setSessionId(std::optional<std::string> sessionId) {
+    sessionId_ = std::move(sessionId);
+    sessionText_.clear();
 }
 
 void QMAVPlayerPIEReporter::resetProperties() {
@@ -252,19 +262,35 @@ void QMAVPlayerPIEReporter::flush() {
     }
 }
 
+const std::string& QMAVPlayerPIEReporter::sessionText() {
+    if (sessionText_.empty()) {
+        QMJSON session = session_;
+        putIfPresent(session, "sessionId", sessionId_);
+        QMJSONSerialization::appendPrettyData(sessionText_, session, 1);
+    }
+    return sessionText_;
+}
+
 void QMAVPlayerPIEReporter::sendPeriodicalReport() {
-    auto url = QMURL::URLWithString(sessionEventsURL_);
-    if (!url) {
+    if (!sessionEventsURL_) {
         return;
     }
-    QMJSON session = session_;
-    putIfPresent(session, "sessionId", sessionId_);
-    // Taken before the post starts: what is recorded from now on waits for the next one.
-    QMJSON body = {{"session", std::move(session)}, {"events", events_->takeAll()}};
-    std::string json = QMJSONSerialization::prettyDataWithJSONObject(body);
-    QMConsoleLog("%@", json);
+    // The pretty document {"session": ..., "events": [...]}, written around the session's kept
+    // text. The events are taken before the post starts: what is recorded from now on waits for
+    // the next one.
+    const std::string& session = sessionText();
+    const QMJSON events = events_->takeAll();
+    std::string json;
+    json.reserve(session.size() + 64 * events.size() + 40);
+    json += "{\n  \"session\" : ";
+    json += session;
+    json += ",\n  \"events\" : ";
+    QMJSONSerialization::appendPrettyData(json, events, 1);
+    json += "\n}";
+    // The document is the whole console line: written as it is rather than through a format.
+    QMConsole::write(json);
     QMURLSession::sharedSession()
-        ->dataTaskWithRequest(QMJSONPostRequest::requestWithURL(std::move(url), std::move(json)),
+        ->dataTaskWithRequest(QMJSONPostRequest::requestWithURL(sessionEventsURL_, std::move(json)),
                               [](const std::optional<std::string>&, const std::shared_ptr<QMHTTPURLResponse>&,
                                  const std::shared_ptr<QMError>& error) {
                                   if (error) {

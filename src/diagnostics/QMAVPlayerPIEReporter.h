@@ -10,6 +10,7 @@
 #include "platform/QMNotificationCenter.h"
 #include "platform/QMObject.h"
 #include "platform/QMTimer.h"
+#include "platform/QMURL.h"
 #include "platform/avfoundation/AVPlayer.h"
 
 // The diagnostic companion of the AVPlayer plugin. From its creation it watches the player and
@@ -36,9 +37,9 @@ class QMAVPlayerPIEReporter : public QMObject {
         const std::optional<QMJSON>& assetMetadata, const std::optional<QMJSON>& viewerMetadata);
 
     // Where the posts go (see QMDiagnosticCollectors); nothing is posted before it is set.
-    void setSessionEventsURL(std::string url) { sessionEventsURL_ = std::move(url); }
+    void setSessionEventsURL(const std::string& url);
     // Posting starts with the next tick.
-    void setSessionId(std::optional<std::string> sessionId) { sessionId_ = std::move(sessionId); }
+    void setSessionId(std::optional<std::string> sessionId);
     void stopPlayback();
 
     void log(const std::string& name);
@@ -83,6 +84,7 @@ class QMAVPlayerPIEReporter : public QMObject {
                                  void (QMAVPlayerPIEReporter::*handler)(const QMNotification&));
     void recordStatus(const char* eventName, long status, const std::shared_ptr<QMError>& error);
     void followChanges(const std::vector<QMAVPlayerLogFollower::Change>& changes);
+    const std::string& sessionText();
 
     std::shared_ptr<AVPlayer> player_;
     // The item current at start-up: the one observed, and the one the observations are removed
@@ -91,7 +93,11 @@ class QMAVPlayerPIEReporter : public QMObject {
     QMAVPlayerLogFollower logFollower_;
     QMJSON session_ = QMJSON::object();
     std::optional<std::string> sessionId_;
-    std::string sessionEventsURL_;
+    // Parsed once: nullptr while unset or when the text is not a URL (nothing is posted then).
+    std::shared_ptr<QMURL> sessionEventsURL_;
+    // The session description with the session id, as every post writes it: built once, since
+    // neither changes while the posts go out once a second. Empty: to be built.
+    std::string sessionText_;
     // Shared with the playlist reading, which may outlive this reporter.
     std::shared_ptr<QMDiagnosticEventQueue> events_ = std::make_shared<QMDiagnosticEventQueue>();
     std::shared_ptr<QMTimer> timer_;

@@ -3,8 +3,6 @@
 #include <cmath>
 #include <limits>
 
-#include "platform/QMFormat.h"
-
 namespace {
 
 // A sample counts its second towards the current interval only after the second's first 500 ms.
@@ -28,10 +26,10 @@ int32_t truncatedToInt32(double value) {
 }  // namespace
 
 void QMViewedTime::recordPosition(double seconds) {
-    const std::string key = QMFormat("%i", truncatedToInt32(seconds));
-    totalViewedTimeMap_.insert(key);
+    const int32_t second = truncatedToInt32(seconds);
+    totalViewedTimeMap_.insert(second);
     if (truncatedToInt32(seconds * 1000.0) % 1000 >= kCurrentSecondThresholdMillis) {
-        currentViewedTimeMap_.insert(key);
+        currentViewedTimeMap_.insert(second);
     }
 }
 

@@ -1,8 +1,7 @@
 #pragma once
 #include <cstdint>
-#include <set>
-#include <string>
 
+#include "metrics/QMSecondRanges.h"
 #include "platform/QMObject.h"
 
 // The viewed-time bookkeeping of the viewing-time metrics: the whole seconds of the media
@@ -10,8 +9,8 @@
 // interval. A second counts towards the interval only when a sample falls in its latter half.
 class QMViewedTime : public QMObject {
   public:
-    // Whole seconds of media time, as "%i" text; used as a set.
-    using ViewedTimeMap = std::set<std::string>;
+    // Whole seconds of media time (the playhead truncated towards zero), as runs of seconds.
+    using ViewedTimeMap = QMSecondRanges;
 
     // Records the playhead position (seconds) of one accepted sample.
     void recordPosition(double seconds);

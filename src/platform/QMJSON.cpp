@@ -238,6 +238,10 @@ std::string QMJSONSerialization::prettyDataWithJSONObject(const QMJSON& object) 
     return out;
 }
 
+void QMJSONSerialization::appendPrettyData(std::string& out, const QMJSON& value, int nestingLevel) {
+    appendJSON(out, value, 2, nestingLevel);
+}
+
 std::optional<QMJSON> QMJSONSerialization::JSONObjectWithData(const std::string& data) {
     QMJSON parsed = QMJSON::parse(data, nullptr, false);
     // As on the platform without fragments allowed, only an object or an array is a document.

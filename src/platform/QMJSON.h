@@ -19,6 +19,10 @@ class VEYRAKIT_EXPORT QMJSONSerialization {
     static std::string dataWithJSONObject(const QMJSON& object);
     // Pretty: indented by two spaces, " : " between key and value (the diagnostics' format).
     static std::string prettyDataWithJSONObject(const QMJSON& object);
+    // Appends `value` pretty, as it reads nested `nestingLevel` levels deep in a pretty document:
+    // its inner lines indented by that many levels more. Lets a sender write a document's parts
+    // separately, keeping a part that does not change as text.
+    static void appendPrettyData(std::string& out, const QMJSON& value, int nestingLevel);
     // nullopt for an empty or broken body, and for a bare scalar ("3", "\"x\""): as on the
     // platform without fragments allowed, only an object or an array is a document. Never throws.
     static std::optional<QMJSON> JSONObjectWithData(const std::string& data);

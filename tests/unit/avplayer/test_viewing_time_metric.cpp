@@ -28,7 +28,7 @@ TEST_F(QMAVPlayerViewingTimeMetricTest, CountsDistinctSecondsWithTheHalfSecondRu
     runFor(500);
     EXPECT_EQ(metric->currentViewedTimeMap(), Metric::ViewedTimeMap{});
     runFor(50);
-    EXPECT_EQ(metric->currentViewedTimeMap(), Metric::ViewedTimeMap{"7"});
+    EXPECT_EQ(metric->currentViewedTimeMap(), Metric::ViewedTimeMap{7});
     EXPECT_EQ(values(*metric), "11050 750 12000 1000");
     player->pause();  // a standing playhead adds nothing
     runFor(5'000);

@@ -81,8 +81,8 @@ TEST_F(QMMPMoviePlayerMetricTest, ViewingTimeTicksOnThePlaybackTimeFromZeroPoint
     runFor(250);
     player->setCurrentPlaybackTime(8.65);
     runFor(250);
-    EXPECT_EQ(metric->totalViewedTimeMap(), (QMMPMoviePlayerViewingTimeMetric::ViewedTimeMap{"7", "8"}));
-    EXPECT_EQ(metric->currentViewedTimeMap(), QMMPMoviePlayerViewingTimeMetric::ViewedTimeMap{"8"});
+    EXPECT_EQ(metric->totalViewedTimeMap(), (QMMPMoviePlayerViewingTimeMetric::ViewedTimeMap{7, 8}));
+    EXPECT_EQ(metric->currentViewedTimeMap(), QMMPMoviePlayerViewingTimeMetric::ViewedTimeMap{8});
     EXPECT_DOUBLE_EQ(metric->lastCurrentTime(), 8.65);
     metric->stopMetricCollection();
     EXPECT_EQ(loop->timerCount(), timers);

@@ -36,6 +36,14 @@ TEST(JSONSerialization, PrettyIndentsByTwoWithSpacedColons) {
         QMJSONSerialization::prettyDataWithJSONObject(body),
         "{\n  \"session\" : {\n    \"sessionId\" : \"S1\"\n  },\n  \"events\" : [\n    1.5,\n    2\n  ],\n"
         "  \"empty\" : []\n}");
+    // Written part by part, nested one level deep, the same document comes out.
+    std::string parts = "{\n  \"session\" : ";
+    QMJSONSerialization::appendPrettyData(parts, body["session"], 1);
+    parts += ",\n  \"events\" : ";
+    QMJSONSerialization::appendPrettyData(parts, body["events"], 1);
+    parts += ",\n  \"empty\" : ";
+    QMJSONSerialization::appendPrettyData(parts, body["empty"], 1);
+    EXPECT_EQ(parts + "\n}", QMJSONSerialization::prettyDataWithJSONObject(body));
 }
 
 TEST(JSONSerialization, ParsingGivesNothingForEmptyBrokenOrBareScalarInput) {
