@@ -1,6 +1,7 @@
 #include "QMGStreamerAVPlayerDriver.h"
 
 #include <algorithm>
+#include <cmath>
 #include <stdexcept>
 #include <utility>
 
@@ -140,8 +141,7 @@ void QMGStreamerAVPlayerDriver::becomeReadyIfLoaded() {
     player_->setStatus(AVPlayerStatusReadyToPlay);
     item_->setStatus(AVPlayerItemStatusReadyToPlay);
     const auto duration = pipeline_->durationSeconds();
-    item_->setDuration(duration ? CMTimeMake(static_cast<int64_t>(*duration * 1000.0 + 0.5), 1000)
-                                : kCMTimeIndefinite);
+    item_->setDuration(duration ? CMTimeMake(std::llround(*duration * 1000.0), 1000) : kCMTimeIndefinite);
     if (videoSize_) {
         item_->setPresentationSize(*videoSize_);
     }

@@ -96,8 +96,9 @@ std::optional<double> QMGStreamerPipeline::durationSeconds() const {
     if (!element_ || !gst_element_query_duration(element_, GST_FORMAT_TIME, &duration) || duration <= 0) {
         return std::nullopt;
     }
-    // Whole milliseconds, as the platform's media stack reports a duration.
-    return static_cast<double>(duration / GST_MSECOND) / 1000.0;
+    // Whole milliseconds, as the platform's media stack reports a duration: truncated on purpose.
+    const gint64 millis = duration / GST_MSECOND;
+    return static_cast<double>(millis) / 1000.0;
 }
 
 void QMGStreamerPipeline::handleMessage(GstMessage* message) {
