@@ -220,10 +220,9 @@ void QMGStreamerAVPlayerDriver::refreshTransfers() {
 }
 
 void QMGStreamerAVPlayerDriver::closeAccessLogEvent() {
-    refreshTransfers();
     if (currentEvent_) {
-        const double watched = CMTimeGetSeconds(item_->currentTime()) - currentEvent_->playbackStartOffset();
-        currentEvent_->setDurationWatched(std::max(0.0, watched));
+        log_.closeAccessLogEvent(*currentEvent_, CMTimeGetSeconds(item_->currentTime()));
+        currentEvent_->setNumberOfMediaRequests(static_cast<long>(log_.mediaRequestsOfEntry()));
     }
 }
 
@@ -239,7 +238,7 @@ void QMGStreamerAVPlayerDriver::pipelineHTTPWarning(const QMGStreamerProblem& pr
 
 void QMGStreamerAVPlayerDriver::pipelineError(const QMGStreamerProblem& problem) {
     const long code = problem.platformErrorCode();
-    logError(problem.httpStatus() != 0 ? static_cast<long>(problem.httpStatus()) : code, problem.comment());
+    logError(problem.logStatusCode(), problem.comment());
     over_ = true;
     closeAccessLogEvent();
     auto error = QMError::errorWithDomain(

@@ -1,5 +1,6 @@
 #include "QMGStreamerLogEntries.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "platform/QMDate.h"
@@ -54,4 +55,9 @@ void QMGStreamerLogEntries::fillErrorLogEvent(QMMediaErrorLogEvent& event, long 
     event.setErrorStatusCode(statusCode);
     event.setErrorDomain(kErrorDomain);
     event.setErrorComment(comment);
+}
+
+void QMGStreamerLogEntries::closeAccessLogEvent(QMMediaAccessLogEvent& event, double playhead) const {
+    updateTransfers(event);
+    event.setDurationWatched(std::max(0.0, playhead - event.playbackStartOffset()));
 }

@@ -27,6 +27,8 @@ class QMGStreamerLogEntries {
     void noteDownloaded(int64_t bytes, int64_t mediaRequests);
     // The bytes downloaded while `event`, the entry opened last, was current.
     void updateTransfers(QMMediaAccessLogEvent& event) const;
+    // Closes `event` at `playhead` seconds of media: its transfers so far and the time watched.
+    void closeAccessLogEvent(QMMediaAccessLogEvent& event, double playhead) const;
     int64_t mediaRequestsOfEntry() const { return requests_ - requestsBase_; }
     // An entry for a failed download or a failure, now.
     void fillErrorLogEvent(QMMediaErrorLogEvent& event, long statusCode, const std::string& comment) const;

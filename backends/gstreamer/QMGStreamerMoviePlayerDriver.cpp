@@ -277,9 +277,7 @@ void QMGStreamerMoviePlayerDriver::pipelineDownloaded(int64_t bytes, int64_t med
 
 void QMGStreamerMoviePlayerDriver::closeAccessLogEvent() {
     if (currentEvent_) {
-        log_.updateTransfers(*currentEvent_);
-        const double watched = player_->currentPlaybackTime() - currentEvent_->playbackStartOffset();
-        currentEvent_->setDurationWatched(std::max(0.0, watched));
+        log_.closeAccessLogEvent(*currentEvent_, player_->currentPlaybackTime());
     }
 }
 
@@ -295,7 +293,7 @@ void QMGStreamerMoviePlayerDriver::pipelineHTTPWarning(const QMGStreamerProblem&
 
 void QMGStreamerMoviePlayerDriver::pipelineError(const QMGStreamerProblem& problem) {
     const long code = problem.platformErrorCode();
-    logError(problem.httpStatus() != 0 ? static_cast<long>(problem.httpStatus()) : code, problem.comment());
+    logError(problem.logStatusCode(), problem.comment());
     finishPlayback(MPMovieFinishReasonPlaybackError,
                    QMError::errorWithDomain(AVFoundationErrorDomain, code,
                                             problem.message().empty() ? "The operation could not be completed"

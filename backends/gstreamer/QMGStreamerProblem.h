@@ -19,6 +19,10 @@ class QMGStreamerProblem {
     unsigned httpStatus() const { return httpStatus_; }
     // The platform's AVError code for this problem: a server answer, a format, or unknown.
     long platformErrorCode() const;
+    // The status an error-log entry carries for it: the HTTP status, else the platform's code.
+    long logStatusCode() const {
+        return httpStatus_ != 0 ? static_cast<long>(httpStatus_) : platformErrorCode();
+    }
 
   private:
     std::string message_;
