@@ -79,7 +79,7 @@ TEST_F(DemoMedia, ALocalLadderIsServedOnLoopbackAndPlaysToTheEndWithEveryCheckPa
                                      run.lines.front().substr(run.lines.front().find("embedded collector")));
     EXPECT_TRUE(run.lineStarting("+0:00.", "  init    ").ends_with("  -> session " + *run.result.sessionId));
     EXPECT_NE(run.lineStarting("+0:0", "  J       pulse "), "");
-    EXPECT_TRUE(run.lines.back().starts_with("+0:0")) << run.lines.back();
+    EXPECT_TRUE(run.lines.back().starts_with("+0:")) << run.lines.back();
     EXPECT_TRUE(run.lines.back().ends_with(" completed")) << run.lines.back();
     const std::string table = QMDemoSummaryPrinter::summaryTable(*run.result.analysis);
     EXPECT_NE(table.find("\n  offered bitrates    200000, 160000, 400000, 320000, 800000, 640000\n"),
@@ -104,7 +104,7 @@ TEST_F(DemoMedia, AMasterPlaylistTheServerDoesNotHaveEndsTheSessionWithAPlayback
     // error report.
     EXPECT_EQ(nlohmann::json::parse(summary["reports"].dump()),
               nlohmann::json::parse(R"({"S":1,"P":1,"E":1,"retransmissions":0})"));
-    EXPECT_TRUE(run.lines.back().starts_with("+0:00.")) << run.lines.back();
+    EXPECT_TRUE(run.lines.back().starts_with("+0:")) << run.lines.back();
     EXPECT_TRUE(run.lines.back().ends_with("  E       pulse 3")) << run.lines.back();
     // The error log's entry reached the diagnostic stream before the session went.
     EXPECT_EQ(summary["diagnosticEventsByName"]["errorStatusCode"], 1);
