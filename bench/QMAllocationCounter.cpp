@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <new>
 
+namespace veyrakit {
+
 namespace {
 
 std::atomic<int64_t> gAllocations{0};
@@ -54,27 +56,32 @@ int64_t QMAllocationCounter::liveBytes() { return gLiveBytes.load(std::memory_or
 int64_t QMAllocationCounter::highWaterBytes() { return gHighWater.load(std::memory_order_relaxed); }
 void QMAllocationCounter::resetHighWater() { gHighWater.store(liveBytes(), std::memory_order_relaxed); }
 
-void* operator new(std::size_t size) { return allocate(size); }
-void* operator new[](std::size_t size) { return allocate(size); }
-void* operator new(std::size_t size, std::align_val_t alignment) { return allocateAligned(size, alignment); }
+}  // namespace veyrakit
+
+// The replaced global allocation functions (they cannot live in a namespace).
+void* operator new(std::size_t size) { return veyrakit::allocate(size); }
+void* operator new[](std::size_t size) { return veyrakit::allocate(size); }
+void* operator new(std::size_t size, std::align_val_t alignment) {
+    return veyrakit::allocateAligned(size, alignment);
+}
 void* operator new[](std::size_t size, std::align_val_t alignment) {
-    return allocateAligned(size, alignment);
+    return veyrakit::allocateAligned(size, alignment);
 }
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     try {
-        return allocate(size);
+        return veyrakit::allocate(size);
     } catch (const std::bad_alloc&) {
         return nullptr;
     }
 }
 void* operator new[](std::size_t size, const std::nothrow_t& tag) noexcept { return operator new(size, tag); }
-void operator delete(void* block) noexcept { release(block); }
-void operator delete[](void* block) noexcept { release(block); }
-void operator delete(void* block, std::size_t) noexcept { release(block); }
-void operator delete[](void* block, std::size_t) noexcept { release(block); }
-void operator delete(void* block, std::align_val_t) noexcept { release(block); }
-void operator delete[](void* block, std::align_val_t) noexcept { release(block); }
-void operator delete(void* block, std::size_t, std::align_val_t) noexcept { release(block); }
-void operator delete[](void* block, std::size_t, std::align_val_t) noexcept { release(block); }
-void operator delete(void* block, const std::nothrow_t&) noexcept { release(block); }
-void operator delete[](void* block, const std::nothrow_t&) noexcept { release(block); }
+void operator delete(void* block) noexcept { veyrakit::release(block); }
+void operator delete[](void* block) noexcept { veyrakit::release(block); }
+void operator delete(void* block, std::size_t) noexcept { veyrakit::release(block); }
+void operator delete[](void* block, std::size_t) noexcept { veyrakit::release(block); }
+void operator delete(void* block, std::align_val_t) noexcept { veyrakit::release(block); }
+void operator delete[](void* block, std::align_val_t) noexcept { veyrakit::release(block); }
+void operator delete(void* block, std::size_t, std::align_val_t) noexcept { veyrakit::release(block); }
+void operator delete[](void* block, std::size_t, std::align_val_t) noexcept { veyrakit::release(block); }
+void operator delete(void* block, const std::nothrow_t&) noexcept { veyrakit::release(block); }
+void operator delete[](void* block, const std::nothrow_t&) noexcept { veyrakit::release(block); }

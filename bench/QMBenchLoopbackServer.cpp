@@ -5,6 +5,8 @@
 
 #include "QMBenchTraffic.h"
 
+namespace veyrakit {
+
 namespace {
 
 // httplib enqueues one task per accepted connection: counting them counts the accepts.
@@ -61,3 +63,5 @@ QMBenchLoopbackServer::~QMBenchLoopbackServer() {
 }
 
 std::string QMBenchLoopbackServer::baseURL() const { return "http://127.0.0.1:" + std::to_string(port_); }
+
+}  // namespace veyrakit

@@ -7,6 +7,8 @@
 #include <string>
 #include <thread>
 
+namespace veyrakit {
+
 class QMBenchTraffic;
 
 // The analytics server, both diagnostic collectors and the media host on one loopback port, for
@@ -28,3 +30,5 @@ class QMBenchLoopbackServer {
     std::thread thread_;
     int port_ = 0;
 };
+
+}  // namespace veyrakit

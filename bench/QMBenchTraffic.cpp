@@ -1,5 +1,7 @@
 #include "QMBenchTraffic.h"
 
+namespace veyrakit {
+
 std::pair<int, std::string> QMBenchTraffic::answer(const std::string& method, const std::string& target,
                                                    const QMURLRequest::Headers& headers,
                                                    const std::string& body) {
@@ -29,3 +31,5 @@ std::pair<int, std::string> QMBenchTraffic::answer(const std::string& method, co
     }
     return {200, "{}"};
 }
+
+}  // namespace veyrakit

@@ -6,6 +6,8 @@
 
 #include "platform/QMURLRequest.h"
 
+namespace veyrakit {
+
 // What the SDK sent, as the server side of a benchmark sees it (the stub registry's responder or
 // the loopback server's handler, possibly on another thread), and how that server answers: the
 // session start exchange with a session id and the run's reporting interval, everything else with
@@ -29,3 +31,5 @@ class QMBenchTraffic {
     std::atomic<int64_t> bytes_{0};
     std::atomic<int64_t> periodicalReports_{0};
 };
+
+}  // namespace veyrakit

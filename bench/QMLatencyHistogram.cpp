@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+namespace veyrakit {
+
 QMLatencyHistogram::QMLatencyHistogram(int64_t ceilingMicros)
     : buckets_(static_cast<std::size_t>(ceilingMicros) + 1, 0) {}
 
@@ -29,3 +31,5 @@ double QMLatencyHistogram::percentileMicros(double fraction) const {
     }
     return maxMicros();
 }
+
+}  // namespace veyrakit

@@ -2,6 +2,8 @@
 #include <cstdint>
 #include <vector>
 
+namespace veyrakit {
+
 // Durations in whole microseconds, kept as counts per microsecond up to a ceiling (anything
 // longer is counted at the ceiling and remembered as the maximum), so that a day-long run can
 // give its percentiles without keeping every sample on the heap it is measuring.
@@ -20,3 +22,5 @@ class QMLatencyHistogram {
     int64_t count_ = 0;
     int64_t maxNanos_ = 0;
 };
+
+}  // namespace veyrakit

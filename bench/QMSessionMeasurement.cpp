@@ -17,7 +17,6 @@
 #include "QMSteppedRunLoop.h"
 #include "QMThreadClock.h"
 #include "platform/QMConsole.h"
-#include "platform/QMURL.h"
 #include "platform/QMURLSession.h"
 #include "platform/QMUserDefaults.h"
 #include "simulator/QMPlayerSimulator.h"
@@ -25,6 +24,9 @@
 #include "support/QMURLStubRegistry.h"
 #include "veyrakit/QMDiagnosticCollectors.h"
 #include "veyrakit/VeyraKit.h"
+#include "veyrakit/platform/QMURL.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -272,3 +274,5 @@ QMSessionFigures QMSessionMeasurement::run() {
     figures.connections = monitored.connections;
     return figures;
 }
+
+}  // namespace veyrakit

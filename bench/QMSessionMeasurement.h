@@ -2,6 +2,8 @@
 #include <cstdint>
 #include <string>
 
+namespace veyrakit {
+
 enum class QMBenchPlayer { AVPlayer, MoviePlayer };
 
 struct QMSessionSetup {
@@ -51,3 +53,5 @@ class QMSessionMeasurement {
 
     QMSessionSetup setup_;
 };
+
+}  // namespace veyrakit

@@ -1,7 +1,9 @@
 #pragma once
 #include <cstdint>
 
-#include "platform/QMRunLoop.h"
+#include "veyrakit/platform/QMRunLoop.h"
+
+namespace veyrakit {
 
 // A virtual main loop that the benchmark drives one pass at a time: a pass runs the timers due
 // now and the tasks posted before it, or, with nothing to do, moves the clock on to the next due
@@ -13,3 +15,5 @@ class QMSteppedRunLoop : public QMVirtualRunLoop {
     // True when callbacks ran; false when the pass only let time pass (or waited for I/O).
     bool pass(int64_t limitMicros) { return runOnce(limitMicros - monotonicMicros()); }
 };
+
+}  // namespace veyrakit

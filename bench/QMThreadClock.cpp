@@ -7,8 +7,10 @@
 #include <atomic>
 #include <fstream>
 
-#include "platform/QMURL.h"
 #include "platform/QMURLSession.h"
+#include "veyrakit/platform/QMURL.h"
+
+namespace veyrakit {
 
 pid_t QMThreadClock::currentThreadId() { return static_cast<pid_t>(syscall(SYS_gettid)); }
 
@@ -37,3 +39,5 @@ int64_t QMThreadClock::processCpuNanos() {
     clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
     return static_cast<int64_t>(now.tv_sec) * 1'000'000'000 + now.tv_nsec;
 }
+
+}  // namespace veyrakit

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+namespace veyrakit {
+
 // CPU time of single threads of this process, read from the kernel's per-task accounting, so
 // that the SDK's threads (the main loop and the shared URL session's worker) can be told apart
 // from a server or a media player running in the same process.
@@ -17,3 +19,5 @@ class QMThreadClock {
     // Every thread of this process, the calling one included.
     static int64_t processCpuNanos();
 };
+
+}  // namespace veyrakit

@@ -2,6 +2,8 @@
 
 #include "platform/QMFormat.h"
 
+namespace veyrakit {
+
 namespace {
 
 // The logger's console line and a trace-file line, as the SDK formats them on every log call.
@@ -29,3 +31,5 @@ void BM_FormatNumbers(benchmark::State& state) {
 BENCHMARK(BM_FormatNumbers);
 
 }  // namespace
+
+}  // namespace veyrakit

@@ -18,16 +18,18 @@
 
 #include "QMBenchLoopbackServer.h"
 #include "QMBenchTraffic.h"
-#include "QMGStreamerAVPlayerDriver.h"
 #include "QMThreadClock.h"
 #include "facade/QMMonitoringSessions.h"
 #include "platform/QMConsole.h"
-#include "platform/QMRunLoop.h"
 #include "platform/QMURLSession.h"
-#include "platform/avfoundation/AVPlayer.h"
 #include "support/QMTestMediaServer.h"
 #include "veyrakit/QMDiagnosticCollectors.h"
 #include "veyrakit/VeyraKit.h"
+#include "veyrakit/gstreamer/QMGStreamerAVPlayerDriver.h"
+#include "veyrakit/platform/QMRunLoop.h"
+#include "veyrakit/platform/avfoundation/AVPlayer.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -108,3 +110,5 @@ void BM_BesideRealHLSPlayback(benchmark::State& state) {
 }  // namespace
 
 BENCHMARK(BM_BesideRealHLSPlayback)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+}  // namespace veyrakit

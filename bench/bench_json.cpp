@@ -2,6 +2,8 @@
 
 #include "platform/QMJSON.h"
 
+namespace veyrakit {
+
 namespace {
 
 // A periodical report as the reporter builds it: envelope fields, counters and the values of
@@ -45,3 +47,5 @@ void BM_CompactSerialisationOfPeriodicalReport(benchmark::State& state) {
 BENCHMARK(BM_CompactSerialisationOfPeriodicalReport);
 
 }  // namespace
+
+}  // namespace veyrakit

@@ -2,7 +2,9 @@
 
 #include <any>
 
-#include "platform/QMObject.h"
+#include "veyrakit/platform/QMObject.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -54,3 +56,5 @@ void BM_KeyValueDeliveryToObservers(benchmark::State& state) {
 BENCHMARK(BM_KeyValueDeliveryToObservers)->Arg(1)->Arg(4);
 
 }  // namespace
+
+}  // namespace veyrakit

@@ -16,6 +16,8 @@
 
 #include "QMSessionMeasurement.h"
 
+namespace veyrakit {
+
 namespace {
 
 void publish(benchmark::State& state, const QMSessionFigures& figures, bool loopback) {
@@ -95,3 +97,5 @@ BENCHMARK(BM_LoopbackSession)
     ->Args({1, 120, 10, 10})
     ->Iterations(1)
     ->Unit(benchmark::kMillisecond);
+
+}  // namespace veyrakit

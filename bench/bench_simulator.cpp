@@ -6,10 +6,12 @@
 #include <memory>
 #include <string>
 
-#include "platform/QMRunLoop.h"
-#include "platform/avfoundation/AVPlayer.h"
 #include "simulator/QMPlayerSimulator.h"
 #include "simulator/QMScenarioParser.h"
+#include "veyrakit/platform/QMRunLoop.h"
+#include "veyrakit/platform/avfoundation/AVPlayer.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -58,3 +60,5 @@ void BM_SimulateTwoHourSession(benchmark::State& state) {
 }  // namespace
 
 BENCHMARK(BM_SimulateTwoHourSession)->Unit(benchmark::kMillisecond);
+
+}  // namespace veyrakit

@@ -23,7 +23,8 @@ foreach(line ${layers})
 
   set(files "")
   foreach(dir ${dirs})
-    file(GLOB found ${ROOT}/src/${dir}/*.h ${ROOT}/src/${dir}/*.cpp)
+    # A layer's folder may hold sources under src/ and public headers under include/.
+    file(GLOB found ${ROOT}/src/${dir}/*.h ${ROOT}/src/${dir}/*.cpp ${ROOT}/include/${dir}/*.h)
     list(APPEND files ${found})
   endforeach()
   foreach(header ${headers})

@@ -3,8 +3,10 @@
 #include <string>
 
 #include "platform/QMConsole.h"
-#include "platform/QMRunLoop.h"
-#include "platform/QMURL.h"
+#include "veyrakit/platform/QMRunLoop.h"
+#include "veyrakit/platform/QMURL.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -58,3 +60,5 @@ bool QMFuzzTransport::answer(const uint8_t* data, std::size_t size) {
     events->finish();
     return true;
 }
+
+}  // namespace veyrakit

@@ -5,6 +5,8 @@
 
 #include "platform/QMURLTransport.h"
 
+namespace veyrakit {
+
 // The main loop's URL transport in the fuzz targets: it keeps the newest exchange's events and
 // answers it with the fuzzer's bytes through the real connection delivery, so the code under test
 // reads the answer exactly as it would from a server. Nothing reaches the network.
@@ -24,3 +26,5 @@ class QMFuzzTransport : public QMURLTransport {
   private:
     std::shared_ptr<Events> pending_;
 };
+
+}  // namespace veyrakit

@@ -6,6 +6,8 @@
 
 #include "collector/QMCollectorPolicy.h"
 
+using namespace veyrakit;
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const auto document = nlohmann::ordered_json::parse(
         reinterpret_cast<const char*>(data), reinterpret_cast<const char*>(data) + size, nullptr, false);

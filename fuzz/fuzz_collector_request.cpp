@@ -9,6 +9,8 @@
 #include "collector/QMJSONLayout.h"
 #include "collector/QMReportSchema.h"
 
+using namespace veyrakit;
+
 namespace {
 
 QMCollectorEndpoint endpointOf(const std::string& path) {

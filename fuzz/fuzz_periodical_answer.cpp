@@ -9,6 +9,8 @@
 #include "logging/QMLogger.h"
 #include "reporting/QMPeriodicalReporter.h"
 
+using namespace veyrakit;
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     auto& transport = QMFuzzTransport::installed();
     // Without a session the logger holds its lines back for the next one: one run's only.

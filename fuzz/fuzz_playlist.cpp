@@ -5,6 +5,8 @@
 
 #include "diagnostics/QMAVPlayerPlaylistReader.h"
 
+using namespace veyrakit;
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string text(reinterpret_cast<const char*>(data), size);
     (void)QMAVPlayerPlaylistReader::bitratesInPlaylist(text);

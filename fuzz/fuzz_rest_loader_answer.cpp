@@ -6,8 +6,10 @@
 
 #include "fuzz/QMFuzzTransport.h"
 #include "logging/QMLogger.h"
-#include "platform/QMURL.h"
 #include "reporting/QMRestLoader.h"
+#include "veyrakit/platform/QMURL.h"
+
+using namespace veyrakit;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     auto& transport = QMFuzzTransport::installed();

@@ -6,6 +6,8 @@
 #include "simulator/QMScenarioException.h"
 #include "simulator/QMScenarioParser.h"
 
+using namespace veyrakit;
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string text(reinterpret_cast<const char*>(data), size);
     try {

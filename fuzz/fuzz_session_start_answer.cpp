@@ -8,6 +8,8 @@
 #include "core/QMSessionStartProtocol.h"
 #include "platform/QMException.h"
 
+using namespace veyrakit;
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string body(reinterpret_cast<const char*>(data), size);
     const auto answer = QMSessionStartProtocol::readAnswer(body);

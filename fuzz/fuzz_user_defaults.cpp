@@ -12,6 +12,8 @@
 #include "platform/QMFileManager.h"
 #include "platform/QMUserDefaults.h"
 
+using namespace veyrakit;
+
 namespace {
 
 // Never destroyed: the exit handler that removes the directory runs after static destructors.

@@ -1,4 +1,4 @@
-#include "QMGStreamerAVPlayerDriver.h"
+#include "veyrakit/gstreamer/QMGStreamerAVPlayerDriver.h"
 
 #include <algorithm>
 #include <cmath>
@@ -6,14 +6,16 @@
 #include <utility>
 
 #include "QMGStreamerProblem.h"
-#include "platform/QMError.h"
-#include "platform/QMNotificationCenter.h"
-#include "platform/QMRunLoop.h"
-#include "platform/avfoundation/AVError.h"
-#include "platform/avfoundation/AVPlayerItemAccessLogEvent.h"
-#include "platform/avfoundation/AVPlayerItemErrorLogEvent.h"
-#include "platform/avfoundation/AVPlayerItemNotifications.h"
-#include "platform/avfoundation/AVURLAsset.h"
+#include "veyrakit/platform/QMError.h"
+#include "veyrakit/platform/QMNotificationCenter.h"
+#include "veyrakit/platform/QMRunLoop.h"
+#include "veyrakit/platform/avfoundation/AVError.h"
+#include "veyrakit/platform/avfoundation/AVPlayerItemAccessLogEvent.h"
+#include "veyrakit/platform/avfoundation/AVPlayerItemErrorLogEvent.h"
+#include "veyrakit/platform/avfoundation/AVPlayerItemNotifications.h"
+#include "veyrakit/platform/avfoundation/AVURLAsset.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -269,3 +271,5 @@ void QMGStreamerAVPlayerDriver::onTimeJumped() {
         pipeline_->seekTo(CMTimeGetSeconds(item_->currentTime()));
     }
 }
+
+}  // namespace veyrakit

@@ -1,12 +1,14 @@
-#include "QMGStreamerLogEntries.h"
+#include "veyrakit/gstreamer/QMGStreamerLogEntries.h"
 
 #include <algorithm>
 #include <utility>
 
-#include "platform/QMDate.h"
-#include "platform/QMURL.h"
-#include "platform/avfoundation/QMMediaAccessLogEvent.h"
-#include "platform/avfoundation/QMMediaErrorLogEvent.h"
+#include "veyrakit/platform/QMDate.h"
+#include "veyrakit/platform/QMURL.h"
+#include "veyrakit/platform/avfoundation/QMMediaAccessLogEvent.h"
+#include "veyrakit/platform/avfoundation/QMMediaErrorLogEvent.h"
+
+namespace veyrakit {
 
 QMGStreamerLogEntries::QMGStreamerLogEntries(std::string url) : url_(std::move(url)) {}
 
@@ -61,3 +63,5 @@ void QMGStreamerLogEntries::closeAccessLogEvent(QMMediaAccessLogEvent& event, do
     updateTransfers(event);
     event.setDurationWatched(std::max(0.0, playhead - event.playbackStartOffset()));
 }
+
+}  // namespace veyrakit

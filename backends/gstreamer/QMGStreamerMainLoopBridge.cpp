@@ -3,7 +3,9 @@
 #include <cstring>
 #include <utility>
 
-#include "platform/QMRunLoop.h"
+#include "veyrakit/platform/QMRunLoop.h"
+
+namespace veyrakit {
 
 QMGStreamerMainLoopBridge::QMGStreamerMainLoopBridge(std::shared_ptr<QMRunLoop> loop,
                                                      MessageHandler onMessage, VideoSizeHandler onVideoSize)
@@ -130,3 +132,5 @@ GstPadProbeReturn QMGStreamerMainLoopBridge::onDownloadedBuffer(GstPad*, GstPadP
     }
     return GST_PAD_PROBE_OK;
 }
+
+}  // namespace veyrakit

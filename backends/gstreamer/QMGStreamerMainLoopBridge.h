@@ -6,6 +6,8 @@
 #include <functional>
 #include <memory>
 
+namespace veyrakit {
+
 class QMRunLoop;
 
 // Carries what GStreamer's own threads see over to the main run loop: every bus message the
@@ -64,3 +66,5 @@ class QMGStreamerMainLoopBridge {
     std::atomic<int64_t> downloadedBytes_{0};
     std::atomic<int64_t> mediaRequests_{0};
 };
+
+}  // namespace veyrakit

@@ -1,4 +1,4 @@
-#include "QMGStreamerMoviePlayerDriver.h"
+#include "veyrakit/gstreamer/QMGStreamerMoviePlayerDriver.h"
 
 #include <algorithm>
 #include <any>
@@ -6,11 +6,13 @@
 #include <utility>
 
 #include "QMGStreamerProblem.h"
-#include "platform/QMError.h"
-#include "platform/QMRunLoop.h"
-#include "platform/avfoundation/AVError.h"
-#include "platform/mediaplayer/MPMovieAccessLogEvent.h"
-#include "platform/mediaplayer/MPMovieErrorLogEvent.h"
+#include "veyrakit/platform/QMError.h"
+#include "veyrakit/platform/QMRunLoop.h"
+#include "veyrakit/platform/avfoundation/AVError.h"
+#include "veyrakit/platform/mediaplayer/MPMovieAccessLogEvent.h"
+#include "veyrakit/platform/mediaplayer/MPMovieErrorLogEvent.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -313,3 +315,5 @@ void QMGStreamerMoviePlayerDriver::finishPlayback(MPMovieFinishReason reason,
     player_->finishPlayback(reason, error);
     player_->setPlaybackState(MPMoviePlaybackStateStopped);
 }
+
+}  // namespace veyrakit

@@ -1,11 +1,13 @@
-#include "QMGStreamerPipeline.h"
+#include "veyrakit/gstreamer/QMGStreamerPipeline.h"
 
 #include <stdexcept>
 
 #include "QMGStreamerMainLoopBridge.h"
-#include "QMGStreamerPipelineListener.h"
 #include "QMGStreamerProblem.h"
-#include "platform/QMRunLoop.h"
+#include "veyrakit/gstreamer/QMGStreamerPipelineListener.h"
+#include "veyrakit/platform/QMRunLoop.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -191,3 +193,5 @@ void QMGStreamerPipeline::onVideoSize(int width, int height) {
         listener_->pipelineVideoSize(width, height);
     }
 }
+
+}  // namespace veyrakit

@@ -1,6 +1,8 @@
 #include "QMGStreamerProblem.h"
 
-#include "platform/avfoundation/AVError.h"
+#include "veyrakit/platform/avfoundation/AVError.h"
+
+namespace veyrakit {
 
 QMGStreamerProblem QMGStreamerProblem::fromMessage(GstMessage* message) {
     GError* error = nullptr;
@@ -36,3 +38,5 @@ long QMGStreamerProblem::platformErrorCode() const {
     if (streamError_) return AVErrorFileFormatNotRecognized;
     return AVErrorUnknown;
 }
+
+}  // namespace veyrakit

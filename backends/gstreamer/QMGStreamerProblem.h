@@ -3,6 +3,8 @@
 
 #include <string>
 
+namespace veyrakit {
+
 // A warning or an error of a pipeline, read off its bus message: what both drivers log and how
 // they classify a failure.
 class QMGStreamerProblem {
@@ -30,3 +32,5 @@ class QMGStreamerProblem {
     bool streamError_ = false;
     unsigned httpStatus_ = 0;
 };
+
+}  // namespace veyrakit

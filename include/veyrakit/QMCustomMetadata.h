@@ -5,7 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/QMObject.h"
+#include "veyrakit/platform/QMObject.h"
+
+namespace veyrakit {
 
 // One piece of asset or viewer metadata given by the host: a key and its values. Either may be
 // absent. Accessors are atomic.
@@ -26,3 +28,5 @@ class VEYRAKIT_EXPORT QMCustomMetadata : public QMObject {
 };
 
 using QMCustomMetadataArray = std::vector<std::shared_ptr<QMCustomMetadata>>;
+
+}  // namespace veyrakit

@@ -2,7 +2,9 @@
 #include <optional>
 #include <string>
 
-#include "platform/QMExport.h"
+#include "veyrakit/platform/QMExport.h"
+
+namespace veyrakit {
 
 // Where the two diagnostic streams go. The AVPlayer diagnostic reporter posts its session events
 // to "http://<host>:8082/sessionEventsHandler/sessions" and the MPMoviePlayerController
@@ -21,3 +23,5 @@ class VEYRAKIT_EXPORT QMDiagnosticCollectors {
     static std::string sessionEventsURLForServerHost(const std::string& serverHost);
     static std::string diagnosticEventsURLForServerHost(const std::string& serverHost);
 };
+
+}  // namespace veyrakit

@@ -4,8 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "platform/QMExport.h"
 #include "veyrakit/QMCustomMetadata.h"
+#include "veyrakit/platform/QMExport.h"
+
+namespace veyrakit {
 
 class AVPlayer;
 class MPMoviePlayerController;
@@ -55,3 +57,5 @@ class VEYRAKIT_EXPORT QMVeyraKit {
     static void startAds();
     static void stopAds();
 };
+
+}  // namespace veyrakit

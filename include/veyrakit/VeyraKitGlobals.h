@@ -3,7 +3,9 @@
 #include <cstdint>
 #include <string>
 
-#include "platform/QMExport.h"
+#include "veyrakit/platform/QMExport.h"
+
+namespace veyrakit {
 
 // Reporting interval in seconds: initially 10, set from the server's session answer, read by the
 // periodical reporter and the elapsed-time metric.
@@ -14,3 +16,5 @@ VEYRAKIT_EXPORT extern const std::string METRIC_PULSE_NUMBER;
 // Version symbols of the framework.
 VEYRAKIT_EXPORT extern const double VeyraKitVersionNumber;
 VEYRAKIT_EXPORT extern const unsigned char VeyraKitVersionString[];
+
+}  // namespace veyrakit

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+namespace veyrakit {
+
 QMCustomMetadata::QMCustomMetadata(std::optional<std::string> key,
                                    std::optional<std::vector<std::string>> values)
     : key_(std::move(key)), values_(std::move(values)) {}
@@ -25,3 +27,5 @@ void QMCustomMetadata::setValues(std::optional<std::vector<std::string>> values)
     std::lock_guard<std::mutex> lock(mutex_);
     values_ = std::move(values);
 }
+
+}  // namespace veyrakit

@@ -4,6 +4,8 @@
 
 #include "core/QMVeyraPlugin.h"
 
+namespace veyrakit {
+
 namespace {
 // Plays the part of the class-object monitor: recursive, so that a repository created while the
 // lock is held can look itself up.
@@ -42,3 +44,5 @@ void QMObjectRepository::setPlugin(std::shared_ptr<QMVeyraPlugin> plugin) {
     }
     // `previous` may be the last owner of the old plugin; let it go outside the lock.
 }
+
+}  // namespace veyrakit

@@ -2,7 +2,9 @@
 #include <memory>
 #include <mutex>
 
-#include "platform/QMObject.h"
+#include "veyrakit/platform/QMObject.h"
+
+namespace veyrakit {
 
 class QMVeyraPlugin;
 
@@ -22,3 +24,5 @@ class QMObjectRepository : public QMObject {
     mutable std::mutex pluginMutex_;
     std::shared_ptr<QMVeyraPlugin> plugin_;
 };
+
+}  // namespace veyrakit

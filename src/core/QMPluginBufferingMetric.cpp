@@ -6,6 +6,8 @@
 #include "reporting/QMOnDemandReporter.h"
 #include "reporting/QMReportType.h"
 
+namespace veyrakit {
+
 QMPluginBufferingMetric::QMPluginBufferingMetric()
     : plugin_(QMObjectRepository::getRepositoryInstance()->plugin()) {
     if (plugin_) {
@@ -61,3 +63,5 @@ void QMPluginBufferingMetric::sendJoinTimeReport(const QMJSON& report) {
             report, [](const std::optional<QMJSON>&) { QMLogger::info("", "JR"); }, nullptr);
     }
 }
+
+}  // namespace veyrakit

@@ -7,6 +7,8 @@
 #include "metrics/QMBufferingMetric.h"
 #include "platform/QMJSON.h"
 
+namespace veyrakit {
+
 class QMVeyraPlugin;
 
 // The buffering metric of every player kind as far as its plugin goes: the plugin of the
@@ -47,3 +49,5 @@ class QMPluginBufferingMetric : public QMBufferingMetric {
     bool removeSessionId_ = false;
     std::optional<QMJSON> unsentJoinTimeReport_;
 };
+
+}  // namespace veyrakit

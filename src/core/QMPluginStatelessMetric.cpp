@@ -5,6 +5,8 @@
 #include "logging/QMLogger.h"
 #include "reporting/QMOnDemandReporter.h"
 
+namespace veyrakit {
+
 QMPluginStatelessMetric::QMPluginStatelessMetric()
     : plugin_(QMObjectRepository::getRepositoryInstance()->plugin()) {
     if (plugin_) {
@@ -55,3 +57,5 @@ void QMPluginStatelessMetric::stopObservingSessionId() {
         plugin_->removeObserver(this, "sessionId");
     }
 }
+
+}  // namespace veyrakit

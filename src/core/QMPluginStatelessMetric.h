@@ -5,6 +5,8 @@
 #include "metrics/QMStatelessMetric.h"
 #include "platform/QMJSON.h"
 
+namespace veyrakit {
+
 class QMVeyraPlugin;
 
 // What the stateless metrics of every player kind share: the plugin of the repository at
@@ -44,3 +46,5 @@ class QMPluginStatelessMetric : public QMStatelessMetric {
 
     bool removeSessionId_ = false;
 };
+
+}  // namespace veyrakit

@@ -4,8 +4,10 @@
 
 #include "logging/QMLogger.h"
 #include "platform/QMJSON.h"
-#include "platform/QMNotificationCenter.h"
 #include "reporting/QMRestLoader.h"
+#include "veyrakit/platform/QMNotificationCenter.h"
+
+namespace veyrakit {
 
 std::shared_ptr<QMSessionStartMessageDelegate> QMSessionStartMessageDelegate::init(
     std::shared_ptr<QMURLRequest> request) {
@@ -46,3 +48,5 @@ void QMSessionStartMessageDelegate::connection(QMURLConnection&, const std::shar
         QMURLConnection::connectionWithRequest(request_, selfAs<QMSessionStartMessageDelegate>(), true);
     }
 }
+
+}  // namespace veyrakit

@@ -4,9 +4,11 @@
 #include <optional>
 #include <string>
 
-#include "platform/QMObject.h"
 #include "platform/QMURLConnection.h"
 #include "platform/QMURLRequest.h"
+#include "veyrakit/platform/QMObject.h"
+
+namespace veyrakit {
 
 // A connection delegate for a session start message sent on its own: posts
 // "sessionStartCompleted" when the answer arrived and "sessionStartFailed" after the third retry
@@ -30,3 +32,5 @@ class QMSessionStartMessageDelegate : public QMObject, public QMURLConnectionDel
     std::optional<std::string> connectionData_;
     int32_t onDemandReportRetried_ = 0;
 };
+
+}  // namespace veyrakit

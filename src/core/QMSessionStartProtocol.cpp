@@ -4,6 +4,8 @@
 #include "platform/QMFormat.h"
 #include "platform/QMRegularExpression.h"
 
+namespace veyrakit {
+
 namespace {
 
 const QMJSON* member(const std::optional<QMJSON>& object, const std::string& key) {
@@ -180,3 +182,5 @@ std::string QMSessionStartProtocol::sessionLogLine(const Answer& answer) {
     const std::string skipReports = answer.skipReportsValue ? elementText(*answer.skipReportsValue) : "";
     return "skipReports: " + skipReports + ", sessionId: '" + answer.sessionId.value_or("") + "'";
 }
+
+}  // namespace veyrakit

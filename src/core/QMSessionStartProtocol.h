@@ -4,8 +4,10 @@
 #include <optional>
 #include <string>
 
-#include "platform/QMExport.h"
 #include "platform/QMJSON.h"
+#include "veyrakit/platform/QMExport.h"
+
+namespace veyrakit {
 
 // The session start exchange as plain values: the request body, the User-Agent, the stored-viewer
 // data and the init log line the plugin sends, and the reading of the server's answer. Nothing
@@ -78,3 +80,5 @@ class QMSessionStartProtocol {
     // "skipReports: <value as text, empty when absent>, sessionId: '<id>'".
     static std::string sessionLogLine(const Answer& answer);
 };
+
+}  // namespace veyrakit

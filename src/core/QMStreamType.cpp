@@ -5,6 +5,8 @@
 
 #include "platform/QMRegularExpression.h"
 
+namespace veyrakit {
+
 namespace {
 
 struct Pattern {
@@ -60,3 +62,5 @@ const std::string& QMStreamType::streamTypeForURL(const std::shared_ptr<QMURL>& 
     }
     return UNKNOWN();
 }
+
+}  // namespace veyrakit

@@ -2,8 +2,10 @@
 #include <memory>
 #include <string>
 
-#include "platform/QMObject.h"
-#include "platform/QMURL.h"
+#include "veyrakit/platform/QMObject.h"
+#include "veyrakit/platform/QMURL.h"
+
+namespace veyrakit {
 
 // The kind of stream a media URL names, as the session request carries it ("streamType").
 class QMStreamType : public QMObject {
@@ -20,3 +22,5 @@ class QMStreamType : public QMObject {
     // UNKNOWN too.
     static const std::string& streamTypeForURL(const std::shared_ptr<QMURL>& url);
 };
+
+}  // namespace veyrakit

@@ -7,7 +7,6 @@
 #include "logging/QMLogger.h"
 #include "metrics/QMMetricManager.h"
 #include "platform/QMFormat.h"
-#include "platform/QMNotificationCenter.h"
 #include "platform/QMTimer.h"
 #include "platform/QMUserDefaults.h"
 #include "platform/UIDevice.h"
@@ -17,6 +16,9 @@
 #include "reporting/QMReportType.h"
 #include "reporting/QMRestLoader.h"
 #include "veyrakit/VeyraKitGlobals.h"
+#include "veyrakit/platform/QMNotificationCenter.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -356,3 +358,5 @@ void QMVeyraPlugin::sizeChangedToWindow() {}
 void QMVeyraPlugin::stopPlayback() {}
 void QMVeyraPlugin::startAds() {}
 void QMVeyraPlugin::stopAds() {}
+
+}  // namespace veyrakit

@@ -8,10 +8,12 @@
 #include "core/QMSessionStartProtocol.h"
 #include "logging/QMLogSession.h"
 #include "platform/QMJSON.h"
-#include "platform/QMObject.h"
-#include "platform/QMURL.h"
 #include "platform/QMURLConnection.h"
 #include "reporting/QMReportingSession.h"
+#include "veyrakit/platform/QMObject.h"
+#include "veyrakit/platform/QMURL.h"
+
+namespace veyrakit {
 
 class QMEventManager;
 class QMMetricManager;
@@ -165,3 +167,5 @@ class QMVeyraPlugin : public QMObject,
     bool WaitingForSessionInit_ = false;
     int32_t playerIdFetchRetryCount_ = 0;
 };
+
+}  // namespace veyrakit

@@ -5,6 +5,8 @@
 #include "diagnostics/QMLogShadow.h"
 #include "platform/QMFormat.h"
 
+namespace veyrakit {
+
 namespace {
 
 using Change = QMAVPlayerLogFollower::Change;
@@ -180,3 +182,5 @@ std::vector<Change> QMAVPlayerLogFollower::errorLogChanges(const AVPlayerItemErr
     });
     return out;
 }
+
+}  // namespace veyrakit

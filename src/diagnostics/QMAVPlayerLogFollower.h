@@ -5,10 +5,12 @@
 #include <string>
 #include <vector>
 
-#include "platform/QMDate.h"
 #include "platform/QMJSON.h"
-#include "platform/avfoundation/AVPlayerItemAccessLogEvent.h"
-#include "platform/avfoundation/AVPlayerItemErrorLogEvent.h"
+#include "veyrakit/platform/QMDate.h"
+#include "veyrakit/platform/avfoundation/AVPlayerItemAccessLogEvent.h"
+#include "veyrakit/platform/avfoundation/AVPlayerItemErrorLogEvent.h"
+
+namespace veyrakit {
 
 // Follows an AVPlayer item's access and error logs field by field. It keeps the last value seen of
 // every field it follows (its shadows) and turns each difference into a change: the diagnostic
@@ -71,3 +73,5 @@ class QMAVPlayerLogFollower {
     std::optional<std::string> errorDomain;
     std::optional<std::string> errorComment;
 };
+
+}  // namespace veyrakit

@@ -10,9 +10,11 @@
 #include "platform/QMException.h"
 #include "platform/QMURLSession.h"
 #include "platform/QMUUID.h"
-#include "platform/avfoundation/AVPlayerItemNotifications.h"
-#include "platform/avfoundation/AVURLAsset.h"
 #include "reporting/QMJSONPostRequest.h"
+#include "veyrakit/platform/avfoundation/AVPlayerItemNotifications.h"
+#include "veyrakit/platform/avfoundation/AVURLAsset.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -399,3 +401,5 @@ void QMAVPlayerPIEReporter::followChanges(const std::vector<QMAVPlayerLogFollowe
         logToFile(change.fileText);
     }
 }
+
+}  // namespace veyrakit

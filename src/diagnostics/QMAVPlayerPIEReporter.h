@@ -7,11 +7,13 @@
 #include "diagnostics/QMAVPlayerTraceFile.h"
 #include "diagnostics/QMDiagnosticEventQueue.h"
 #include "platform/QMJSON.h"
-#include "platform/QMNotificationCenter.h"
-#include "platform/QMObject.h"
 #include "platform/QMTimer.h"
-#include "platform/QMURL.h"
-#include "platform/avfoundation/AVPlayer.h"
+#include "veyrakit/platform/QMNotificationCenter.h"
+#include "veyrakit/platform/QMObject.h"
+#include "veyrakit/platform/QMURL.h"
+#include "veyrakit/platform/avfoundation/AVPlayer.h"
+
+namespace veyrakit {
 
 // The diagnostic companion of the AVPlayer plugin. From its creation it watches the player and
 // the item current then (key-value changes and item notifications), follows the item's access and
@@ -105,3 +107,5 @@ class QMAVPlayerPIEReporter : public QMObject {
     std::unique_ptr<QMAVPlayerTraceFile> logFile_;
     bool observing_ = false;
 };
+
+}  // namespace veyrakit

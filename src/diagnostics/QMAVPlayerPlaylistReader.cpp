@@ -6,6 +6,8 @@
 
 #include "platform/QMRegularExpression.h"
 
+namespace veyrakit {
+
 namespace {
 
 // The values of one attribute: each match runs from the attribute name to the character that
@@ -77,3 +79,5 @@ std::vector<CGSize> QMAVPlayerPlaylistReader::resolutionsInPlaylist(const std::s
     }
     return resolutions;
 }
+
+}  // namespace veyrakit

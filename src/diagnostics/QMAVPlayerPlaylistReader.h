@@ -2,7 +2,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/avfoundation/CGSize.h"
+#include "veyrakit/platform/avfoundation/CGSize.h"
+
+namespace veyrakit {
 
 // Reads what a master playlist offers: the bitrates of its BANDWIDTH attributes and the sizes of
 // its RESOLUTION attributes, in the order they stand in the text. The attributes are found by
@@ -16,3 +18,5 @@ class QMAVPlayerPlaylistReader {
     // Every RESOLUTION value of the form "<width>x<height>"; others are left out.
     static std::vector<CGSize> resolutionsInPlaylist(const std::string& text);
 };
+
+}  // namespace veyrakit

@@ -4,6 +4,8 @@
 #include "platform/QMConsole.h"
 #include "platform/QMFormat.h"
 
+namespace veyrakit {
+
 namespace {
 constexpr unsigned kOwnerOnly = 0600;
 }  // namespace
@@ -19,3 +21,5 @@ void QMAVPlayerTraceFile::logToFile(const std::string& text) {
         logFile_->writeData(QMFormat("[%lld]: %@", QMClock::currentTimeMillis(), text));
     }
 }
+
+}  // namespace veyrakit

@@ -4,6 +4,8 @@
 
 #include "platform/QMFileManager.h"
 
+namespace veyrakit {
+
 // The plain-text trace of one AVPlayer session's access and error logs: a file in the app's
 // documents directory named by the session's temporary id (no extension), kept after the
 // session. Each line is stamped "[<ms since 1970>]: " ahead of its text. The file is readable by
@@ -23,3 +25,5 @@ class QMAVPlayerTraceFile {
     std::string path_;
     std::shared_ptr<QMFileHandle> logFile_;
 };
+
+}  // namespace veyrakit

@@ -2,7 +2,9 @@
 
 #include <utility>
 
-#include "platform/QMURL.h"
+#include "veyrakit/platform/QMURL.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -47,3 +49,5 @@ std::string QMDiagnosticCollectors::diagnosticEventsURLForServerHost(const std::
     }
     return onServerHost(serverHost, ":8081/veyrakit/");
 }
+
+}  // namespace veyrakit

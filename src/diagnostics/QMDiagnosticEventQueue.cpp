@@ -2,6 +2,8 @@
 
 #include <utility>
 
+namespace veyrakit {
+
 void QMDiagnosticEventQueue::record(const RecordBuilder& build) {
     std::lock_guard<std::mutex> lock(mutex_);
     events_.push_back(build(eventCount_));
@@ -28,3 +30,5 @@ void QMDiagnosticEventQueue::reset() {
     events_ = QMJSON::array();
     eventCount_ = 1;
 }
+
+}  // namespace veyrakit

@@ -5,6 +5,8 @@
 
 #include "platform/QMJSON.h"
 
+namespace veyrakit {
+
 // The events of a diagnostic stream that wait for the next post, and the index the next one
 // gets. The index runs on across posts. Recording is safe from any thread: the AVPlayer playlist
 // reading records from the URL session's worker while the main loop's timer may be posting.
@@ -27,3 +29,5 @@ class QMDiagnosticEventQueue {
     QMJSON events_ = QMJSON::array();
     int64_t eventCount_ = 1;
 };
+
+}  // namespace veyrakit

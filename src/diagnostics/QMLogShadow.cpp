@@ -1,5 +1,7 @@
 #include "diagnostics/QMLogShadow.h"
 
+namespace veyrakit {
+
 bool QMLogShadow::differs(const std::optional<std::string>& shadow, const std::optional<std::string>& value) {
     return !value || shadow != value;
 }
@@ -7,3 +9,5 @@ bool QMLogShadow::differs(const std::optional<std::string>& shadow, const std::o
 bool QMLogShadow::differs(const std::shared_ptr<QMDate>& shadow, const std::shared_ptr<QMDate>& value) {
     return !value || !shadow || shadow->timeIntervalSince1970() != value->timeIntervalSince1970();
 }
+
+}  // namespace veyrakit

@@ -4,7 +4,9 @@
 #include <optional>
 #include <string>
 
-#include "platform/QMDate.h"
+#include "veyrakit/platform/QMDate.h"
+
+namespace veyrakit {
 
 // How both diagnostic log followers tell a log entry's value from the shadow they keep of it, as
 // the platform's comparisons do: a new string or date of nothing never equals anything (so it is
@@ -18,3 +20,5 @@ class QMLogShadow {
     static bool differs(int64_t shadow, int64_t value) { return shadow != value; }
     static bool differs(double shadow, double value) { return shadow != value; }
 };
+
+}  // namespace veyrakit

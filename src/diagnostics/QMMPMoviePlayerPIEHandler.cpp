@@ -10,11 +10,13 @@
 #include "platform/QMClock.h"
 #include "platform/QMConsole.h"
 #include "platform/QMFormat.h"
-#include "platform/QMURL.h"
 #include "platform/QMURLSession.h"
-#include "platform/mediaplayer/MPMoviePlayerNotifications.h"
 #include "reporting/QMJSONPostRequest.h"
 #include "veyrakit/QMDiagnosticCollectors.h"
+#include "veyrakit/platform/QMURL.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerNotifications.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -421,3 +423,5 @@ void QMMPMoviePlayerPIEHandler::readyForDisplayDidChange(const QMNotification&) 
     log(player_ && player_->readyForDisplay() ? "Ready for display\n" : "Not ready for display\n");
     checkLogs();
 }
+
+}  // namespace veyrakit

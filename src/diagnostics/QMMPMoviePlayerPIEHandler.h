@@ -6,11 +6,13 @@
 
 #include "diagnostics/QMDiagnosticEventQueue.h"
 #include "events/QMEventHandler.h"
-#include "platform/QMDate.h"
 #include "platform/QMJSON.h"
-#include "platform/QMNotificationCenter.h"
 #include "platform/QMTimer.h"
-#include "platform/mediaplayer/MPMoviePlayerController.h"
+#include "veyrakit/platform/QMDate.h"
+#include "veyrakit/platform/QMNotificationCenter.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerController.h"
+
+namespace veyrakit {
 
 class QMVeyraPlugin;
 
@@ -112,3 +114,5 @@ class QMMPMoviePlayerPIEHandler : public QMEventHandler {
     std::string eventsURL_;
     std::shared_ptr<QMTimer> timer_;
 };
+
+}  // namespace veyrakit

@@ -1,5 +1,7 @@
 #pragma once
-#include "platform/QMObject.h"
+#include "veyrakit/platform/QMObject.h"
+
+namespace veyrakit {
 
 // Watches one aspect of the player; its event manager switches it on and off with its siblings.
 class QMEventHandler : public QMObject {
@@ -9,3 +11,5 @@ class QMEventHandler : public QMObject {
     virtual void attachHandlers();
     virtual void detachHandlers();
 };
+
+}  // namespace veyrakit

@@ -4,6 +4,8 @@
 
 #include "platform/QMException.h"
 
+namespace veyrakit {
+
 namespace {
 // Keeps the enumeration mark balanced when a handler throws.
 class EnumerationMark {
@@ -65,3 +67,5 @@ void QMEventManager::checkNotEnumerating() const {
                           "Collection of event handlers was mutated while being enumerated.");
     }
 }
+
+}  // namespace veyrakit

@@ -4,7 +4,9 @@
 #include <vector>
 
 #include "events/QMEventHandler.h"
-#include "platform/QMObject.h"
+#include "veyrakit/platform/QMObject.h"
+
+namespace veyrakit {
 
 // Owns a player kind's handlers in attachment order and attaches or detaches them all.
 // Player-specific managers append their handlers in their constructor.
@@ -38,3 +40,5 @@ class QMEventManager : public QMObject {
     int enumerationDepth_ = 0;
     bool started_ = false;
 };
+
+}  // namespace veyrakit

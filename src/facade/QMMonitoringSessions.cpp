@@ -2,6 +2,8 @@
 
 #include <utility>
 
+namespace veyrakit {
+
 namespace {
 struct Slots {
     std::shared_ptr<QMVeyraPlugin> currentAVPlayerMonitoringSession;
@@ -48,3 +50,5 @@ const QMMonitoringSessions::MPMoviePlayerPluginCreator& QMMonitoringSessions::mp
 void QMMonitoringSessions::setMPMoviePlayerPluginCreator(MPMoviePlayerPluginCreator creator) {
     slots().mpMoviePlayerCreator = std::move(creator);
 }
+
+}  // namespace veyrakit

@@ -7,6 +7,8 @@
 #include "core/QMVeyraPlugin.h"
 #include "veyrakit/QMVeyraKit.h"
 
+namespace veyrakit {
+
 // The facade's two slots (the current plugin of each player kind) and optional creators that
 // replace the player plugins' own factories (hosts embedding a custom plugin, tests). A creator
 // returns the initialised plugin, or nothing when the plugin refused to initialise; it may throw.
@@ -35,3 +37,5 @@ class QMMonitoringSessions {
     static const MPMoviePlayerPluginCreator& mpMoviePlayerPluginCreator();
     static void setMPMoviePlayerPluginCreator(MPMoviePlayerPluginCreator creator);
 };
+
+}  // namespace veyrakit

@@ -11,6 +11,8 @@
 #include "players/avplayer/QMAVPlayerVeyraPlugin.h"
 #include "players/mpmovieplayer/QMMPMoviePlayerControllerVeyraPlugin.h"
 
+namespace veyrakit {
+
 void QMVeyraKit::pluginWithAVPlayer(const std::shared_ptr<AVPlayer>& player,
                                     const std::optional<std::string>& assetId,
                                     const std::optional<std::string>& qmrCID,
@@ -134,3 +136,5 @@ void QMVeyraKit::startAds() {
 void QMVeyraKit::stopAds() {
     forwardToAVPlayerPlugin("QMVeyraKit::stopAds", std::mem_fn(&QMVeyraPlugin::stopAds));
 }
+
+}  // namespace veyrakit

@@ -2,6 +2,8 @@
 
 #include "platform/QMClock.h"
 
+namespace veyrakit {
+
 int64_t QMDateQuamira::currentTimeMillis() { return QMClock::currentTimeMillis(); }
 
 std::string QMDateQuamira::toString(const QMDate& date) {
@@ -13,3 +15,5 @@ std::shared_ptr<QMDate> QMDateQuamira::dateFromMillis(int64_t millis) {
     const int64_t wholeSeconds = millis / 1000;
     return QMDate::dateWithTimeIntervalSince1970(static_cast<double>(wholeSeconds));
 }
+
+}  // namespace veyrakit

@@ -3,7 +3,9 @@
 #include <memory>
 #include <string>
 
-#include "platform/QMDate.h"
+#include "veyrakit/platform/QMDate.h"
+
+namespace veyrakit {
 
 // Date helpers shared by the logger and the metrics ("Quamira" category of the platform date).
 class QMDateQuamira {
@@ -15,3 +17,5 @@ class QMDateQuamira {
     // The date at millis / 1000 whole seconds: the sub-second part is dropped on purpose.
     static std::shared_ptr<QMDate> dateFromMillis(int64_t millis);
 };
+
+}  // namespace veyrakit

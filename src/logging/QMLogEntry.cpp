@@ -2,6 +2,8 @@
 
 #include "logging/QMDateQuamira.h"
 
+namespace veyrakit {
+
 std::shared_ptr<QMLogEntry> QMLogEntry::entryWithLog(const std::string& log, const std::string& level,
                                                      const std::optional<std::string>& prefix) {
     auto entry = std::make_shared<QMLogEntry>();
@@ -22,3 +24,5 @@ QMJSON QMLogEntry::toJSON() const {
     }
     return json;
 }
+
+}  // namespace veyrakit

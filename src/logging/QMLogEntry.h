@@ -4,7 +4,9 @@
 #include <string>
 
 #include "platform/QMJSON.h"
-#include "platform/QMObject.h"
+#include "veyrakit/platform/QMObject.h"
+
+namespace veyrakit {
 
 // One record of the remote log queue.
 class QMLogEntry : public QMObject {
@@ -32,3 +34,5 @@ class QMLogEntry : public QMObject {
     std::string level_;
     std::optional<std::string> prefix_;
 };
+
+}  // namespace veyrakit

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+namespace veyrakit {
+
 namespace {
 
 QMLogSession::Lookup& installedLookup() {
@@ -17,3 +19,5 @@ std::shared_ptr<QMLogSession> QMLogSession::current() {
 }
 
 void QMLogSession::setLookup(Lookup lookup) { installedLookup() = std::move(lookup); }
+
+}  // namespace veyrakit

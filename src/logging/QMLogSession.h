@@ -7,6 +7,8 @@
 
 #include "platform/QMJSON.h"
 
+namespace veyrakit {
+
 // What the remote logger needs of the current monitoring session. The logger sits below the
 // session (the plugin) and cannot name it: the layer that owns the plugin installs the lookup.
 class QMLogSession {
@@ -24,3 +26,5 @@ class QMLogSession {
     // Ships serialized log entries as a log report of this session.
     virtual void sendLogReport(const QMJSON& logArray) = 0;
 };
+
+}  // namespace veyrakit

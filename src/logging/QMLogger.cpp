@@ -5,7 +5,9 @@
 #include "logging/QMDateQuamira.h"
 #include "logging/QMLogSession.h"
 #include "platform/QMConsole.h"
-#include "platform/QMDate.h"
+#include "veyrakit/platform/QMDate.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -138,3 +140,5 @@ void QMLogger::clearLog() { storedArrayLog() = QMLogEntryList(); }
 QMLogEntryList QMLogger::logsBeforeSessionInitiated() { return heldBackLogs(); }
 
 void QMLogger::setLogsBeforeSessionInitiated(QMLogEntryList logs) { heldBackLogs() = std::move(logs); }
+
+}  // namespace veyrakit

@@ -6,7 +6,9 @@
 
 #include "logging/QMLogEntry.h"
 #include "platform/QMJSON.h"
-#include "platform/QMObject.h"
+#include "veyrakit/platform/QMObject.h"
+
+namespace veyrakit {
 
 using QMLogEntryList = std::vector<std::shared_ptr<QMLogEntry>>;
 
@@ -47,3 +49,5 @@ class QMLogger : public QMObject {
     static void log(const std::string& level, const std::string& message,
                     const std::optional<std::string>& prefix);
 };
+
+}  // namespace veyrakit

@@ -2,6 +2,8 @@
 
 #include "platform/QMFormat.h"
 
+namespace veyrakit {
+
 const std::string& QMBufferingMetric::STATE_BUFFERING() {
     static const std::string name = "buffering";
     return name;
@@ -96,3 +98,5 @@ void QMBufferingMetric::afterMetricCollected() {
         enterStateWithName(STATE_CURRENT_INTERVAL_BUFFERING());
     }
 }
+
+}  // namespace veyrakit

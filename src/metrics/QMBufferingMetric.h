@@ -6,6 +6,8 @@
 #include "metrics/QMStatefulMetric.h"
 #include "platform/QMJSON.h"
 
+namespace veyrakit {
+
 // The buffering and join-time measurement every player kind shares: three timed states, the join
 // time fixed at the first playback, and the per-report values. Player kinds turn their player's
 // signals into handleBuffering / handlePlayback / onMediaError and send the join time report.
@@ -50,3 +52,5 @@ class QMBufferingMetric : public QMStatefulMetric {
     int64_t viewerJoinTime_ = 0;
     bool isInBufferingMode_ = false;
 };
+
+}  // namespace veyrakit

@@ -4,6 +4,8 @@
 #include "platform/QMTimer.h"
 #include "veyrakit/VeyraKitGlobals.h"
 
+namespace veyrakit {
+
 namespace {
 constexpr double kAliveIntervalSeconds = 60.0;
 }  // namespace
@@ -61,3 +63,5 @@ void QMElapsedTimeMetric::afterMetricCollected() {
     clearHistory(STATE_CURRENT_ELAPSED());
     enterStateWithName(STATE_CURRENT_ELAPSED());
 }
+
+}  // namespace veyrakit

@@ -6,6 +6,8 @@
 #include "metrics/QMStatefulMetric.h"
 #include "platform/QMJSON.h"
 
+namespace veyrakit {
+
 class QMTimer;
 
 // The time frame of every periodical report, shared by the player kinds: wall-clock time since
@@ -44,3 +46,5 @@ class QMElapsedTimeMetric : public QMStatefulMetric {
     bool alive_ = false;
     std::shared_ptr<QMTimer> timer_;
 };
+
+}  // namespace veyrakit

@@ -3,6 +3,8 @@
 #include "metrics/QMMetric.h"
 #include "platform/QMFormat.h"
 
+namespace veyrakit {
+
 const std::string& QMFullScreenPlayingState::STATE_FULL_SCREEN() {
     static const std::string name = "fullScreenAndPlaying";
     return name;
@@ -94,3 +96,5 @@ void QMFullScreenPlayingState::leaveFullScreen() {
         metric_.exitStateWithName(STATE_CURRENT_INTERVAL_FULL_SCREEN());
     }
 }
+
+}  // namespace veyrakit

@@ -3,7 +3,9 @@
 
 #include "metrics/QMStatefulMetric.h"
 #include "platform/QMJSON.h"
-#include "platform/QMObject.h"
+#include "veyrakit/platform/QMObject.h"
+
+namespace veyrakit {
 
 // The full-screen measurement every player kind shares: three flags (playing, buffering, full
 // screen) and the two timed states of a metric that are open exactly while all three say
@@ -45,3 +47,5 @@ class QMFullScreenPlayingState : public QMObject {
     bool isBuffering_ = false;
     bool isFullScreen_ = false;
 };
+
+}  // namespace veyrakit

@@ -3,6 +3,8 @@
 #include "platform/QMException.h"
 #include "platform/QMFormat.h"
 
+namespace veyrakit {
+
 #define QM_METRIC_NAME(operation, value)       \
     const std::string& QMMetric::operation() { \
         static const std::string name = value; \
@@ -76,3 +78,5 @@ std::optional<QMJSON> QMMetric::calculateMetric() { mustOverride("calculateMetri
 void QMMetric::mustOverride(const std::string& operation) {
     throw QMInternalInconsistencyException(QMFormat("You must override %@ in a subclass", operation));
 }
+
+}  // namespace veyrakit

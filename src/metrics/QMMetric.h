@@ -5,7 +5,9 @@
 #include <string>
 
 #include "platform/QMJSON.h"
-#include "platform/QMObject.h"
+#include "veyrakit/platform/QMObject.h"
+
+namespace veyrakit {
 
 // Base of every metric: the collection protocol the metric manager drives and the shared
 // vocabulary of report value names. A report asks each collectable metric for its values
@@ -63,3 +65,5 @@ class QMMetric : public QMObject {
     std::atomic<bool> isMonitoring_{false};
     std::atomic<bool> isSentSuccessfully_{false};
 };
+
+}  // namespace veyrakit

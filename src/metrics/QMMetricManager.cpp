@@ -6,6 +6,8 @@
 #include "logging/QMLogger.h"
 #include "platform/QMFormat.h"
 
+namespace veyrakit {
+
 namespace {
 const std::string kManagerPrefix = "X";
 
@@ -91,3 +93,5 @@ std::shared_ptr<QMMetric> QMMetricManager::metricForKey(int key) const {
     auto it = metricsMap_.find(key);
     return it == metricsMap_.end() ? nullptr : it->second;
 }
+
+}  // namespace veyrakit

@@ -5,7 +5,9 @@
 
 #include "metrics/QMMetric.h"
 #include "platform/QMJSON.h"
-#include "platform/QMObject.h"
+#include "veyrakit/platform/QMObject.h"
+
+namespace veyrakit {
 
 // Owns one plugin's metrics: starts them when the player first plays, merges their values into
 // every periodical report, relays whether the report got through, and stops them at tear-down.
@@ -52,3 +54,5 @@ class QMMetricManager : public QMObject {
     MetricsMap metricsMap_;
     bool started_ = false;
 };
+
+}  // namespace veyrakit

@@ -2,6 +2,8 @@
 
 #include <iterator>
 
+namespace veyrakit {
+
 QMSecondRanges::QMSecondRanges(std::initializer_list<int32_t> seconds) {
     for (int32_t second : seconds) {
         insert(second);
@@ -47,3 +49,5 @@ void QMSecondRanges::clear() {
     runs_.clear();
     size_ = 0;
 }
+
+}  // namespace veyrakit

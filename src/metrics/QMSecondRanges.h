@@ -4,6 +4,8 @@
 #include <initializer_list>
 #include <map>
 
+namespace veyrakit {
+
 // A set of whole seconds of media time kept as disjoint runs of consecutive seconds: a playhead
 // that moves forward through hours of media makes one run (one map node), where a node per second
 // would grow the heap for as long as the session plays.
@@ -28,3 +30,5 @@ class QMSecondRanges {
     std::map<int64_t, int64_t> runs_;
     std::size_t size_ = 0;
 };
+
+}  // namespace veyrakit

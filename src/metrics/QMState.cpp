@@ -7,6 +7,8 @@
 #include "platform/QMClock.h"
 #include "platform/QMFormat.h"
 
+namespace veyrakit {
+
 namespace {
 const std::string kStatePrefix = "SV";
 }
@@ -76,3 +78,5 @@ int32_t QMState::getStateEntranceCount() const {
 int64_t QMState::openIntervalUntilNow() const {
     return currentEntry_ ? QMClock::currentTimeMillis() - currentEntry_->entranceTime() : 0;
 }
+
+}  // namespace veyrakit

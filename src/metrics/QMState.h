@@ -5,7 +5,9 @@
 #include <vector>
 
 #include "metrics/QMStateHistoryEntry.h"
-#include "platform/QMObject.h"
+#include "veyrakit/platform/QMObject.h"
+
+namespace veyrakit {
 
 // A named condition of the player ("buffering", "playing", ...) with the closed intervals during
 // which it held and the interval that is open now.
@@ -47,3 +49,5 @@ class QMState : public QMObject {
     std::shared_ptr<QMStateHistoryEntry> currentEntry_;
     bool debugMode_ = false;
 };
+
+}  // namespace veyrakit

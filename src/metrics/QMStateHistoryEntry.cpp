@@ -3,6 +3,8 @@
 #include "platform/QMException.h"
 #include "platform/QMFormat.h"
 
+namespace veyrakit {
+
 void QMStateHistoryEntry::setExitTime(int64_t exitTime) {
     if (entranceTime_ > exitTime) {
         // The stored exit time, not the rejected one, goes into the reason (see header).
@@ -12,3 +14,5 @@ void QMStateHistoryEntry::setExitTime(int64_t exitTime) {
     exitTime_ = exitTime;
     duration_ = exitTime_ - entranceTime_;
 }
+
+}  // namespace veyrakit

@@ -1,7 +1,9 @@
 #pragma once
 #include <cstdint>
 
-#include "platform/QMObject.h"
+#include "veyrakit/platform/QMObject.h"
+
+namespace veyrakit {
 
 // One interval during which a named state held. Created empty (all three times 0), then given
 // its entrance time; the exit time is validated against it when set.
@@ -26,3 +28,5 @@ class QMStateHistoryEntry : public QMObject {
     int64_t exitTime_ = 0;
     int64_t duration_ = 0;
 };
+
+}  // namespace veyrakit

@@ -4,6 +4,8 @@
 #include "platform/QMException.h"
 #include "platform/QMFormat.h"
 
+namespace veyrakit {
+
 void QMStatefulMetric::enterStateWithName(const std::string& name, int64_t entranceTime) {
     auto& state = states_[name];
     if (!state) {
@@ -46,3 +48,5 @@ std::shared_ptr<QMState> QMStatefulMetric::requireState(const std::string& name)
     }
     return state;
 }
+
+}  // namespace veyrakit

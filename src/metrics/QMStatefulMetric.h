@@ -7,6 +7,8 @@
 #include "metrics/QMMetric.h"
 #include "metrics/QMState.h"
 
+namespace veyrakit {
+
 // A metric that measures time in named states, created on their first entrance.
 class QMStatefulMetric : public QMMetric {
   public:
@@ -40,3 +42,5 @@ class QMStatefulMetric : public QMMetric {
     States states_;
     std::shared_ptr<QMState> lastActiveState_;
 };
+
+}  // namespace veyrakit

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <utility>
 
+namespace veyrakit {
+
 std::optional<QMJSON> QMStatelessMetric::metric() const {
     std::lock_guard<std::mutex> lock(metricMutex_);
     return metric_;
@@ -32,3 +34,5 @@ int32_t QMStatelessMetric::wholeSeconds(double seconds) {
     }
     return static_cast<int32_t>(seconds);
 }
+
+}  // namespace veyrakit

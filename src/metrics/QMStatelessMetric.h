@@ -5,6 +5,8 @@
 
 #include "metrics/QMMetric.h"
 
+namespace veyrakit {
+
 // A metric that keeps its current values in one dictionary, absent until the subclass makes it.
 class QMStatelessMetric : public QMMetric {
   public:
@@ -29,3 +31,5 @@ class QMStatelessMetric : public QMMetric {
     mutable std::mutex metricMutex_;
     std::optional<QMJSON> metric_;
 };
+
+}  // namespace veyrakit

@@ -3,6 +3,8 @@
 #include <cmath>
 #include <limits>
 
+namespace veyrakit {
+
 namespace {
 
 // A sample counts its second towards the current interval only after the second's first 500 ms.
@@ -42,3 +44,5 @@ int32_t QMViewedTime::getCurrentViewingTime() const {
 }
 
 void QMViewedTime::resetCurrent() { currentViewedTimeMap_.clear(); }
+
+}  // namespace veyrakit

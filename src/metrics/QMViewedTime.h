@@ -2,7 +2,9 @@
 #include <cstdint>
 
 #include "metrics/QMSecondRanges.h"
-#include "platform/QMObject.h"
+#include "veyrakit/platform/QMObject.h"
+
+namespace veyrakit {
 
 // The viewed-time bookkeeping of the viewing-time metrics: the whole seconds of the media
 // timeline the playhead was seen in while playing, for the session and for the current report
@@ -27,3 +29,5 @@ class QMViewedTime : public QMObject {
     ViewedTimeMap totalViewedTimeMap_;
     ViewedTimeMap currentViewedTimeMap_;
 };
+
+}  // namespace veyrakit

@@ -1,6 +1,8 @@
 #include "platform/QMClock.h"
 
-#include "platform/QMRunLoop.h"
+#include "veyrakit/platform/QMRunLoop.h"
+
+namespace veyrakit {
 
 int64_t QMClock::currentTimeMicros() { return QMRunLoop::mainRunLoop()->nowMicros(); }
 
@@ -12,3 +14,5 @@ int64_t QMClock::currentTimeMillis() {
 }
 
 double QMClock::timeIntervalSince1970() { return static_cast<double>(currentTimeMicros()) / 1e6; }
+
+}  // namespace veyrakit

@@ -1,7 +1,9 @@
 #pragma once
 #include <cstdint>
 
-#include "platform/QMExport.h"
+#include "veyrakit/platform/QMExport.h"
+
+namespace veyrakit {
 
 // Timestamps as the SDK takes them: the main run loop's wall clock (QMRunLoop::nowMicros), so a
 // virtual loop moves every timestamp. Wall time may jump when the system clock is set; durations
@@ -14,3 +16,5 @@ class VEYRAKIT_EXPORT QMClock {
     // Seconds since 1970 as a double (the platform date's time interval).
     static double timeIntervalSince1970();
 };
+
+}  // namespace veyrakit

@@ -3,9 +3,11 @@
 #include <sys/time.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <ctime>
+#include <mutex>
+
+namespace veyrakit {
 
 namespace {
 
@@ -67,26 +69,4 @@ std::string QMConsole::formatLine(const std::string& message) {
     return line + message;
 }
 
-QMConsole::Capture::Capture() {
-    previous_ = exchangeSink([this](const std::string& message) {
-        std::lock_guard<std::mutex> lock(mutex_);
-        lines_.push_back(message);
-    });
-}
-
-QMConsole::Capture::~Capture() { exchangeSink(std::move(previous_)); }
-
-std::vector<std::string> QMConsole::Capture::lines() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return lines_;
-}
-
-bool QMConsole::Capture::contains(const std::string& line) const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return std::find(lines_.begin(), lines_.end(), line) != lines_.end();
-}
-
-void QMConsole::Capture::clear() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    lines_.clear();
-}
+}  // namespace veyrakit

@@ -1,10 +1,10 @@
 #pragma once
 #include <functional>
-#include <mutex>
 #include <string>
-#include <vector>
 
 #include "platform/QMFormat.h"
+
+namespace veyrakit {
 
 // The device console (NSLog). Each call writes one line. The default sink writes to stderr in
 // the platform layout "yyyy-MM-dd HH:mm:ss.SSS VeyraKit[pid:tid] message" (local wall-clock time,
@@ -17,27 +17,13 @@ class VEYRAKIT_EXPORT QMConsole {
     static void write(const std::string& message);
     static void setSink(Sink sink);                             // nullptr restores the default sink
     static std::string formatLine(const std::string& message);  // the default layout
-
-    // Test helper: collects every line while alive, then restores the previous sink.
-    class VEYRAKIT_EXPORT Capture {
-      public:
-        Capture();
-        ~Capture();
-        std::vector<std::string> lines() const;
-        bool contains(const std::string& line) const;
-        void clear();
-
-      private:
-        mutable std::mutex mutex_;
-        std::vector<std::string> lines_;
-        Sink previous_;
-    };
-
-  private:
-    static Sink exchangeSink(Sink sink);  // installs `sink` as is, returns the one it replaced
+    // Installs `sink` as is and returns the one it replaced, so that a caller can put it back.
+    static Sink exchangeSink(Sink sink);
 };
 
 template <typename... Args>
 void QMConsoleLog(const std::string& format, const Args&... args) {
     QMConsole::write(QMFormat(format, args...));
 }
+
+}  // namespace veyrakit

@@ -4,6 +4,8 @@
 
 #include "platform/QMURLTransfer.h"
 
+namespace veyrakit {
+
 std::shared_ptr<QMCurlURLTransport> QMCurlURLTransport::sharedTransport() {
     static const auto transport = std::make_shared<QMCurlURLTransport>();
     return transport;
@@ -14,3 +16,5 @@ std::shared_ptr<QMURLExchange> QMCurlURLTransport::start(const std::shared_ptr<Q
                                                          Events events) {
     return QMURLTransfer::start(loop, std::move(request), std::move(events));
 }
+
+}  // namespace veyrakit

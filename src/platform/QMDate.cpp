@@ -1,10 +1,12 @@
-#include "platform/QMDate.h"
+#include "veyrakit/platform/QMDate.h"
 
 #include <cmath>
 #include <cstdio>
 #include <ctime>
 
 #include "platform/QMClock.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -162,3 +164,5 @@ std::string QMDate::formatUTC(const std::string& pattern) const {
 }
 
 std::string QMDate::description() const { return formatUTC("yyyy-MM-dd HH:mm:ss Z"); }
+
+}  // namespace veyrakit

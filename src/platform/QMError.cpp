@@ -1,8 +1,10 @@
-#include "platform/QMError.h"
+#include "veyrakit/platform/QMError.h"
 
 #include <utility>
 
 #include "platform/QMFormat.h"
+
+namespace veyrakit {
 
 QMError::QMError(std::string domain, long code, std::string localizedDescription)
     : domain_(std::move(domain)), code_(code), localizedDescription_(std::move(localizedDescription)) {}
@@ -37,3 +39,5 @@ std::shared_ptr<QMError> QMError::URLErrorWithCode(long code) {
 std::string QMError::description() const {
     return QMFormat("Error Domain=%@ Code=%ld \"%@\"", domain_, code_, localizedDescription_);
 }
+
+}  // namespace veyrakit

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+namespace veyrakit {
+
 QMException::QMException(std::string name, const std::string& reason)
     : std::runtime_error(reason), name_(std::move(name)) {}
 
@@ -16,3 +18,5 @@ QMInternalInconsistencyException::QMInternalInconsistencyException(const std::st
 
 QMInvalidArgumentException::QMInvalidArgumentException(const std::string& reason)
     : QMException("NSInvalidArgumentException", reason) {}
+
+}  // namespace veyrakit

@@ -2,7 +2,9 @@
 #include <stdexcept>
 #include <string>
 
-#include "platform/QMExport.h"
+#include "veyrakit/platform/QMExport.h"
+
+namespace veyrakit {
 
 // Root of the typed exceptions the library raises on misuse: a name and a reason, as the
 // platform's exception object has. `%@` of an exception prints its reason.
@@ -38,3 +40,5 @@ class VEYRAKIT_EXPORT QMInvalidArgumentException : public QMException {
   public:
     explicit QMInvalidArgumentException(const std::string& reason);
 };
+
+}  // namespace veyrakit

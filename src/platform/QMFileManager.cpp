@@ -11,6 +11,8 @@
 #include <fstream>
 #include <sstream>
 
+namespace veyrakit {
+
 namespace {
 
 std::string envValue(const char* name) {
@@ -141,3 +143,5 @@ void QMFileHandle::closeFile() {
         fd_ = -1;
     }
 }
+
+}  // namespace veyrakit

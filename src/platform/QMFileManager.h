@@ -3,7 +3,9 @@
 #include <optional>
 #include <string>
 
-#include "platform/QMObject.h"
+#include "veyrakit/platform/QMObject.h"
+
+namespace veyrakit {
 
 // Files as the SDK needs them: the app's documents directory and appending writes.
 class VEYRAKIT_EXPORT QMFileManager : public QMObject {
@@ -38,3 +40,5 @@ class VEYRAKIT_EXPORT QMFileHandle : public QMObject {
   private:
     int fd_;
 };
+
+}  // namespace veyrakit

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <string_view>
 
+namespace veyrakit {
+
 namespace {
 
 const char* kindName(QMFormatArg::Kind kind) {
@@ -291,3 +293,5 @@ double QMFormatArg::asDouble(char conversion) const {
 std::string QMFormatV(const std::string& format, const std::vector<QMFormatArg>& args) {
     return Formatter(format, args).run();
 }
+
+}  // namespace veyrakit

@@ -8,7 +8,9 @@
 
 #include "platform/QMException.h"
 #include "platform/QMJSON.h"
-#include "platform/QMObject.h"
+#include "veyrakit/platform/QMObject.h"
+
+namespace veyrakit {
 
 // One argument of QMFormat. Holds what a conversion may print; a conversion applied to an
 // argument of the wrong kind throws QMInvalidArgumentException (a programming error that the
@@ -64,3 +66,5 @@ template <typename... Args>
 std::string QMFormat(const std::string& format, const Args&... args) {
     return QMFormatV(format, std::vector<QMFormatArg>{QMFormatArg(args)...});
 }
+
+}  // namespace veyrakit

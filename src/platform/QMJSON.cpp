@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <cstdio>
 
+namespace veyrakit {
+
 namespace {
 
 // Integral doubles print as integers (2.0 -> "2"), others in their shortest round-trip form.
@@ -294,3 +296,5 @@ int32_t QMJSONIntValue(const QMJSON& value) {
     }
     return static_cast<int32_t>(std::clamp<long long>(negative ? -v : v, INT32_MIN, INT32_MAX));
 }
+
+}  // namespace veyrakit

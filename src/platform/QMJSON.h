@@ -4,7 +4,9 @@
 #include <optional>
 #include <string>
 
-#include "platform/QMExport.h"
+#include "veyrakit/platform/QMExport.h"
+
+namespace veyrakit {
 
 // JSON values keep their keys in insertion order, as the platform's serialiser emits them in the
 // order they were built here.
@@ -39,3 +41,5 @@ VEYRAKIT_EXPORT std::string QMDescription(const QMJSON& value);
 // truncated, strings by their leading integer after optional white space, booleans 1 or 0,
 // anything else 0; clamped to 32 bits.
 VEYRAKIT_EXPORT int32_t QMJSONIntValue(const QMJSON& value);
+
+}  // namespace veyrakit

@@ -1,8 +1,10 @@
-#include "platform/QMNotificationCenter.h"
+#include "veyrakit/platform/QMNotificationCenter.h"
 
 #include <algorithm>
 
 #include "platform/QMThreadChecker.h"
+
+namespace veyrakit {
 
 struct QMNotificationCenter::Registration {
     const void* observer;
@@ -88,3 +90,5 @@ void QMNotificationCenter::postNotificationName(const std::string& name, std::sh
 }
 
 std::size_t QMNotificationCenter::observerCount() const { return registrations_.size(); }
+
+}  // namespace veyrakit

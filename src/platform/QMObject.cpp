@@ -1,4 +1,4 @@
-#include "platform/QMObject.h"
+#include "veyrakit/platform/QMObject.h"
 
 #include <cxxabi.h>
 
@@ -6,11 +6,14 @@
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
+#include <string_view>
 #include <typeindex>
 #include <unordered_map>
 
 #include "platform/QMException.h"
 #include "platform/QMThreadChecker.h"
+
+namespace veyrakit {
 
 struct QMObject::Observation {
     QMObject* observer;
@@ -37,6 +40,11 @@ std::string demangledName(const std::type_info& type) {
     char* raw = abi::__cxa_demangle(type.name(), nullptr, nullptr, &status);
     std::string name = (status == 0 && raw) ? raw : type.name();
     std::free(raw);
+    // Class names are the system's own ("QMVeyraPlugin"): the C++ namespace is not part of them.
+    constexpr std::string_view kNamespace = "veyrakit::";
+    if (name.starts_with(kNamespace)) {
+        name.erase(0, kNamespace.size());
+    }
     return cache.emplace(type, name).first->second;
 }
 
@@ -186,3 +194,5 @@ void QMObject::deliverChange(const std::string& key, const std::any* newValue) {
 
 void QMObject::observeValueForKeyPath(const std::string& keyPath, QMObject* object,
                                       const QMKeyValueChange& change, void* context) {}
+
+}  // namespace veyrakit

@@ -5,6 +5,8 @@
 
 #include "platform/QMException.h"
 
+namespace veyrakit {
+
 namespace {
 
 pcre2_code* compiled(void* code) { return static_cast<pcre2_code*>(code); }
@@ -133,3 +135,5 @@ std::string QMSubstring(const std::string& s, QMRange range) {
     }
     return s.substr(range.location, range.length);
 }
+
+}  // namespace veyrakit

@@ -4,7 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/QMObject.h"
+#include "veyrakit/platform/QMObject.h"
+
+namespace veyrakit {
 
 inline constexpr std::size_t NSNotFound = static_cast<std::size_t>(-1);
 
@@ -51,3 +53,5 @@ class VEYRAKIT_EXPORT QMRegularExpression : public QMObject {
 
 // Substring helper for match ranges.
 VEYRAKIT_EXPORT std::string QMSubstring(const std::string& s, QMRange range);
+
+}  // namespace veyrakit

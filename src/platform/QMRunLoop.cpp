@@ -1,4 +1,4 @@
-#include "platform/QMRunLoop.h"
+#include "veyrakit/platform/QMRunLoop.h"
 
 #include <curl/curl.h>
 #include <cxxabi.h>
@@ -21,6 +21,8 @@
 #include "platform/QMThreadChecker.h"
 #include "platform/QMTimer.h"
 #include "platform/QMURLTransfer.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -457,3 +459,5 @@ void QMVirtualRunLoop::idleUntil(int64_t wakeMicros) {
     while (wakeMicros > current && !virtualMicros_.compare_exchange_weak(current, wakeMicros)) {
     }
 }
+
+}  // namespace veyrakit

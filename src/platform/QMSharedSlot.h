@@ -4,6 +4,8 @@
 #include <mutex>
 #include <utility>
 
+namespace veyrakit {
+
 // A process-wide, lazily made shared instance that can be replaced. Whatever is released (by
 // exchange or at exit) is let go outside the lock: its tear-down may ask for the instance again.
 template <typename T>
@@ -41,3 +43,5 @@ class QMSharedSlot {
     std::shared_ptr<T> value_;
     std::function<void(T&)> atExit_;
 };
+
+}  // namespace veyrakit

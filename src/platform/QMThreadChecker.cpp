@@ -7,6 +7,8 @@
 #include <string>
 #include <thread>
 
+namespace veyrakit {
+
 namespace {
 
 // Trivially destructible, so that checks made during static destruction still find it. A
@@ -38,3 +40,5 @@ void QMThreadChecker::failOffMainLoopThread(std::string_view operation) {
     std::fflush(stderr);
     std::abort();
 }
+
+}  // namespace veyrakit

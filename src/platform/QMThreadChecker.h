@@ -1,7 +1,9 @@
 #pragma once
 #include <string_view>
 
-#include "platform/QMExport.h"
+#include "veyrakit/platform/QMExport.h"
+
+namespace veyrakit {
 
 // Which thread the main run loop belongs to. Everything the SDK does runs there (the only other
 // thread is the shared URL session's worker); debug builds check it at the entry points with
@@ -25,14 +27,16 @@ class VEYRAKIT_EXPORT QMThreadChecker {
     [[noreturn]] static void failOffMainLoopThread(std::string_view operation);
 };
 
+}  // namespace veyrakit
+
 #ifdef NDEBUG
 #define QM_DCHECK_ON_MAIN_LOOP_THREAD(operation) static_cast<void>(0)
 #else
 // `operation` names what was called; it is only evaluated when the check fails.
-#define QM_DCHECK_ON_MAIN_LOOP_THREAD(operation)               \
-    do {                                                       \
-        if (!QMThreadChecker::isOnMainLoopThread()) {          \
-            QMThreadChecker::failOffMainLoopThread(operation); \
-        }                                                      \
+#define QM_DCHECK_ON_MAIN_LOOP_THREAD(operation)                           \
+    do {                                                                   \
+        if (!::veyrakit::QMThreadChecker::isOnMainLoopThread()) {          \
+            ::veyrakit::QMThreadChecker::failOffMainLoopThread(operation); \
+        }                                                                  \
     } while (false)
 #endif

@@ -4,7 +4,9 @@
 #include <cmath>
 #include <utility>
 
-#include "platform/QMRunLoop.h"
+#include "veyrakit/platform/QMRunLoop.h"
+
+namespace veyrakit {
 
 namespace {
 // The platform's timers never fire more often than every 0.1 ms; shorter or negative intervals
@@ -85,3 +87,5 @@ void QMTimer::afterFire(Callback& callback, int64_t firedAtMicros) {
         fireMicros_ += ((now - fireMicros_) / intervalMicros_ + 1) * intervalMicros_;
     }
 }
+
+}  // namespace veyrakit

@@ -3,7 +3,9 @@
 #include <functional>
 #include <memory>
 
-#include "platform/QMObject.h"
+#include "veyrakit/platform/QMObject.h"
+
+namespace veyrakit {
 
 class QMRunLoop;
 
@@ -46,3 +48,5 @@ class VEYRAKIT_EXPORT QMTimer : public QMObject {
     std::weak_ptr<QMRunLoop> loop_;
     friend class QMRunLoop;
 };
+
+}  // namespace veyrakit

@@ -1,4 +1,4 @@
-#include "platform/QMURL.h"
+#include "veyrakit/platform/QMURL.h"
 
 #include <curl/curl.h>
 #include <unistd.h>
@@ -7,6 +7,8 @@
 #include <climits>
 #include <cstdlib>
 #include <utility>
+
+namespace veyrakit {
 
 namespace {
 
@@ -96,3 +98,5 @@ std::string QMURL::pathExtension() const {
 }
 
 bool QMURL::isFileURL() const { return scheme() == "file"; }
+
+}  // namespace veyrakit

@@ -2,9 +2,11 @@
 
 #include <utility>
 
-#include "platform/QMRunLoop.h"
 #include "platform/QMThreadChecker.h"
 #include "platform/QMURLTransport.h"
+#include "veyrakit/platform/QMRunLoop.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -84,3 +86,5 @@ void QMURLConnection::deliverFailure(const std::shared_ptr<QMError>& error) {
         delegate->connection(*this, error);
     }
 }
+
+}  // namespace veyrakit

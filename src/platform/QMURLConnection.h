@@ -2,9 +2,11 @@
 #include <memory>
 #include <string>
 
-#include "platform/QMError.h"
-#include "platform/QMObject.h"
 #include "platform/QMURLRequest.h"
+#include "veyrakit/platform/QMError.h"
+#include "veyrakit/platform/QMObject.h"
+
+namespace veyrakit {
 
 class QMURLConnection;
 class QMURLExchange;
@@ -54,3 +56,5 @@ class VEYRAKIT_EXPORT QMURLConnection : public QMObject {
     std::weak_ptr<QMURLExchange> exchange_;
     bool started_ = false;
 };
+
+}  // namespace veyrakit

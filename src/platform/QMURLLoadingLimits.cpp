@@ -1,6 +1,8 @@
-#include "platform/QMURLLoadingLimits.h"
+#include "veyrakit/platform/QMURLLoadingLimits.h"
 
 #include <atomic>
+
+namespace veyrakit {
 
 namespace {
 
@@ -31,3 +33,5 @@ void QMURLLoadingLimits::reset() {
     setMaximumResponseLength(kDefaultMaximumResponseLength);
     setDefaultTimeoutInterval(kDefaultTimeoutInterval);
 }
+
+}  // namespace veyrakit

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+namespace veyrakit {
+
 namespace {
 
 bool sameField(const std::string& a, const std::string& b) { return strcasecmp(a.c_str(), b.c_str()) == 0; }
@@ -52,3 +54,5 @@ QMHTTPURLResponse::QMHTTPURLResponse(std::shared_ptr<QMURL> url, long statusCode
 std::optional<std::string> QMHTTPURLResponse::valueForHTTPHeaderField(const std::string& field) const {
     return findField(headers_, field);
 }
+
+}  // namespace veyrakit

@@ -5,8 +5,10 @@
 #include <utility>
 #include <vector>
 
-#include "platform/QMObject.h"
-#include "platform/QMURL.h"
+#include "veyrakit/platform/QMObject.h"
+#include "veyrakit/platform/QMURL.h"
+
+namespace veyrakit {
 
 // A mutable HTTP request: method, URL, ordered headers and body, sent exactly as given.
 class VEYRAKIT_EXPORT QMURLRequest : public QMObject {
@@ -56,3 +58,5 @@ class VEYRAKIT_EXPORT QMHTTPURLResponse : public QMObject {
     long statusCode_;
     QMURLRequest::Headers headers_;
 };
+
+}  // namespace veyrakit

@@ -5,9 +5,11 @@
 #include <thread>
 #include <utility>
 
-#include "platform/QMRunLoop.h"
 #include "platform/QMSharedSlot.h"
 #include "platform/QMURLTransport.h"
+#include "veyrakit/platform/QMRunLoop.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -203,3 +205,5 @@ void QMURLSessionDataTask::resume() {
         session->enqueue(selfAs<QMURLSessionDataTask>());
     }
 }
+
+}  // namespace veyrakit

@@ -4,9 +4,11 @@
 #include <optional>
 #include <string>
 
-#include "platform/QMError.h"
-#include "platform/QMObject.h"
 #include "platform/QMURLRequest.h"
+#include "veyrakit/platform/QMError.h"
+#include "veyrakit/platform/QMObject.h"
+
+namespace veyrakit {
 
 class QMURLSessionDataTask;
 
@@ -63,3 +65,5 @@ class VEYRAKIT_EXPORT QMURLSessionDataTask : public QMObject {
     QMURLSession::CompletionHandler handler_;
     bool resumed_ = false;
 };
+
+}  // namespace veyrakit

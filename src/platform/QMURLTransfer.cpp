@@ -9,8 +9,10 @@
 #include <utility>
 #include <vector>
 
-#include "platform/QMRunLoop.h"
-#include "platform/QMURLLoadingLimits.h"
+#include "veyrakit/platform/QMRunLoop.h"
+#include "veyrakit/platform/QMURLLoadingLimits.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -281,3 +283,5 @@ void QMURLTransfer::post(std::function<void(QMURLTransfer&)> step) {
         }
     });
 }
+
+}  // namespace veyrakit

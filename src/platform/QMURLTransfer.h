@@ -5,10 +5,12 @@
 #include <memory>
 #include <string>
 
-#include "platform/QMError.h"
-#include "platform/QMObject.h"
 #include "platform/QMURLRequest.h"
 #include "platform/QMURLTransport.h"
+#include "veyrakit/platform/QMError.h"
+#include "veyrakit/platform/QMObject.h"
+
+namespace veyrakit {
 
 class QMRunLoop;
 
@@ -64,3 +66,5 @@ class QMURLTransfer : public QMObject, public QMURLExchange {
     bool responsePosted_ = false;
     bool cancelled_ = false;
 };
+
+}  // namespace veyrakit

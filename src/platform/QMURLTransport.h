@@ -3,9 +3,11 @@
 #include <memory>
 #include <string>
 
-#include "platform/QMError.h"
-#include "platform/QMObject.h"
 #include "platform/QMURLRequest.h"
+#include "veyrakit/platform/QMError.h"
+#include "veyrakit/platform/QMObject.h"
+
+namespace veyrakit {
 
 class QMRunLoop;
 
@@ -42,3 +44,5 @@ class VEYRAKIT_EXPORT QMURLTransport {
     // the worker.
     virtual bool answersOnMainLoop() const { return false; }
 };
+
+}  // namespace veyrakit

@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <stdexcept>
 
+namespace veyrakit {
+
 namespace {
 
 void fillRandom(uint8_t* bytes, std::size_t count) {
@@ -36,3 +38,5 @@ std::string QMUUID::UUIDString() {
                   b[14], b[15]);
     return text;
 }
+
+}  // namespace veyrakit

@@ -8,6 +8,8 @@
 #include "platform/QMConsole.h"
 #include "platform/QMFileManager.h"
 
+namespace veyrakit {
+
 namespace {
 
 std::shared_ptr<QMUserDefaults> sharedDefaults;
@@ -96,3 +98,5 @@ bool QMUserDefaults::persist() {
     }
     return true;
 }
+
+}  // namespace veyrakit

@@ -4,7 +4,9 @@
 #include <string>
 
 #include "platform/QMJSON.h"
-#include "platform/QMObject.h"
+#include "veyrakit/platform/QMObject.h"
+
+namespace veyrakit {
 
 // Persistent key/value store. Backed by a JSON file written atomically (temporary file +
 // rename). Location: $VEYRAKIT_DEFAULTS_PATH, else $XDG_CONFIG_HOME/veyrakit/defaults.json, else
@@ -34,3 +36,5 @@ class VEYRAKIT_EXPORT QMUserDefaults : public QMObject {
     std::string path_;
     QMJSON values_ = QMJSON::object();
 };
+
+}  // namespace veyrakit

@@ -2,6 +2,8 @@
 
 #include <sys/utsname.h>
 
+namespace veyrakit {
+
 namespace {
 
 struct DeviceFacts {
@@ -49,3 +51,5 @@ std::string UIDevice::systemName() const {
 std::string UIDevice::systemVersion() const {
     return factOrOverride(&DeviceFacts::systemVersion, systemFacts().release);
 }
+
+}  // namespace veyrakit

@@ -3,7 +3,9 @@
 #include <optional>
 #include <string>
 
-#include "platform/QMObject.h"
+#include "veyrakit/platform/QMObject.h"
+
+namespace veyrakit {
 
 // Device facts for the User-Agent. Read from uname(2): model = machine ("x86_64"), systemName =
 // sysname ("Linux"), systemVersion = release. Tests override them. Read and overridden on the main
@@ -19,3 +21,5 @@ class VEYRAKIT_EXPORT UIDevice : public QMObject {
     std::string systemName() const;
     std::string systemVersion() const;
 };
+
+}  // namespace veyrakit

@@ -4,6 +4,8 @@
 
 #include "platform/QMFormat.h"
 
+namespace veyrakit {
+
 const std::string& QMJSONPostRequest::CONTENT_TYPE_JSON() {
     static const std::string value = "application/json";
     return value;
@@ -38,3 +40,5 @@ void QMJSONPostRequest::setBody(QMURLRequest& request, std::optional<std::string
     request.setValue(QMFormat("%ld", length), "Content-Length");
     request.setHTTPBody(std::move(body));
 }
+
+}  // namespace veyrakit

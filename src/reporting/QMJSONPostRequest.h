@@ -3,9 +3,11 @@
 #include <optional>
 #include <string>
 
-#include "platform/QMExport.h"
-#include "platform/QMURL.h"
 #include "platform/QMURLRequest.h"
+#include "veyrakit/platform/QMExport.h"
+#include "veyrakit/platform/QMURL.h"
+
+namespace veyrakit {
 
 // Builds the requests the SDK posts to its servers, with the headers in the order they go on the
 // wire: the sender's leading headers, then "Content-Type", then "Content-Length" with the body.
@@ -28,3 +30,5 @@ class QMJSONPostRequest {
     // "Content-Length" (the body's byte count formatted "%ld", "0" without a body) and the body.
     static void setBody(QMURLRequest& request, std::optional<std::string> body);
 };
+
+}  // namespace veyrakit

@@ -10,6 +10,8 @@
 #include "reporting/QMReportingSession.h"
 #include "veyrakit/VeyraKitGlobals.h"
 
+namespace veyrakit {
+
 namespace {
 
 bool isLogReport(const QMJSON& report) {
@@ -84,3 +86,5 @@ void QMOnDemandReporter::sendOnDemandReport(QMJSON report, CompleteCallback onCo
     }
     loader->loadWithData(envelope, std::move(onCompleteCallback), std::move(onFailedCallback));
 }
+
+}  // namespace veyrakit

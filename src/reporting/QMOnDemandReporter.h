@@ -4,8 +4,10 @@
 #include <optional>
 
 #include "platform/QMJSON.h"
-#include "platform/QMObject.h"
 #include "reporting/QMRestLoader.h"
+#include "veyrakit/platform/QMObject.h"
+
+namespace veyrakit {
 
 // Posts one-shot reports ("J", "B", "D", "E", "F", "S", "L") in the common envelope: the plugin's
 // session id, the report's own keys, and, except for log reports, the next pulse number from
@@ -21,3 +23,5 @@ class QMOnDemandReporter : public QMObject {
     void sendOnDemandReport(QMJSON report, CompleteCallback onCompleteCallback,
                             FailedCallback onFailedCallback);
 };
+
+}  // namespace veyrakit

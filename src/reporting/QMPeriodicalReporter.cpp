@@ -14,6 +14,8 @@
 #include "reporting/QMRestLoader.h"
 #include "veyrakit/VeyraKitGlobals.h"
 
+namespace veyrakit {
+
 namespace {
 
 constexpr int32_t kUnscheduledRetryBudget = 3;
@@ -179,3 +181,5 @@ void QMPeriodicalReporter::connection(QMURLConnection&, const std::shared_ptr<QM
     }
     QMLogger::error("Error", "PR");
 }
+
+}  // namespace veyrakit

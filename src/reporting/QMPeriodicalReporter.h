@@ -5,10 +5,12 @@
 #include <string>
 
 #include "platform/QMJSON.h"
-#include "platform/QMObject.h"
 #include "platform/QMTimer.h"
 #include "platform/QMURLConnection.h"
 #include "platform/QMURLRequest.h"
+#include "veyrakit/platform/QMObject.h"
+
+namespace veyrakit {
 
 // Posts the periodical report of all collectable metric values every INTERVAL_LENGTH seconds
 // (the first one at start) and, on demand of a metric, unscheduled ones. Numbers its reports,
@@ -57,3 +59,5 @@ class QMPeriodicalReporter : public QMObject, public QMURLConnectionDelegate {
     bool isSendingUnscheduledReport_ = false;
     bool disposed_ = false;
 };
+
+}  // namespace veyrakit

@@ -1,5 +1,7 @@
 #include "reporting/QMReportType.h"
 
+namespace veyrakit {
+
 #define QM_REPORT_TYPE(name, value)                \
     const std::string& QMReportType::name() {      \
         static const std::string constant = value; \
@@ -16,3 +18,5 @@ QM_REPORT_TYPE(LOG_REPORT, "L")
 QM_REPORT_TYPE(AVAILABLE_BITRATES, "B")
 
 #undef QM_REPORT_TYPE
+
+}  // namespace veyrakit

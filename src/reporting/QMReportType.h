@@ -1,7 +1,9 @@
 #pragma once
 #include <string>
 
-#include "platform/QMObject.h"
+#include "veyrakit/platform/QMObject.h"
+
+namespace veyrakit {
 
 // The "type" value of every report.
 class QMReportType : public QMObject {
@@ -15,3 +17,5 @@ class QMReportType : public QMObject {
     static const std::string& LOG_REPORT();          // "L"
     static const std::string& AVAILABLE_BITRATES();  // "B"
 };
+
+}  // namespace veyrakit

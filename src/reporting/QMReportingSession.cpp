@@ -2,6 +2,8 @@
 
 #include <utility>
 
+namespace veyrakit {
+
 namespace {
 
 QMReportingSession::Lookup& installedLookup() {
@@ -17,3 +19,5 @@ std::shared_ptr<QMReportingSession> QMReportingSession::current() {
 }
 
 void QMReportingSession::setLookup(Lookup lookup) { installedLookup() = std::move(lookup); }
+
+}  // namespace veyrakit

@@ -4,6 +4,8 @@
 #include <optional>
 #include <string>
 
+namespace veyrakit {
+
 class QMMetricManager;
 class QMPeriodicalReporter;
 
@@ -24,3 +26,5 @@ class QMReportingSession {
     virtual std::shared_ptr<QMPeriodicalReporter> periodicalReporter() const = 0;
     virtual void destroy() = 0;
 };
+
+}  // namespace veyrakit

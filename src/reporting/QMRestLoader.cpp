@@ -8,6 +8,8 @@
 #include "platform/QMFormat.h"
 #include "reporting/QMJSONPostRequest.h"
 
+namespace veyrakit {
+
 namespace {
 constexpr std::size_t kResponseBufferCapacity = 2048;
 }
@@ -113,3 +115,5 @@ void QMRestLoader::connection(QMURLConnection&, const std::shared_ptr<QMError>& 
     ++retryCount_;
     startConnection();
 }
+
+}  // namespace veyrakit

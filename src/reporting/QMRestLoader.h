@@ -6,10 +6,12 @@
 #include <string>
 
 #include "platform/QMJSON.h"
-#include "platform/QMObject.h"
-#include "platform/QMURL.h"
 #include "platform/QMURLConnection.h"
 #include "platform/QMURLRequest.h"
+#include "veyrakit/platform/QMObject.h"
+#include "veyrakit/platform/QMURL.h"
+
+namespace veyrakit {
 
 // Sends one JSON request and hands the parsed answer (or a failure code) to two callbacks.
 // A failed connection is tried again up to three times, at once. The running connection holds
@@ -57,3 +59,5 @@ class QMRestLoader : public QMObject, public QMURLConnectionDelegate {
     CompleteCallback onCompleteCallback_;
     FailedCallback onFailedCallback_;
 };
+
+}  // namespace veyrakit

@@ -2,6 +2,8 @@
 
 #include "veyrakit/QMVeyraKit.h"
 
+namespace veyrakit {
+
 QMFacadeSimulatorHost::QMFacadeSimulatorHost() = default;
 QMFacadeSimulatorHost::~QMFacadeSimulatorHost() = default;
 
@@ -19,3 +21,5 @@ void QMFacadeSimulatorHost::viewerFaultReport(const std::string& errorCode,
                                               const std::string& playerVersion) {
     QMVeyraKit::viewerFaultReport(errorCode, playerVersion);
 }
+
+}  // namespace veyrakit

@@ -3,6 +3,8 @@
 
 #include "simulator/QMSimulatorHost.h"
 
+namespace veyrakit {
+
 // The application around a simulated player, as a monitored host: the scenario's host steps
 // become the facade's class operations (advertisements, size changes, stop, fault report), which
 // reach the current AVPlayer plugin.
@@ -18,3 +20,5 @@ class QMFacadeSimulatorHost : public QMSimulatorHost {
     void stopPlayback() override;
     void viewerFaultReport(const std::string& errorCode, const std::string& playerVersion) override;
 };
+
+}  // namespace veyrakit

@@ -8,6 +8,8 @@
 #include "simulator/QMSimulatedAVPlayer.h"
 #include "simulator/QMSimulatedMoviePlayer.h"
 
+namespace veyrakit {
+
 QMPlayerSimulator::QMPlayerSimulator(std::shared_ptr<QMScenario> scenario,
                                      std::shared_ptr<QMSimulatorHost> host)
     : scenario_(std::move(scenario)),
@@ -184,3 +186,5 @@ void QMPlayerSimulator::finishIfDone() {
         host->scenarioDidFinish();
     }
 }
+
+}  // namespace veyrakit

@@ -4,13 +4,15 @@
 #include <memory>
 #include <optional>
 
-#include "platform/QMObject.h"
 #include "platform/QMTimer.h"
-#include "platform/avfoundation/AVPlayer.h"
-#include "platform/mediaplayer/MPMoviePlayerController.h"
 #include "simulator/QMScenario.h"
 #include "simulator/QMSimulatedPlayer.h"
 #include "simulator/QMSimulatorHost.h"
+#include "veyrakit/platform/QMObject.h"
+#include "veyrakit/platform/avfoundation/AVPlayer.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerController.h"
+
+namespace veyrakit {
 
 // Plays a scenario on the main run loop's clock: it makes the player model the scenario names
 // (an AVPlayer with its current item, or an MPMoviePlayerController), then, once started, runs
@@ -75,3 +77,5 @@ class QMPlayerSimulator : public QMObject {
     bool running_ = false;
     bool finished_ = false;
 };
+
+}  // namespace veyrakit

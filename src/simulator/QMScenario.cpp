@@ -1,5 +1,7 @@
 #include "simulator/QMScenario.h"
 
+namespace veyrakit {
+
 QMScenario::QMScenario() = default;
 
 QMScenario::~QMScenario() = default;
@@ -12,3 +14,5 @@ const QMScenarioVariant* QMScenario::variantWithBitrate(int64_t bitrate) const {
     }
     return nullptr;
 }
+
+}  // namespace veyrakit

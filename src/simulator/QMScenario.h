@@ -4,9 +4,11 @@
 #include <string>
 #include <vector>
 
-#include "platform/QMObject.h"
-#include "platform/avfoundation/CGSize.h"
 #include "simulator/QMScenarioStep.h"
+#include "veyrakit/platform/QMObject.h"
+#include "veyrakit/platform/avfoundation/CGSize.h"
+
+namespace veyrakit {
 
 // What an AVPlayer's rate does while its buffer runs dry under a viewer who wants to play. The
 // platform keeps the rate (it waits for data by itself); older players dropped it to 0 and set it
@@ -99,3 +101,5 @@ class QMScenario : public QMObject {
     double segmentSeconds_ = 6.0;
     std::vector<QMScenarioStep> steps_;
 };
+
+}  // namespace veyrakit

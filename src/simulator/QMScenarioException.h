@@ -3,6 +3,8 @@
 
 #include "platform/QMException.h"
 
+namespace veyrakit {
+
 // A scenario that cannot be played: raised by the parser with the source's name, the line
 // (1-based; 0 when the problem is not tied to a line, such as an unreadable file) and what is
 // wrong. reason() reads "<source>:<line>: <detail>".
@@ -19,3 +21,5 @@ class QMScenarioException : public QMException {
     int line_;
     std::string detail_;
 };
+
+}  // namespace veyrakit

@@ -8,10 +8,12 @@
 #include <fstream>
 #include <sstream>
 
-#include "platform/QMURL.h"
-#include "platform/avfoundation/AVError.h"
-#include "platform/mediaplayer/MPMoviePlayerController.h"
 #include "simulator/QMScenarioException.h"
+#include "veyrakit/platform/QMURL.h"
+#include "veyrakit/platform/avfoundation/AVError.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerController.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -575,3 +577,5 @@ CGSize QMScenarioParser::resolution(const std::string& text) const {
 void QMScenarioParser::fail(const std::string& detail) const {
     throw QMScenarioException(sourceName_, line_, detail);
 }
+
+}  // namespace veyrakit

@@ -7,8 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "platform/QMObject.h"
 #include "simulator/QMScenario.h"
+#include "veyrakit/platform/QMObject.h"
+
+namespace veyrakit {
 
 // Reads the plain-text scenario format of docs/scenarios.md. Anything malformed raises
 // QMScenarioException naming the line and what is wrong; a scenario that parses is playable.
@@ -71,3 +73,5 @@ class QMScenarioParser : public QMObject {
     std::optional<int64_t> stallEndsAt_;  // a timed stall's recovery time
     int overLine_ = 0;                    // the step after which playback is over
 };
+
+}  // namespace veyrakit

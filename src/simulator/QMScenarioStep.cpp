@@ -1,5 +1,7 @@
 #include "simulator/QMScenarioStep.h"
 
+namespace veyrakit {
+
 const char* QMScenarioStep::keyword(QMScenarioAction action) {
     switch (action) {
         case QMScenarioAction::Play:
@@ -61,3 +63,5 @@ bool QMScenarioStep::isHostStep(QMScenarioPlayerKind kind) const {
             return false;
     }
 }
+
+}  // namespace veyrakit

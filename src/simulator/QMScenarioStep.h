@@ -3,7 +3,9 @@
 #include <optional>
 #include <string>
 
-#include "platform/QMExport.h"
+#include "veyrakit/platform/QMExport.h"
+
+namespace veyrakit {
 
 // What one scenario step does. Player steps change the player model; host steps call the
 // QMSimulatorHost (and, for an AVPlayer, full-screen changes are host steps too, since that
@@ -61,3 +63,5 @@ struct QMScenarioStep {
     // The keyword the scenario format uses for an action ("play", "server-error", ...).
     static const char* keyword(QMScenarioAction action);
 };
+
+}  // namespace veyrakit

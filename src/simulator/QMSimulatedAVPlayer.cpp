@@ -1,6 +1,8 @@
 #include "simulator/QMSimulatedAVPlayer.h"
 
-#include "platform/avfoundation/AVURLAsset.h"
+#include "veyrakit/platform/avfoundation/AVURLAsset.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -134,3 +136,5 @@ void QMSimulatedAVPlayer::refreshAccessLogEvent() {
     event.setMediaRequestsWWAN(figures.mediaRequestsWWAN);
     event.setSwitchBitrate(figures.switchBitrate);
 }
+
+}  // namespace veyrakit

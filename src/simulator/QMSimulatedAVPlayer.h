@@ -1,8 +1,10 @@
 #pragma once
 #include <memory>
 
-#include "platform/avfoundation/AVPlayer.h"
 #include "simulator/QMSimulatedPlayer.h"
+#include "veyrakit/platform/avfoundation/AVPlayer.h"
+
+namespace veyrakit {
 
 // Drives an AVPlayer and its item. The item is made from the scenario's URL (or from an asset
 // that is not a URL asset) and is the player's current item from the start, still loading:
@@ -44,3 +46,5 @@ class QMSimulatedAVPlayer : public QMSimulatedPlayer {
     std::shared_ptr<AVPlayerItem> item_;
     std::shared_ptr<AVPlayerItemAccessLogEvent> currentEvent_;
 };
+
+}  // namespace veyrakit

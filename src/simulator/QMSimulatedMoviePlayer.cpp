@@ -1,5 +1,7 @@
 #include "simulator/QMSimulatedMoviePlayer.h"
 
+namespace veyrakit {
+
 QMSimulatedMoviePlayer::QMSimulatedMoviePlayer(const std::shared_ptr<QMScenario>& scenario,
                                                std::shared_ptr<QMSimulatedStream> stream)
     : QMSimulatedPlayer(scenario, std::move(stream)),
@@ -120,3 +122,5 @@ void QMSimulatedMoviePlayer::refreshAccessLogEvent() {
         QMSimulatedStream::fillAccessLogEvent(*currentEvent_, stream()->figures());
     }
 }
+
+}  // namespace veyrakit

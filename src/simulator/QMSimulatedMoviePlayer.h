@@ -1,8 +1,10 @@
 #pragma once
 #include <memory>
 
-#include "platform/mediaplayer/MPMoviePlayerController.h"
 #include "simulator/QMSimulatedPlayer.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerController.h"
+
+namespace veyrakit {
 
 // Drives an MPMoviePlayerController made with the scenario's URL, stopped and with an unknown
 // load state at first.
@@ -39,3 +41,5 @@ class QMSimulatedMoviePlayer : public QMSimulatedPlayer {
     std::shared_ptr<MPMoviePlayerController> player_;
     std::shared_ptr<MPMovieAccessLogEvent> currentEvent_;
 };
+
+}  // namespace veyrakit

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+namespace veyrakit {
+
 QMSimulatedPlayer::QMSimulatedPlayer(std::shared_ptr<QMScenario> scenario,
                                      std::shared_ptr<QMSimulatedStream> stream)
     : scenario_(std::move(scenario)), stream_(std::move(stream)) {}
@@ -124,3 +126,5 @@ void QMSimulatedPlayer::startIfPlaying() {
         addAccessLogEvent();
     }
 }
+
+}  // namespace veyrakit

@@ -2,10 +2,12 @@
 #include <memory>
 #include <optional>
 
-#include "platform/QMError.h"
-#include "platform/QMObject.h"
 #include "simulator/QMScenario.h"
 #include "simulator/QMSimulatedStream.h"
+#include "veyrakit/platform/QMError.h"
+#include "veyrakit/platform/QMObject.h"
+
+namespace veyrakit {
 
 // Drives one player model through the player steps of a scenario, in the order the platform
 // changes things (docs/driver-contract.md lists the orders). The common bookkeeping lives here:
@@ -77,3 +79,5 @@ class QMSimulatedPlayer : public QMObject {
     double settledPosition_ = 0.0;
     bool wasAdvancing_ = false;
 };
+
+}  // namespace veyrakit

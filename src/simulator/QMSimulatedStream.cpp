@@ -6,7 +6,9 @@
 #include <cstdio>
 
 #include "platform/QMClock.h"
-#include "platform/QMURL.h"
+#include "veyrakit/platform/QMURL.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -162,3 +164,5 @@ std::optional<std::string> QMSimulatedStream::variantURI() const {
 bool QMSimulatedStream::isStreaming() const {
     return scenario_->isLive() || (scenario_->url() && endsWithIgnoringCase(*scenario_->url(), ".m3u8"));
 }
+
+}  // namespace veyrakit

@@ -4,12 +4,14 @@
 #include <optional>
 #include <string>
 
-#include "platform/QMDate.h"
-#include "platform/QMObject.h"
-#include "platform/avfoundation/CGSize.h"
-#include "platform/avfoundation/QMMediaAccessLogEvent.h"
-#include "platform/avfoundation/QMMediaErrorLogEvent.h"
 #include "simulator/QMScenario.h"
+#include "veyrakit/platform/QMDate.h"
+#include "veyrakit/platform/QMObject.h"
+#include "veyrakit/platform/avfoundation/CGSize.h"
+#include "veyrakit/platform/avfoundation/QMMediaAccessLogEvent.h"
+#include "veyrakit/platform/avfoundation/QMMediaErrorLogEvent.h"
+
+namespace veyrakit {
 
 // The stream behind a simulated player: the variant being played and the figures of the
 // current access-log event. Every figure follows from the scenario and the simulated clock
@@ -84,3 +86,5 @@ class QMSimulatedStream : public QMObject {
     int eventCount_ = 0;
     Figures event_;
 };
+
+}  // namespace veyrakit

@@ -1,5 +1,7 @@
 #include "simulator/QMSimulatorHost.h"
 
+namespace veyrakit {
+
 QMSimulatorHost::QMSimulatorHost() = default;
 
 QMSimulatorHost::~QMSimulatorHost() = default;
@@ -17,3 +19,5 @@ void QMSimulatorHost::stopPlayback() {}
 void QMSimulatorHost::viewerFaultReport(const std::string& errorCode, const std::string& playerVersion) {}
 
 void QMSimulatorHost::scenarioDidFinish() {}
+
+}  // namespace veyrakit

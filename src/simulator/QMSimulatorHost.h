@@ -1,7 +1,9 @@
 #pragma once
 #include <string>
 
-#include "platform/QMObject.h"
+#include "veyrakit/platform/QMObject.h"
+
+namespace veyrakit {
 
 // What the application around a simulated player does at the scenario's host steps: the demo
 // and the tests route these calls to the monitoring facade. Every call does nothing by default.
@@ -20,3 +22,5 @@ class QMSimulatorHost : public QMObject {
     // by itself any more (it is over, paused, or a live stream after its last step).
     virtual void scenarioDidFinish();
 };
+
+}  // namespace veyrakit

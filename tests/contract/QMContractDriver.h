@@ -3,8 +3,10 @@
 #include <memory>
 #include <string>
 
-#include "platform/avfoundation/AVPlayer.h"
-#include "platform/mediaplayer/MPMoviePlayerController.h"
+#include "veyrakit/platform/avfoundation/AVPlayer.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerController.h"
+
+namespace veyrakit {
 
 // What the contract checks need from a driver of the player models (docs/driver-contract.md):
 // make the models for a medium, make playback events happen at given times, let time pass, and
@@ -50,3 +52,5 @@ class QMContractDriver {
     // Lets `millis` pass on the driver's clock, or less when playback is over before.
     virtual void runFor(int64_t millis) = 0;
 };
+
+}  // namespace veyrakit

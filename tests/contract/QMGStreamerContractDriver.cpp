@@ -2,8 +2,10 @@
 
 #include <stdexcept>
 
-#include "platform/QMURL.h"
-#include "platform/avfoundation/CMTime.h"
+#include "veyrakit/platform/QMURL.h"
+#include "veyrakit/platform/avfoundation/CMTime.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -124,3 +126,5 @@ void QMGStreamerContractDriver::runFor(int64_t millis) {
     realLoop_->runUntil([this] { return isOver(); }, millis);
     realLoop_->runUntil([] { return false; }, kAfterTheEndMillis);
 }
+
+}  // namespace veyrakit

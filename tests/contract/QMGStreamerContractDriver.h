@@ -6,11 +6,13 @@
 #include <utility>
 #include <vector>
 
-#include "QMGStreamerAVPlayerDriver.h"
-#include "QMGStreamerMoviePlayerDriver.h"
 #include "contract/QMContractDriver.h"
-#include "platform/QMRunLoop.h"
 #include "support/QMTestMediaServer.h"
+#include "veyrakit/gstreamer/QMGStreamerAVPlayerDriver.h"
+#include "veyrakit/gstreamer/QMGStreamerMoviePlayerDriver.h"
+#include "veyrakit/platform/QMRunLoop.h"
+
+namespace veyrakit {
 
 // The GStreamer backend as a contract driver: eight seconds of real media (one variant of the
 // test ladder, 320x180) served on loopback and played in real time on a real main loop, installed
@@ -53,3 +55,5 @@ class QMGStreamerContractDriver : public QMContractDriver {
     std::optional<int64_t> recoverAt_;
     bool fails_ = false;
 };
+
+}  // namespace veyrakit

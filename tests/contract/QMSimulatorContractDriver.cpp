@@ -1,8 +1,10 @@
 #include "contract/QMSimulatorContractDriver.h"
 
 #include "platform/QMFormat.h"
-#include "platform/QMRunLoop.h"
 #include "simulator/QMScenarioParser.h"
+#include "veyrakit/platform/QMRunLoop.h"
+
+namespace veyrakit {
 
 void QMSimulatorContractDriver::load(const Media& media) {
     header_ = std::string("player ") + (media.kind == Kind::AVPlayer ? "avplayer" : "mpmovieplayer") +
@@ -38,3 +40,5 @@ void QMSimulatorContractDriver::remake() {
     simulator_ = QMPlayerSimulator::simulatorWithScenario(
         QMScenarioParser::parse(header_ + steps_, "contract"), nullptr);
 }
+
+}  // namespace veyrakit

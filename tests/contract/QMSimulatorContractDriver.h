@@ -5,6 +5,8 @@
 #include "contract/QMContractDriver.h"
 #include "simulator/QMPlayerSimulator.h"
 
+namespace veyrakit {
+
 // The scenario simulator as a contract driver: the medium becomes a scenario header, each event a
 // step.
 class QMSimulatorContractDriver : public QMContractDriver {
@@ -25,3 +27,5 @@ class QMSimulatorContractDriver : public QMContractDriver {
     std::string steps_;
     std::shared_ptr<QMPlayerSimulator> simulator_;
 };
+
+}  // namespace veyrakit

@@ -13,12 +13,14 @@
 #ifdef VEYRAKIT_WITH_GSTREAMER
 #include "contract/QMGStreamerContractDriver.h"
 #endif
-#include "platform/QMNotificationCenter.h"
 #include "platform/QMThreadChecker.h"
-#include "platform/avfoundation/AVPlayerItemNotifications.h"
-#include "platform/mediaplayer/MPMoviePlayerNotifications.h"
 #include "support/QMTestEnvironment.h"
 #include "unit/simulator/QMModelRecorder.h"
+#include "veyrakit/platform/QMNotificationCenter.h"
+#include "veyrakit/platform/avfoundation/AVPlayerItemNotifications.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerNotifications.h"
+
+namespace veyrakit {
 
 // The orders of docs/driver-contract.md, checked against every driver listed at the bottom. Each
 // case schedules a few events, records what an observer of the models sees and compares it line
@@ -381,3 +383,5 @@ std::string nameOf(const ::testing::TestParamInfo<NamedDriver>& param) { return 
 INSTANTIATE_TEST_SUITE_P(Drivers, DriverContract, ::testing::ValuesIn(allDrivers()), nameOf);
 INSTANTIATE_TEST_SUITE_P(Drivers, ScriptedDriverContract, ::testing::ValuesIn(driversTimingEveryEvent()),
                          nameOf);
+
+}  // namespace veyrakit

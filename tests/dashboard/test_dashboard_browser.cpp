@@ -11,6 +11,8 @@
 
 #include "collector/QMCollectorServer.h"
 
+namespace veyrakit {
+
 using Json = nlohmann::ordered_json;
 
 namespace {
@@ -133,3 +135,5 @@ TEST(Dashboard, ShowsADemoSessionInHeadlessChromium) {
     EXPECT_EQ(readFile(png).substr(0, 8), "\x89PNG\r\n\x1a\n");
     EXPECT_EQ(collector.store().requestsWithoutSession().size(), 0u);  // looking stored nothing
 }
+
+}  // namespace veyrakit

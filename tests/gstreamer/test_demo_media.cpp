@@ -13,6 +13,8 @@
 #include "support/QMLeftoverCheckedTest.h"
 #include "support/QMTestMediaServer.h"
 
+namespace veyrakit {
+
 // veyrakit-demo --media: real media played by the GStreamer backend in real time, monitored by the
 // SDK, reported to the demo's embedded collector, judged like a scenario run.
 
@@ -171,3 +173,5 @@ TEST_F(DemoMedia, TheMoviePlayerKindPlaysTheLocalLadderToItsFinishWithEveryCheck
                                      run.lines.front().substr(run.lines.front().find("embedded collector")));
     EXPECT_TRUE(run.lineStarting("+0:00.", "  init    ").ends_with("  -> session " + *run.result.sessionId));
 }
+
+}  // namespace veyrakit

@@ -12,21 +12,23 @@
 #include <string>
 #include <vector>
 
-#include "QMGStreamerAVPlayerDriver.h"
-#include "QMGStreamerMoviePlayerDriver.h"
 #include "collector/QMCollectorServer.h"
 #include "facade/QMMonitoringSessions.h"
-#include "platform/QMNotificationCenter.h"
 #include "platform/QMURLSession.h"
-#include "platform/avfoundation/AVError.h"
-#include "platform/avfoundation/AVPlayerItemNotifications.h"
-#include "platform/mediaplayer/MPMoviePlayerNotifications.h"
 #include "players/avplayer/QMAVPlayerVeyraPlugin.h"
 #include "players/mpmovieplayer/QMMPMoviePlayerControllerVeyraPlugin.h"
 #include "support/QMTestEnvironment.h"
 #include "support/QMTestMediaServer.h"
 #include "veyrakit/QMDiagnosticCollectors.h"
 #include "veyrakit/VeyraKit.h"
+#include "veyrakit/gstreamer/QMGStreamerAVPlayerDriver.h"
+#include "veyrakit/gstreamer/QMGStreamerMoviePlayerDriver.h"
+#include "veyrakit/platform/QMNotificationCenter.h"
+#include "veyrakit/platform/avfoundation/AVError.h"
+#include "veyrakit/platform/avfoundation/AVPlayerItemNotifications.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerNotifications.h"
+
+namespace veyrakit {
 
 // Real media played by the GStreamer backend in real time on the real main loop, monitored by the
 // SDK, reported over loopback to the reference collector.
@@ -535,3 +537,5 @@ TEST_F(GStreamerPlayback, TheDiagnosticStreamCarriesTheLaddersBitratesAndTheByte
         std::includes(servedVariants.begin(), servedVariants.end(), tracedURIs.begin(), tracedURIs.end()))
         << *tracedURIs.begin();
 }
+
+}  // namespace veyrakit

@@ -9,6 +9,8 @@
 #include "diagnostics/QMAVPlayerPIEReporter.h"
 #include "support/QMTestEnvironment.h"
 
+namespace veyrakit {
+
 // The real loop, libcurl and the URL session's worker against an in-test server on 127.0.0.1 that
 // serves the master playlist and takes the session events.
 class QMAVPlayerPIEReporterOverSockets : public QMVirtualTimeTest {
@@ -74,3 +76,5 @@ TEST_F(QMAVPlayerPIEReporterOverSockets, ThePlaylistIsFetchedAndTheEventsArriveI
     EXPECT_NE(names.find("availableResolutions {\"resolutions\":[{\"width\":960,\"height\":540}]}\n"),
               std::string::npos);
 }
+
+}  // namespace veyrakit

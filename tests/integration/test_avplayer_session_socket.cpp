@@ -7,6 +7,8 @@
 
 #include "unit/avplayer/QMAVPlayerSessionTest.h"
 
+namespace veyrakit {
+
 namespace {
 
 // The real loop and libcurl against a collector stub on 127.0.0.1; the simulated player runs on
@@ -96,3 +98,5 @@ at 0:02.800 stop
     EXPECT_EQ(last["currentBitRate"], 1500000);
     expectNothingLeft(simulator->player());
 }
+
+}  // namespace veyrakit

@@ -10,6 +10,8 @@
 
 #include "support/QMFaultServer.h"
 
+namespace veyrakit {
+
 // The whole demo process, run as a host would run it, against a collector whose every answer to
 // the SDK is 50 MB: the answer limit of URL loading keeps its peak resident memory bounded.
 
@@ -92,3 +94,5 @@ TEST(DemoAnswerMemory, FiftyMegabyteAnswersLeaveThePeakBelowSixtyFourMegabytes) 
 }
 
 }  // namespace
+
+}  // namespace veyrakit

@@ -5,11 +5,13 @@
 #include <string>
 #include <vector>
 
-#include "platform/QMURLLoadingLimits.h"
 #include "platform/QMURLSession.h"
 #include "support/QMFaultServer.h"
 #include "unit/avplayer/QMAVPlayerSessionTest.h"
 #include "veyrakit/QMDiagnosticCollectors.h"
+#include "veyrakit/platform/QMURLLoadingLimits.h"
+
+namespace veyrakit {
 
 // Every kind of request the SDK makes, against a loopback server that answers it with one fault
 // at a time, over real sockets on the virtual clock (it stands still while a request is on the
@@ -275,3 +277,5 @@ std::string caseName(const ::testing::TestParamInfo<Case>& info) {
 INSTANTIATE_TEST_SUITE_P(AllRequests, FaultMatrix, ::testing::ValuesIn(allCases()), caseName);
 
 }  // namespace
+
+}  // namespace veyrakit

@@ -7,6 +7,8 @@
 #include "unit/mpmovieplayer/QMMPMoviePlayerSessionTest.h"
 #include "veyrakit/QMDiagnosticCollectors.h"
 
+namespace veyrakit {
+
 // The real loop and libcurl: a movie player session whose server and diagnostic collector are one
 // in-test server on 127.0.0.1.
 using MovieDiagnosticsOverSockets = QMMPMoviePlayerSessionTest;
@@ -63,3 +65,5 @@ TEST_F(MovieDiagnosticsOverSockets, DiagnosticPostsArriveOverSocketsAndTheirStat
                        "Session ID: (null)\n", "URI: (null)\n", "Server address: (null)\n",
                        "Session ID: (null)\n", "Error domain: (null)\n", "Error comment: (null)\n"}));
 }
+
+}  // namespace veyrakit

@@ -8,6 +8,8 @@
 #include "unit/mpmovieplayer/QMMPMoviePlayerSessionTest.h"
 #include "veyrakit/QMDiagnosticCollectors.h"
 
+namespace veyrakit {
+
 namespace {
 
 // The real loop and libcurl against a collector stub on 127.0.0.1; the simulated movie player
@@ -116,3 +118,5 @@ at 0:02.600 fail
     }
     expectSessionEnded(parts);
 }
+
+}  // namespace veyrakit

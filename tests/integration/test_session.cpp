@@ -6,11 +6,14 @@
 #include <mutex>
 #include <thread>
 
-#include "platform/QMNotificationCenter.h"
 #include "platform/QMUserDefaults.h"
 #include "platform/UIDevice.h"
+#include "support/QMConsoleCapture.h"
 #include "support/QMLeftoverCheckedTest.h"
 #include "unit/core/QMCoreTestSupport.h"
+#include "veyrakit/platform/QMNotificationCenter.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -58,7 +61,7 @@ class SessionOverSockets : public QMLeftoverCheckedTest {
     }
 
     std::shared_ptr<QMRunLoop> loop = std::make_shared<QMRunLoop>();
-    QMConsole::Capture console;
+    QMConsoleCapture console;
     httplib::Server server;
     std::thread thread;
     std::mutex mutex;
@@ -112,3 +115,5 @@ TEST_F(SessionOverSockets, AServerThatIsDownGetsFourAttemptsThenTheDestroyNotifi
               3);
     EXPECT_EQ(lines.back(), "E X Cannot connect to server.");
 }
+
+}  // namespace veyrakit

@@ -5,14 +5,16 @@
 #include <memory>
 #include <string>
 
-#include "platform/QMRunLoop.h"
 #include "platform/QMURLConnection.h"
-#include "platform/QMURLLoadingLimits.h"
 #include "platform/QMURLSession.h"
 #include "support/QMFaultServer.h"
 #include "support/QMLeftoverCheckedTest.h"
 #include "support/QMRecordingConnectionDelegate.h"
 #include "support/QMURLStubRegistry.h"
+#include "veyrakit/platform/QMRunLoop.h"
+#include "veyrakit/platform/QMURLLoadingLimits.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -109,3 +111,5 @@ TEST_F(URLFaultsTest, APostIsNeverResentWhileAGetOnADeadKeptAliveConnectionIs) {
 }
 
 }  // namespace
+
+}  // namespace veyrakit

@@ -14,13 +14,15 @@
 #include <thread>
 #include <vector>
 
-#include "platform/QMRunLoop.h"
 #include "platform/QMTimer.h"
 #include "platform/QMURLConnection.h"
 #include "platform/QMURLSession.h"
 #include "support/QMLeftoverCheckedTest.h"
 #include "support/QMRecordingConnectionDelegate.h"
 #include "support/QMURLStubRegistry.h"
+#include "veyrakit/platform/QMRunLoop.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -342,3 +344,5 @@ TEST_F(URLLoadingTest, SharedSessionCompletesOnItsWorkerAndRestartsAfterShutdown
 }
 
 }  // namespace
+
+}  // namespace veyrakit

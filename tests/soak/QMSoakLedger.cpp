@@ -1,5 +1,7 @@
 #include "soak/QMSoakLedger.h"
 
+namespace veyrakit {
+
 namespace {
 
 const char* const kTotals[] = {"totalPlayingTime", "totalBufferingTime", "totalElapsedTime",
@@ -90,3 +92,5 @@ void QMSoakLedger::checkTotals(Session& session, const QMJSON& report, const std
 void QMSoakLedger::violation(const std::string& id, const std::string& what) {
     violations_.push_back("session " + id + ": " + what);
 }
+
+}  // namespace veyrakit

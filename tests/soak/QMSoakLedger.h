@@ -8,6 +8,8 @@
 #include "platform/QMJSON.h"
 #include "support/QMURLStubRegistry.h"
 
+namespace veyrakit {
+
 // Checks the report bodies a soak's server received, session by session, in arrival order: the
 // pulse numbers of a session count 1, 2, 3, ... and the periodical numbers of its periodical
 // reports likewise, a number seen before coming back only as the same body sent again (a retry);
@@ -40,3 +42,5 @@ class QMSoakLedger {
     int64_t retransmissions_ = 0;
     std::vector<std::string> violations_;
 };
+
+}  // namespace veyrakit

@@ -13,6 +13,8 @@
 #include "platform/UIDevice.h"
 #include "simulator/QMScenarioParser.h"
 
+namespace veyrakit {
+
 namespace {
 
 constexpr int64_t kHourMillis = 3'600'000;
@@ -153,3 +155,5 @@ void QMSoakRun::closeHour(int hour) {
     callbacks_ = 0;
     maxMicros_ = 0;
 }
+
+}  // namespace veyrakit

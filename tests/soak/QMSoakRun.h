@@ -5,10 +5,12 @@
 #include <string>
 #include <vector>
 
-#include "platform/QMRunLoop.h"
 #include "soak/QMSoakLedger.h"
 #include "soak/QMSoakServer.h"
 #include "support/QMLeftovers.h"
+#include "veyrakit/platform/QMRunLoop.h"
+
+namespace veyrakit {
 
 // A soak on the virtual clock: monitored playbacks one after another, alternating between the
 // player kinds asked for (the default scenario of each kind, diagnostics on), against the
@@ -68,3 +70,5 @@ class QMSoakRun {
     int64_t callbacks_ = 0;
     int64_t maxMicros_ = 0;
 };
+
+}  // namespace veyrakit

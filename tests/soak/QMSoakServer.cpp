@@ -1,5 +1,7 @@
 #include "soak/QMSoakServer.h"
 
+namespace veyrakit {
+
 namespace {
 
 const char* const kPlaylist =
@@ -65,3 +67,5 @@ QMStubResponse QMSoakServer::diagnosticAnswer() {
     }
     return delayed(QMStubResponse::json("{}"));
 }
+
+}  // namespace veyrakit

@@ -5,6 +5,8 @@
 
 #include "support/QMURLStubRegistry.h"
 
+namespace veyrakit {
+
 // The analytics server, the diagnostic collectors and the media server of a soak, as stubs in the
 // URL stub registry: it answers like a healthy server, but now and then throttles (a session start
 // answer with "skipReports", a report answer with "skipReports"), skips an answer (a 503 with no
@@ -34,3 +36,5 @@ class QMSoakServer {
     int64_t sessions_ = 0;
     Faults faults_;
 };
+
+}  // namespace veyrakit

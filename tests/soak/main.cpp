@@ -6,6 +6,8 @@
 
 #include "soak/QMSoakRun.h"
 
+using namespace veyrakit;
+
 namespace {
 
 // The heap may move this much over its size at the end of the first hour (allocator slack).

@@ -2,6 +2,8 @@
 
 #include "soak/QMSoakRun.h"
 
+namespace veyrakit {
+
 namespace {
 
 // Two simulated hours of one player kind against the faulty server: every report consistent,
@@ -40,3 +42,5 @@ TEST(Soak, TwoHoursOfAVPlayerAgainstAFaultyServerStayConsistent) {
 TEST(Soak, TwoHoursOfMoviePlayerAgainstAFaultyServerStayConsistent) {
     expectConsistent(soak(QMSoakRun::Players::MPMoviePlayer), 60);
 }
+
+}  // namespace veyrakit

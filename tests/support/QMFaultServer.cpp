@@ -12,6 +12,8 @@
 #include <cstdlib>
 #include <utility>
 
+namespace veyrakit {
+
 namespace {
 
 sockaddr_in loopback(int port) {
@@ -357,3 +359,5 @@ bool QMFaultServer::act(int fd, const Reply& reply, int servedBefore) {
                            (hasBody ? "Content-Length: " + std::to_string(reply.body.size()) + "\r\n" : "") +
                            "\r\n" + (hasBody ? reply.body : ""));
 }
+
+}  // namespace veyrakit

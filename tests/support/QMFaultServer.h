@@ -8,6 +8,8 @@
 #include <thread>
 #include <vector>
 
+namespace veyrakit {
+
 // A loopback HTTP/1.1 server for fault tests, on raw sockets so that it can misbehave the way a
 // real server or network does: reset, answer garbage, trickle, announce more than it sends.
 // Connections are kept alive and served each on its own thread.
@@ -104,3 +106,5 @@ class QMFaultServer {
     std::map<std::string, std::size_t> replied_;
     std::map<std::string, std::vector<std::string>> received_;
 };
+
+}  // namespace veyrakit

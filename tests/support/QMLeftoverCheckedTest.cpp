@@ -1,6 +1,8 @@
 #include "support/QMLeftoverCheckedTest.h"
 
-#include "platform/QMRunLoop.h"
+#include "veyrakit/platform/QMRunLoop.h"
+
+namespace veyrakit {
 
 void QMLeftoverCheckedTest::SetUp() { baseline_ = QMLeftovers::processWide(); }
 
@@ -22,3 +24,5 @@ void QMLeftoverCheckedTest::expectNothingLeftBehind(std::initializer_list<const 
     EXPECT_EQ(left.description(), allowed_.description())
         << "left behind at the end of the test (left, then allowed)" << allowances;
 }
+
+}  // namespace veyrakit

@@ -7,6 +7,8 @@
 
 #include "support/QMLeftovers.h"
 
+namespace veyrakit {
+
 class QMRunLoop;
 
 // A test that must end with its run loop empty and nothing registered, unless it says what it
@@ -29,3 +31,5 @@ class QMLeftoverCheckedTest : public ::testing::Test {
     QMLeftovers allowed_;
     std::vector<std::string> reasons_;
 };
+
+}  // namespace veyrakit

@@ -1,8 +1,10 @@
 #include "support/QMLeftovers.h"
 
-#include "platform/QMNotificationCenter.h"
-#include "platform/QMObject.h"
-#include "platform/QMRunLoop.h"
+#include "veyrakit/platform/QMNotificationCenter.h"
+#include "veyrakit/platform/QMObject.h"
+#include "veyrakit/platform/QMRunLoop.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -57,3 +59,5 @@ QMLeftovers transfers(std::size_t count) { return {.transfers = count}; }
 QMLeftovers tasks(std::size_t count) { return {.tasks = count}; }
 QMLeftovers observations(std::size_t count) { return {.observations = count}; }
 QMLeftovers notificationObservers(std::size_t count) { return {.notificationObservers = count}; }
+
+}  // namespace veyrakit

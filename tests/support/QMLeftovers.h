@@ -2,6 +2,8 @@
 #include <cstddef>
 #include <string>
 
+namespace veyrakit {
+
 class QMRunLoop;
 
 // What can outlive a test without anyone noticing: timers scheduled, URL transfers in flight and
@@ -33,3 +35,5 @@ QMLeftovers transfers(std::size_t count);
 QMLeftovers tasks(std::size_t count);
 QMLeftovers observations(std::size_t count);
 QMLeftovers notificationObservers(std::size_t count);
+
+}  // namespace veyrakit

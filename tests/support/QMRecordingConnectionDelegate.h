@@ -6,8 +6,10 @@
 #include <vector>
 
 #include "platform/QMFormat.h"
-#include "platform/QMRunLoop.h"
 #include "platform/QMURLConnection.h"
+#include "veyrakit/platform/QMRunLoop.h"
+
+namespace veyrakit {
 
 // A connection delegate for tests: records every event as one line with the main loop's time
 // in milliseconds, e.g. "response 200 @1700000000250", "data {\"a\":1} @…", "finish @…",
@@ -48,3 +50,5 @@ class QMRecordingConnectionDelegate : public QMURLConnectionDelegate {
         }
     }
 };
+
+}  // namespace veyrakit

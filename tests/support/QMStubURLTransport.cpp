@@ -5,8 +5,10 @@
 #include <vector>
 
 #include "platform/QMCurlURLTransport.h"
-#include "platform/QMRunLoop.h"
 #include "support/QMURLStubRegistry.h"
+#include "veyrakit/platform/QMRunLoop.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -83,3 +85,5 @@ std::shared_ptr<QMURLExchange> QMStubURLTransport::start(const std::shared_ptr<Q
 }
 
 bool QMStubURLTransport::answersOnMainLoop() const { return registry_.isEnabled(); }
+
+}  // namespace veyrakit

@@ -3,6 +3,8 @@
 
 #include "platform/QMURLTransport.h"
 
+namespace veyrakit {
+
 class QMURLStubRegistry;
 
 // The run loop's URL transport in tests: every exchange is answered by the stub registry (a
@@ -20,3 +22,5 @@ class QMStubURLTransport : public QMURLTransport {
   private:
     QMURLStubRegistry& registry_;
 };
+
+}  // namespace veyrakit

@@ -8,6 +8,8 @@
 #include "platform/QMUserDefaults.h"
 #include "platform/UIDevice.h"
 
+namespace veyrakit {
+
 void QMVirtualTimeTest::SetUp() {
     QMLeftoverCheckedTest::SetUp();
     char pattern[] = "/tmp/veyrakit-test-XXXXXX";
@@ -74,3 +76,5 @@ void QMVirtualTimeTest::restoreEnv(const char* name, const std::optional<std::st
         unsetenv(name);
     }
 }
+
+}  // namespace veyrakit

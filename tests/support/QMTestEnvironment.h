@@ -7,9 +7,12 @@
 #include <string>
 
 #include "platform/QMConsole.h"
-#include "platform/QMRunLoop.h"
+#include "support/QMConsoleCapture.h"
 #include "support/QMLeftoverCheckedTest.h"
 #include "support/QMURLStubRegistry.h"
+#include "veyrakit/platform/QMRunLoop.h"
+
+namespace veyrakit {
 
 // Base fixture for tests that run the SDK on virtual time: a fresh QMVirtualRunLoop as the main
 // loop, URL loading answered by the stub registry, the console captured, user defaults and the
@@ -30,7 +33,7 @@ class QMVirtualTimeTest : public QMLeftoverCheckedTest {
     const std::string& tempDir() const { return tempDir_; }
 
     std::shared_ptr<QMVirtualRunLoop> loop;
-    QMConsole::Capture console;
+    QMConsoleCapture console;
 
   private:
     void expectLoopsLeftEmpty() const;
@@ -41,3 +44,5 @@ class QMVirtualTimeTest : public QMLeftoverCheckedTest {
     std::optional<std::string> savedDefaultsPath_;
     std::optional<std::string> savedDocumentsDir_;
 };
+
+}  // namespace veyrakit

@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <stdexcept>
 
+namespace veyrakit {
+
 QMTestMediaServer::QMTestMediaServer(int seconds) {
     char pattern[] = "/tmp/veyrakit-media-XXXXXX";
     const char* dir = mkdtemp(pattern);
@@ -60,3 +62,5 @@ std::vector<std::string> QMTestMediaServer::requestedPaths() {
     std::lock_guard<std::mutex> lock(mutex_);
     return requested_;
 }
+
+}  // namespace veyrakit

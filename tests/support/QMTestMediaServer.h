@@ -8,6 +8,8 @@
 #include <thread>
 #include <vector>
 
+namespace veyrakit {
+
 // Real media for player backends: scripts/make-test-media writes a three-variant HLS ladder and
 // an MP4 into a temporary directory, served over loopback HTTP on a free port until destruction.
 class QMTestMediaServer {
@@ -42,3 +44,5 @@ class QMTestMediaServer {
     std::map<std::string, int64_t> delays_;  // by request path, read on the server's threads
     std::vector<std::string> requested_;     // written on the server's threads
 };
+
+}  // namespace veyrakit

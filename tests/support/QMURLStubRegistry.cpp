@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/QMRunLoop.h"
 #include "support/QMStubURLTransport.h"
+#include "veyrakit/platform/QMRunLoop.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -149,3 +151,5 @@ std::optional<QMStubResponse> QMURLStubRegistry::answer(const QMURLRequest& requ
     }
     return std::nullopt;
 }
+
+}  // namespace veyrakit

@@ -7,9 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "platform/QMError.h"
-#include "platform/QMObject.h"
 #include "platform/QMURLRequest.h"
+#include "veyrakit/platform/QMError.h"
+#include "veyrakit/platform/QMObject.h"
+
+namespace veyrakit {
 
 // Test double for URL loading, behind the run loop's URL transport seam. While the registry is
 // enabled every connection and data task on the main loop is answered here instead of on the network: the
@@ -81,3 +83,5 @@ class QMURLStubRegistry {
     std::vector<Stub> stubs_;
     std::vector<QMRecordedRequest> requests_;
 };
+
+}  // namespace veyrakit

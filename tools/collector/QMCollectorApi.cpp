@@ -1,5 +1,7 @@
 #include "collector/QMCollectorApi.h"
 
+namespace veyrakit {
+
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -61,3 +63,5 @@ QMCollectorApi::Response QMCollectorApi::requests(const std::optional<std::strin
     if (*session == "none") return {200, {{"requests", requestList(store_.requestsWithoutSession())}}};
     return {200, {{"requests", requestList(store_.requestsOfSession(*session))}}};
 }
+
+}  // namespace veyrakit

@@ -7,6 +7,8 @@
 #include "collector/QMCollectorStore.h"
 #include "collector/QMSessionAnalyzer.h"
 
+namespace veyrakit {
+
 // The collector's read-only JSON API, independent of the HTTP server that serves it:
 //   GET /api/sessions                   every session with its state and check outcome
 //   GET /api/sessions/{sessionId}       one session: summary, checks, requests
@@ -32,3 +34,5 @@ class QMCollectorApi {
     const QMCollectorStore& store_;
     QMSessionAnalyzer analyzer_;
 };
+
+}  // namespace veyrakit

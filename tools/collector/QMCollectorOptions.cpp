@@ -4,6 +4,8 @@
 #include <optional>
 #include <utility>
 
+namespace veyrakit {
+
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -166,3 +168,5 @@ text that is not JSON is a string; "absent" leaves the key out):
   --on-demand-status VALUE      HTTP status of the other reports' answers, per session (default 200)
 )";
 }
+
+}  // namespace veyrakit

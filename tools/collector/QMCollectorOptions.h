@@ -8,6 +8,8 @@
 
 #include "collector/QMCollectorServer.h"
 
+namespace veyrakit {
+
 // The command line of veyrakit-collector. Answer options take a JSON value (a list is a
 // sequence over successive requests; text that is not JSON counts as a string; "absent" leaves
 // the key out); they override the policy file whatever their order.
@@ -33,3 +35,5 @@ class QMCollectorOptions {
                             const std::vector<std::pair<std::string, std::string>>& answers,
                             const std::optional<int64_t>& idleMillis);
 };
+
+}  // namespace veyrakit

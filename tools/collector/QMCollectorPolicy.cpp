@@ -8,6 +8,8 @@
 
 #include "collector/QMReportSchema.h"
 
+namespace veyrakit {
+
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -157,3 +159,5 @@ int64_t QMCollectorPolicy::integerValue(const nlohmann::ordered_json& value) {
     if (value.is_string()) return std::strtoll(value.get<std::string>().c_str(), nullptr, 10);
     return 0;
 }
+
+}  // namespace veyrakit

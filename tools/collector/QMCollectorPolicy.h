@@ -10,6 +10,8 @@
 
 #include "collector/QMCollectorSequence.h"
 
+namespace veyrakit {
+
 // How the collector answers. Every field is a sequence over successive requests (see
 // QMCollectorSequence), named "<section>.<field>":
 //   init.status, init.refuse, init.issueSessionId, init.intervalSeconds, init.skipReports,
@@ -53,3 +55,5 @@ class QMCollectorPolicy {
     std::map<std::string, QMCollectorSequence> fields_;
     int64_t sessionIdleMillis_ = 60000;
 };
+
+}  // namespace veyrakit

@@ -4,6 +4,8 @@
 
 #include <array>
 
+namespace veyrakit {
+
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -68,3 +70,5 @@ std::optional<QMCollectorEndpoint> QMCollectorRequest::endpointNamed(const std::
     }
     return std::nullopt;
 }
+
+}  // namespace veyrakit

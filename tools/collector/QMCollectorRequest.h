@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+namespace veyrakit {
+
 // Which door of the collector a request came through.
 enum class QMCollectorEndpoint { Init, Report, DiagnosticEvents, SessionEvents, Other };
 
@@ -37,3 +39,5 @@ class QMCollectorRequest {
     static const std::string& endpointName(QMCollectorEndpoint endpoint);
     static std::optional<QMCollectorEndpoint> endpointNamed(const std::string& name);
 };
+
+}  // namespace veyrakit

@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+namespace veyrakit {
+
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -91,3 +93,5 @@ std::string QMCollectorRequestEvent::describe() const {
     if (!request.answerBody.empty() && request.answerBody != "{}") line += " " + request.answerBody;
     return line;
 }
+
+}  // namespace veyrakit

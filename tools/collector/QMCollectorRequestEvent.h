@@ -6,6 +6,8 @@
 
 #include "collector/QMCollectorRequest.h"
 
+namespace veyrakit {
+
 // What the collector tells its observer about one request it has answered and stored.
 class QMCollectorRequestEvent {
   public:
@@ -27,3 +29,5 @@ class QMCollectorRequestEvent {
     std::string label() const;
     std::string details() const;
 };
+
+}  // namespace veyrakit

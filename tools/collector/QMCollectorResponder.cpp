@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+namespace veyrakit {
+
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -83,3 +85,5 @@ std::string QMCollectorResponder::newSessionId() {
                   static_cast<unsigned>(low >> 48), static_cast<unsigned long long>(low & 0xFFFFFFFFFFFFULL));
     return text;
 }
+
+}  // namespace veyrakit

@@ -8,6 +8,8 @@
 
 #include "collector/QMCollectorPolicy.h"
 
+namespace veyrakit {
+
 // Builds the collector's answers from its policy, counting requests so that sequences advance.
 // Thread-safe: the server's threads share one responder.
 class QMCollectorResponder {
@@ -46,3 +48,5 @@ class QMCollectorResponder {
     std::map<std::string, Counters> counters_;
     std::mt19937_64 random_;
 };
+
+}  // namespace veyrakit

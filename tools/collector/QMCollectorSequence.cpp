@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+namespace veyrakit {
+
 QMCollectorSequence::QMCollectorSequence(std::vector<nlohmann::ordered_json> values)
     : values_(std::move(values)) {}
 
@@ -26,3 +28,5 @@ nlohmann::ordered_json QMCollectorSequence::toJSON() const {
     if (values_.size() == 1) return values_.front();
     return nlohmann::ordered_json(values_);
 }
+
+}  // namespace veyrakit

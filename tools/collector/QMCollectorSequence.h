@@ -4,6 +4,8 @@
 #include <optional>
 #include <vector>
 
+namespace veyrakit {
+
 // The values one answer field takes over successive requests: the n-th request gets the n-th
 // value, and the last value repeats once the list is used up. A single value is a sequence of
 // one. The element {"absent": true} leaves the field out of that answer.
@@ -26,3 +28,5 @@ class QMCollectorSequence {
   private:
     std::vector<nlohmann::ordered_json> values_;
 };
+
+}  // namespace veyrakit

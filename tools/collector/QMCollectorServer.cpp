@@ -14,6 +14,8 @@
 #include "collector/QMDiagnosticAttribution.h"
 #include "collector/QMSessionAnalyzer.h"
 
+namespace veyrakit {
+
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -309,3 +311,5 @@ int64_t QMCollectorServer::currentTimeMillis() {
     using namespace std::chrono;
     return duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
 }
+
+}  // namespace veyrakit

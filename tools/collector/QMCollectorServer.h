@@ -11,6 +11,8 @@
 #include "collector/QMCollectorStore.h"
 #include "collector/QMSessionAnalysis.h"
 
+namespace veyrakit {
+
 // The reference collector: three HTTP servers on their own threads.
 //   main port:     POST /player/init, POST /player/report, GET /api/..., the dashboard at GET /
 //   diagnostics:   POST /veyrakit/ (player diagnostic events)
@@ -65,3 +67,5 @@ class QMCollectorServer {
     struct Impl;
     std::unique_ptr<Impl> impl_;
 };
+
+}  // namespace veyrakit

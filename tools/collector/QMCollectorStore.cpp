@@ -2,6 +2,8 @@
 
 #include <sqlite3.h>
 
+namespace veyrakit {
+
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -237,3 +239,5 @@ std::vector<QMCollectorRequest> QMCollectorStore::requestsOfSession(const std::s
 std::vector<QMCollectorRequest> QMCollectorStore::requestsWithoutSession() const {
     return selectRequests("WHERE session_id IS NULL", std::nullopt);
 }
+
+}  // namespace veyrakit

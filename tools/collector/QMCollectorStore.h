@@ -10,6 +10,8 @@
 
 struct sqlite3;
 
+namespace veyrakit {
+
 // Every request the collector received, with its answer, and the sessions it opened, in one
 // SQLite database (a file, or ":memory:"). Thread-safe.
 class QMCollectorStore {
@@ -57,3 +59,5 @@ class QMCollectorStore {
     sqlite3* db_ = nullptr;
     mutable std::mutex mutex_;
 };
+
+}  // namespace veyrakit

@@ -2,6 +2,8 @@
 
 #include <stdexcept>
 
+namespace veyrakit {
+
 std::optional<QMDashboardAssets::Asset> QMDashboardAssets::find(const std::string& path) {
     for (const auto& asset : all()) {
         if (asset.path == path) return asset;
@@ -24,3 +26,5 @@ std::string QMDashboardAssets::contentType(const std::string& path) {
     if (path.ends_with(".css")) return "text/css; charset=utf-8";
     return "application/octet-stream";
 }
+
+}  // namespace veyrakit

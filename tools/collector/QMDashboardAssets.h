@@ -4,6 +4,8 @@
 #include <string_view>
 #include <vector>
 
+namespace veyrakit {
+
 // The dashboard's page, script and style sheet, compiled into the collector from
 // tools/collector/dashboard/ so that it serves them from wherever it runs, with no network.
 class QMDashboardAssets {
@@ -21,3 +23,5 @@ class QMDashboardAssets {
     // By the file name's extension: HTML, JavaScript, CSS (UTF-8), else bytes.
     static std::string contentType(const std::string& path);
 };
+
+}  // namespace veyrakit

@@ -1,5 +1,7 @@
 #include "collector/QMDiagnosticAttribution.h"
 
+namespace veyrakit {
+
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -23,3 +25,5 @@ std::optional<std::string> QMDiagnosticAttribution::sessionOf(const QMCollectorR
     if (!assetId || !qmrCID) return std::nullopt;
     return store.newestSessionOfAsset(*assetId, *qmrCID);
 }
+
+}  // namespace veyrakit

@@ -5,6 +5,8 @@
 #include "collector/QMCollectorRequest.h"
 #include "collector/QMCollectorStore.h"
 
+namespace veyrakit {
+
 // The session a diagnostic post belongs to. A post that names its session (the "sessionId" of
 // its "session" description) belongs to that one. The movie player handler fixes its description
 // when it attaches, usually before the session id is known, so its posts name none: such a post
@@ -15,3 +17,5 @@ class QMDiagnosticAttribution {
     static std::optional<std::string> sessionOf(const QMCollectorRequest& post,
                                                 const QMCollectorStore& store);
 };
+
+}  // namespace veyrakit

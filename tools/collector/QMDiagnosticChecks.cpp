@@ -7,6 +7,8 @@
 #include "collector/QMDiagnosticSchema.h"
 #include "collector/QMJSONLayout.h"
 
+namespace veyrakit {
+
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -216,3 +218,5 @@ QMProtocolCheck QMDiagnosticChecks::diagnosticEventsTexts(const QMSessionView& v
     }
     return undecidedWithoutPosts(std::move(check), view.diagnosticEventPosts());
 }
+
+}  // namespace veyrakit

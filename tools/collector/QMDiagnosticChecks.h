@@ -4,6 +4,8 @@
 #include "collector/QMProtocolCheck.h"
 #include "collector/QMSessionView.h"
 
+namespace veyrakit {
+
 // The rules the two diagnostic streams are held to, three per stream; a stream the session sent
 // nothing on leaves its checks not applicable. A violation names the post that broke the rule.
 class QMDiagnosticChecks {
@@ -25,3 +27,5 @@ class QMDiagnosticChecks {
     // Every event text is one the handler records: a fixed text exactly, a formatted one by form.
     static QMProtocolCheck diagnosticEventsTexts(const QMSessionView& view);
 };
+
+}  // namespace veyrakit

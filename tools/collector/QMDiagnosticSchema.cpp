@@ -5,6 +5,8 @@
 #include <regex>
 #include <set>
 
+namespace veyrakit {
+
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -335,3 +337,5 @@ std::optional<QMDiagnosticSchema::Text> QMDiagnosticSchema::recognizeText(const 
     }
     return std::nullopt;
 }
+
+}  // namespace veyrakit

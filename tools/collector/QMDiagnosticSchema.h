@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+namespace veyrakit {
+
 // What the two diagnostic streams may carry: the AVPlayer reporter's session events (event
 // names with their info keys and value types) and the movie player handler's event texts (fixed
 // texts, and texts formatted from a value), and each stream's session description. Every
@@ -29,3 +31,5 @@ class QMDiagnosticSchema {
     // nullopt for a text the movie player handler never records.
     static std::optional<Text> recognizeText(const std::string& text);
 };
+
+}  // namespace veyrakit

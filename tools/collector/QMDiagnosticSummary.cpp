@@ -5,6 +5,8 @@
 
 #include "collector/QMDiagnosticSchema.h"
 
+namespace veyrakit {
+
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -104,3 +106,5 @@ nlohmann::ordered_json QMDiagnosticSummary::lastAccessLog(const QMSessionView& v
     }
     return figures;
 }
+
+}  // namespace veyrakit

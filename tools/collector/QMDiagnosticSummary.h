@@ -4,6 +4,8 @@
 
 #include "collector/QMSessionView.h"
 
+namespace veyrakit {
+
 // What the diagnostic streams tell about a session, added to its summary: posts and events,
 // events by name, the bitrates and resolutions the master playlist offered, and the newest
 // access-log figures.
@@ -20,3 +22,5 @@ class QMDiagnosticSummary {
     static nlohmann::ordered_json newestInfo(const QMSessionView& view, const char* name, const char* key);
     static nlohmann::ordered_json lastAccessLog(const QMSessionView& view);
 };
+
+}  // namespace veyrakit

@@ -1,5 +1,7 @@
 #include "collector/QMJSONLayout.h"
 
+namespace veyrakit {
+
 namespace {
 
 bool isSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
@@ -79,3 +81,5 @@ std::string QMJSONLayout::pretty(const std::string& text) {
     }
     return out;
 }
+
+}  // namespace veyrakit

@@ -2,6 +2,8 @@
 #include <string>
 #include <vector>
 
+namespace veyrakit {
+
 // The two layouts the diagnostic streams use, worked out from the raw text so that numbers and
 // strings stay exactly as they were sent: the compact form (no white space outside strings) and
 // the pretty form (each member and element on its own line, indented by two spaces per level,
@@ -14,3 +16,5 @@ class QMJSONLayout {
     static std::string compact(const std::string& text);
     static std::string pretty(const std::string& text);
 };
+
+}  // namespace veyrakit

@@ -2,6 +2,8 @@
 
 #include <array>
 
+namespace veyrakit {
+
 QMProtocolCheck::QMProtocolCheck(std::string name, std::string description)
     : name_(std::move(name)), description_(std::move(description)) {}
 
@@ -29,3 +31,5 @@ const std::string& QMProtocolCheck::statusName(Status status) {
     static const std::array<std::string, 4> names{"passed", "failed", "pending", "notApplicable"};
     return names.at(static_cast<size_t>(status));
 }
+
+}  // namespace veyrakit

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+namespace veyrakit {
+
 // The outcome of one protocol rule over one session: passed, failed (with the requests that
 // broke it), pending (the session is still running and the rule cannot be decided yet) or not
 // applicable.
@@ -37,3 +39,5 @@ class QMProtocolCheck {
     Status status_ = Status::Passed;
     std::vector<Violation> violations_;
 };
+
+}  // namespace veyrakit

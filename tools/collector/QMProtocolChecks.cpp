@@ -5,6 +5,8 @@
 
 #include "collector/QMReportSchema.h"
 
+namespace veyrakit {
+
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -306,3 +308,5 @@ QMProtocolCheck QMProtocolChecks::completion(const QMSessionView& view) {
     }
     return check;
 }
+
+}  // namespace veyrakit

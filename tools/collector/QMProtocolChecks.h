@@ -4,6 +4,8 @@
 #include "collector/QMProtocolCheck.h"
 #include "collector/QMSessionView.h"
 
+namespace veyrakit {
+
 // The protocol rules the collector holds every session to, one check each.
 class QMProtocolChecks {
   public:
@@ -29,3 +31,5 @@ class QMProtocolChecks {
     // "playbackCompleted", and nothing but log reports follows a playback error.
     static QMProtocolCheck completion(const QMSessionView& view);
 };
+
+}  // namespace veyrakit

@@ -5,6 +5,8 @@
 #include <map>
 #include <optional>
 
+namespace veyrakit {
+
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -231,3 +233,5 @@ std::vector<std::string> QMReportSchema::problemsOfUserAgent(const std::string& 
     return {"User-Agent \"" + userAgent +
             "\" is not \"iosApp/5.0 (<model>; CPU <system name> <system version> like Mac OS X)\""};
 }
+
+}  // namespace veyrakit

@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+namespace veyrakit {
+
 // What the client may send: the keys and value types of the session start request and of each
 // report type. Every function returns the problems it found, one readable sentence each; an
 // empty list means the value is as defined.
@@ -20,3 +22,5 @@ class QMReportSchema {
     // "iosApp/5.0 (<model>; CPU <system name> <system version> like Mac OS X)".
     static std::vector<std::string> problemsOfUserAgent(const std::string& userAgent);
 };
+
+}  // namespace veyrakit

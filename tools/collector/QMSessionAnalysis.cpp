@@ -1,5 +1,7 @@
 #include "collector/QMSessionAnalysis.h"
 
+namespace veyrakit {
+
 bool QMSessionAnalysis::passed() const { return violationCount() == 0; }
 
 size_t QMSessionAnalysis::violationCount() const {
@@ -28,3 +30,5 @@ nlohmann::ordered_json QMSessionAnalysis::toJSON() const {
         {"sessionId", sessionId},         {"known", known},     {"state", state},     {"passed", passed()},
         {"violations", violationCount()}, {"summary", summary}, {"checks", checkList}};
 }
+
+}  // namespace veyrakit

@@ -6,6 +6,8 @@
 
 #include "collector/QMProtocolCheck.h"
 
+namespace veyrakit {
+
 // A session's summary and the results of its protocol checks.
 // The implicit move is noexcept; what the exception check sees in it is the JSON value's invariant
 // assertion, which never throws.
@@ -27,3 +29,5 @@ class QMSessionAnalysis {
     const QMProtocolCheck* check(const std::string& name) const;
     nlohmann::ordered_json toJSON() const;
 };
+
+}  // namespace veyrakit

@@ -6,6 +6,8 @@
 #include "collector/QMSessionTimeline.h"
 #include "collector/QMSessionView.h"
 
+namespace veyrakit {
+
 QMSessionAnalysis QMSessionAnalyzer::analyze(const std::string& sessionId, bool known,
                                              std::vector<QMCollectorRequest> requests, int64_t nowMillis,
                                              bool assumeFinished) const {
@@ -58,3 +60,5 @@ std::vector<QMSessionAnalysis> QMSessionAnalyzer::analyzeAll(const QMCollectorSt
     }
     return result;
 }
+
+}  // namespace veyrakit

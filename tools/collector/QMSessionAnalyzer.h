@@ -10,6 +10,8 @@
 #include "collector/QMSessionAnalysis.h"
 #include "collector/QMSessionView.h"
 
+namespace veyrakit {
+
 // Works out a session's summary and protocol check results from its stored requests.
 class QMSessionAnalyzer {
   public:
@@ -42,3 +44,5 @@ class QMSessionAnalyzer {
 
     int64_t idleMillis_;
 };
+
+}  // namespace veyrakit

@@ -4,6 +4,8 @@
 
 #include "collector/QMDiagnosticSummary.h"
 
+namespace veyrakit {
+
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -145,3 +147,5 @@ void QMSessionSummary::addOutcome(const QMSessionView& view, nlohmann::ordered_j
     summary["logLines"] = logLines;
     QMDiagnosticSummary::add(view, summary);
 }
+
+}  // namespace veyrakit

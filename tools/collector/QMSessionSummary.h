@@ -3,6 +3,8 @@
 
 #include "collector/QMSessionView.h"
 
+namespace veyrakit {
+
 // What an analytics backend shows for one session, worked out from its reports: join time,
 // buffering (total, per interval, rebuffering ratio), playing, viewed, full-screen and elapsed
 // time, bitrate timeline and switches, duration, completion and errors. Times are milliseconds;
@@ -19,3 +21,5 @@ class QMSessionSummary {
     static void addBitrates(const QMSessionView& view, nlohmann::ordered_json& summary);
     static void addOutcome(const QMSessionView& view, nlohmann::ordered_json& summary);
 };
+
+}  // namespace veyrakit

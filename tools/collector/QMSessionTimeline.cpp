@@ -7,6 +7,8 @@
 
 #include "collector/QMDiagnosticSummary.h"
 
+namespace veyrakit {
+
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -202,3 +204,5 @@ nlohmann::ordered_json QMSessionTimeline::checkList(const QMSessionView& view,
     }
     return list;
 }
+
+}  // namespace veyrakit

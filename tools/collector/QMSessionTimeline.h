@@ -6,6 +6,8 @@
 #include "collector/QMProtocolCheck.h"
 #include "collector/QMSessionView.h"
 
+namespace veyrakit {
+
 // What the dashboard draws for one session, worked out here so that the page only draws:
 //   "timeline"          every request in arrival order: its offset from the session's first
 //                       request, kind, pulse and periodical numbers, key values and the answer
@@ -35,3 +37,5 @@ class QMSessionTimeline {
                                             const std::vector<QMProtocolCheck>& checks);
     static int64_t sessionTime(const QMSessionView& view, const QMSessionView::Report& report);
 };
+
+}  // namespace veyrakit

@@ -7,6 +7,8 @@
 #include "collector/QMCollectorPolicy.h"
 #include "collector/QMReportSchema.h"
 
+namespace veyrakit {
+
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -151,3 +153,5 @@ std::optional<int64_t> QMSessionView::numberOf(const nlohmann::ordered_json& val
     }
     return std::nullopt;
 }
+
+}  // namespace veyrakit

@@ -7,6 +7,8 @@
 
 #include "collector/QMCollectorRequest.h"
 
+namespace veyrakit {
+
 // The requests of one session, sorted out for the summary and the protocol checks: the session
 // start request, the reports (with parsed bodies, retransmissions marked), the diagnostic posts,
 // and where the session stands.
@@ -93,3 +95,5 @@ class QMSessionView {
     Plugin plugin_ = Plugin::Unknown;
     State state_ = State::Active;
 };
+
+}  // namespace veyrakit

@@ -7,6 +7,8 @@
 #include "collector/QMCollectorOptions.h"
 #include "collector/QMCollectorServer.h"
 
+using namespace veyrakit;
+
 namespace {
 
 // Blocks the stop signals in every thread, so that main can wait for them with sigwait.

@@ -1,9 +1,11 @@
 #pragma once
 #include <memory>
 
-#include "QMGStreamerAVPlayerDriver.h"
 #include "demo/QMDemoMediaPlayback.h"
-#include "platform/avfoundation/AVPlayer.h"
+#include "veyrakit/gstreamer/QMGStreamerAVPlayerDriver.h"
+#include "veyrakit/platform/avfoundation/AVPlayer.h"
+
+namespace veyrakit {
 
 // Real media with the AVPlayer model, played by the GStreamer backend: the player is made for the
 // media URL, the plugin through QMVeyraKit::pluginWithAVPlayer, then the driver, then play. The
@@ -25,3 +27,5 @@ class QMDemoAVPlayerMediaPlayback : public QMDemoMediaPlayback {
     std::shared_ptr<AVPlayer> player_;
     std::shared_ptr<QMGStreamerAVPlayerDriver> driver_;
 };
+
+}  // namespace veyrakit

@@ -4,6 +4,8 @@
 #include <optional>
 #include <string>
 
+namespace veyrakit {
+
 // Where the SDK reports during a demo run, and where the demo reads back what arrived: the
 // embedded reference collector, or a veyrakit-collector running elsewhere.
 class QMDemoCollector {
@@ -35,3 +37,5 @@ class QMDemoCollector {
     // naming the session.
     virtual std::optional<nlohmann::ordered_json> analysis(const std::string& sessionId) = 0;
 };
+
+}  // namespace veyrakit

@@ -5,6 +5,8 @@
 
 #include "demo/QMDemoError.h"
 
+namespace veyrakit {
+
 QMDemoEmbeddedCollector::QMDemoEmbeddedCollector(QMCollectorPolicy policy)
     : server_(options(std::move(policy))) {}
 
@@ -42,3 +44,5 @@ std::optional<nlohmann::ordered_json> QMDemoEmbeddedCollector::analysis(const st
     if (!analysis) return std::nullopt;
     return analysis->toJSON();
 }
+
+}  // namespace veyrakit

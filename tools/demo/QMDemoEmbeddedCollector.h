@@ -2,6 +2,8 @@
 #include "collector/QMCollectorServer.h"
 #include "demo/QMDemoCollector.h"
 
+namespace veyrakit {
+
 // The reference collector in this process, on free loopback ports and an in-memory store; it
 // serves on its own threads, so its answers reach the SDK whatever the SDK's clock does.
 class QMDemoEmbeddedCollector : public QMDemoCollector {
@@ -21,3 +23,5 @@ class QMDemoEmbeddedCollector : public QMDemoCollector {
     static QMCollectorServer::Options options(QMCollectorPolicy policy);
     QMCollectorServer server_;
 };
+
+}  // namespace veyrakit

@@ -2,6 +2,8 @@
 #include <stdexcept>
 #include <string>
 
+namespace veyrakit {
+
 // Why the demo cannot run at all (a bad scenario file, a player this build cannot monitor, a
 // collector that cannot be reached), with the exit status it ends the program with.
 class QMDemoError : public std::runtime_error {
@@ -16,3 +18,5 @@ class QMDemoError : public std::runtime_error {
   private:
     int exitStatus_;
 };
+
+}  // namespace veyrakit

@@ -2,9 +2,13 @@
 
 #include <utility>
 
+namespace veyrakit {
+
 QMDemoHost::QMDemoHost(std::function<void()> onScenarioFinished)
     : onScenarioFinished_(std::move(onScenarioFinished)) {}
 
 void QMDemoHost::scenarioDidFinish() {
     if (onScenarioFinished_) onScenarioFinished_();
 }
+
+}  // namespace veyrakit

@@ -3,6 +3,8 @@
 
 #include "simulator/QMFacadeSimulatorHost.h"
 
+namespace veyrakit {
+
 // The demo's application around the simulated player: host steps reach the monitoring facade;
 // when the scenario has nothing more to do, the app leaves the player screen
 // (`onScenarioFinished`).
@@ -15,3 +17,5 @@ class QMDemoHost : public QMFacadeSimulatorHost {
   private:
     std::function<void()> onScenarioFinished_;
 };
+
+}  // namespace veyrakit

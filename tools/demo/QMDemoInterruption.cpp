@@ -2,6 +2,8 @@
 
 #include <atomic>
 
+namespace veyrakit {
+
 namespace {
 
 // Lock-free, so the signal handler may set it.
@@ -23,3 +25,5 @@ QMDemoInterruption::~QMDemoInterruption() { sigaction(SIGINT, &previous_, nullpt
 bool QMDemoInterruption::requested() const { return interrupted; }
 
 void QMDemoInterruption::onSignal(int) { interrupted = true; }
+
+}  // namespace veyrakit

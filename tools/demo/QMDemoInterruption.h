@@ -1,6 +1,8 @@
 #pragma once
 #include <csignal>
 
+namespace veyrakit {
+
 // Ctrl-C (SIGINT) during a run of real media: the first one asks the run to end its session
 // cleanly, so that the summary and the checks still print; the handler is then the default
 // again, so a second one ends the process. Installed while an instance lives (one at a time),
@@ -19,3 +21,5 @@ class QMDemoInterruption {
     static void onSignal(int signal);
     struct sigaction previous_ {};
 };
+
+}  // namespace veyrakit

@@ -1,13 +1,15 @@
 #include "demo/QMDemoMediaPlayback.h"
 
 #include "demo/QMDemoError.h"
-#include "platform/QMRunLoop.h"
 #include "veyrakit/QMDiagnosticCollectors.h"
 #include "veyrakit/VeyraKit.h"
+#include "veyrakit/platform/QMRunLoop.h"
 #if VEYRAKIT_DEMO_GSTREAMER
 #include "demo/QMDemoAVPlayerMediaPlayback.h"
 #include "demo/QMDemoMoviePlayerMediaPlayback.h"
 #endif
+
+namespace veyrakit {
 
 std::unique_ptr<QMDemoMediaPlayback> QMDemoMediaPlayback::make(QMDemoOptions::Player player) {
 #if VEYRAKIT_DEMO_GSTREAMER
@@ -57,3 +59,5 @@ void QMDemoMediaPlayback::endSession() {
     }
     if (auto plugin = session(); plugin && !plugin->destroyed()) plugin->destroy();
 }
+
+}  // namespace veyrakit

@@ -8,6 +8,8 @@
 #include "platform/QMTimer.h"
 #include "veyrakit/QMCustomMetadata.h"
 
+namespace veyrakit {
+
 // Real media played by a real player (`--media`), monitored through the facade as an app would:
 // one implementation per player kind makes the player model for the media URL, creates the
 // monitoring plugin for it and lets a media-framework driver play it on the main run loop, in
@@ -66,3 +68,5 @@ class QMDemoMediaPlayback {
   private:
     std::shared_ptr<QMTimer> endTimer_;
 };
+
+}  // namespace veyrakit

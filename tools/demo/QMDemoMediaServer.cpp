@@ -10,6 +10,8 @@
 
 #include "demo/QMDemoError.h"
 
+namespace veyrakit {
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -107,3 +109,5 @@ void QMDemoMediaServer::stop() {
 std::string QMDemoMediaServer::url() const {
     return "http://127.0.0.1:" + std::to_string(impl_->port) + "/" + encoded(impl_->entry);
 }
+
+}  // namespace veyrakit

@@ -2,6 +2,8 @@
 #include <memory>
 #include <string>
 
+namespace veyrakit {
+
 // Serves local media over HTTP on a free loopback port, on its own thread, so that the player and
 // the SDK's playlist reading see an HTTP URL, as they would for any stream. A file (an .m3u8
 // playlist, an MP4) is served from its own directory, so whatever it names beside it is there
@@ -28,3 +30,5 @@ class QMDemoMediaServer {
     struct Impl;
     std::unique_ptr<Impl> impl_;
 };
+
+}  // namespace veyrakit

@@ -5,8 +5,10 @@
 #include "core/QMObjectRepository.h"
 #include "demo/QMDemoError.h"
 #include "facade/QMMonitoringSessions.h"
-#include "platform/QMURL.h"
 #include "veyrakit/QMVeyraKit.h"
+#include "veyrakit/platform/QMURL.h"
+
+namespace veyrakit {
 
 QMDemoMoviePlayerMediaPlayback::~QMDemoMoviePlayerMediaPlayback() { finish(); }
 
@@ -50,3 +52,5 @@ void QMDemoMoviePlayerMediaPlayback::finish() {
     QMMonitoringSessions::setCurrentMPMoviePlayerMonitoringSession(nullptr);
     QMObjectRepository::getRepositoryInstance()->setPlugin(nullptr);
 }
+
+}  // namespace veyrakit

@@ -1,9 +1,11 @@
 #pragma once
 #include <memory>
 
-#include "QMGStreamerMoviePlayerDriver.h"
 #include "demo/QMDemoMediaPlayback.h"
-#include "platform/mediaplayer/MPMoviePlayerController.h"
+#include "veyrakit/gstreamer/QMGStreamerMoviePlayerDriver.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerController.h"
+
+namespace veyrakit {
 
 // Real media with the MPMoviePlayerController model, played by the GStreamer backend: the player
 // is made for the media URL, the plugin through QMVeyraKit::pluginWithMPMoviePlayerController,
@@ -27,3 +29,5 @@ class QMDemoMoviePlayerMediaPlayback : public QMDemoMediaPlayback {
     std::shared_ptr<MPMoviePlayerController> player_;
     std::shared_ptr<QMGStreamerMoviePlayerDriver> driver_;
 };
+
+}  // namespace veyrakit

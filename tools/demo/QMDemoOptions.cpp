@@ -5,6 +5,8 @@
 #include <optional>
 #include <utility>
 
+namespace veyrakit {
+
 namespace {
 
 // "--name=value" or "--name value".
@@ -179,3 +181,5 @@ did not complete, 2 on a bad option or scenario file.
   -h, --help               this text
 )";
 }
+
+}  // namespace veyrakit

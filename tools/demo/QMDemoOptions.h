@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+namespace veyrakit {
+
 // The command line of veyrakit-demo. Without options the demo plays the bundled default scenario
 // against an embedded collector on free loopback ports, on a virtual clock as fast as it can.
 class QMDemoOptions {
@@ -49,3 +51,5 @@ class QMDemoOptions {
     void setDiagnosticPorts(const std::string& text);
     void checkCombination(bool scenarioGiven) const;
 };
+
+}  // namespace veyrakit

@@ -7,13 +7,15 @@
 #include "core/QMObjectRepository.h"
 #include "demo/QMDemoHost.h"
 #include "facade/QMMonitoringSessions.h"
-#include "platform/QMNotificationCenter.h"
-#include "platform/QMRunLoop.h"
-#include "platform/mediaplayer/MPMoviePlayerNotifications.h"
 #include "veyrakit/QMCustomMetadata.h"
 #include "veyrakit/QMDiagnosticCollectors.h"
 #include "veyrakit/QMVeyraKit.h"
 #include "veyrakit/VeyraKit.h"
+#include "veyrakit/platform/QMNotificationCenter.h"
+#include "veyrakit/platform/QMRunLoop.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerNotifications.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -133,3 +135,5 @@ void QMDemoPlayback::finish() {
     }
     QMObjectRepository::getRepositoryInstance()->setPlugin(nullptr);
 }
+
+}  // namespace veyrakit

@@ -9,6 +9,8 @@
 #include "simulator/QMPlayerSimulator.h"
 #include "simulator/QMScenario.h"
 
+namespace veyrakit {
+
 // One monitored playback on the main run loop, as an app would run it: it makes the player of
 // the scenario, creates the monitoring plugin for it through QMVeyraKit with the collector as
 // server, plays the scenario, and when the scenario has nothing more to do leaves the player
@@ -59,3 +61,5 @@ class QMDemoPlayback {
     FinishObserver finishObserver_;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
+
+}  // namespace veyrakit

@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+namespace veyrakit {
+
 namespace {
 
 std::string dimension(double value) { return std::to_string(std::llround(value)); }
@@ -28,3 +30,5 @@ std::string QMDemoPlaylist::pathOf(const std::string& url) {
     if (path == std::string::npos) return "/";
     return url.substr(path, url.find_first_of("?#", path) - path);
 }
+
+}  // namespace veyrakit

@@ -3,6 +3,8 @@
 
 #include "simulator/QMScenario.h"
 
+namespace veyrakit {
+
 // The master playlist of a scenario's variant ladder, as an HLS server would offer it: per
 // variant an "#EXT-X-STREAM-INF" line with its BANDWIDTH, an AVERAGE-BANDWIDTH of four fifths of
 // it and its RESOLUTION (the scenario's picture size when the variant gives none), then the
@@ -15,3 +17,5 @@ class QMDemoPlaylist {
     // "https://host/vod/a/master.m3u8?x=1".
     static std::string pathOf(const std::string& url);
 };
+
+}  // namespace veyrakit

@@ -8,6 +8,8 @@
 #include "demo/QMDemoError.h"
 #include "demo/QMDemoPlaylist.h"
 
+namespace veyrakit {
+
 struct QMDemoPlaylistServer::Impl {
     std::string path;
     std::string playlist;
@@ -53,3 +55,5 @@ void QMDemoPlaylistServer::stop() {
 std::string QMDemoPlaylistServer::url() const {
     return "http://127.0.0.1:" + std::to_string(impl_->port) + impl_->path;
 }
+
+}  // namespace veyrakit

@@ -4,6 +4,8 @@
 
 #include "simulator/QMScenario.h"
 
+namespace veyrakit {
+
 // Serves a scenario's master playlist (QMDemoPlaylist) on a free loopback port, on its own
 // thread, at the path of the scenario's media URL, so that the URL keeps its ending (and the
 // stream its type) when the scenario is pointed at it.
@@ -24,3 +26,5 @@ class QMDemoPlaylistServer {
     struct Impl;
     std::unique_ptr<Impl> impl_;
 };
+
+}  // namespace veyrakit

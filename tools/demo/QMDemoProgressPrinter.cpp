@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+namespace veyrakit {
+
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -140,3 +142,5 @@ std::string QMDemoProgressPrinter::answer(const nlohmann::ordered_json& request)
     if (skip != body.end() && text(*skip) != "0") line += "  -> skipReports " + text(*skip);
     return line;
 }
+
+}  // namespace veyrakit

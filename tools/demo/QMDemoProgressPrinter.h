@@ -6,6 +6,8 @@
 #include <ostream>
 #include <string>
 
+namespace veyrakit {
+
 // One line per request a collector received, as the request appears in the collector's API
 // ({"endpoint", "path", "body", "answer": {"status", "body"}, ...}):
 //   +0:01.810  init  vod-default HLS                      -> 200 session 8BEB5CB8
@@ -36,3 +38,5 @@ class QMDemoProgressPrinter {
     std::mutex mutex_;
     std::ostream& out_;
 };
+
+}  // namespace veyrakit

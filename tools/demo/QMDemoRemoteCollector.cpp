@@ -7,6 +7,8 @@
 
 #include "demo/QMDemoError.h"
 
+namespace veyrakit {
+
 namespace {
 
 constexpr auto kFollowInterval = std::chrono::milliseconds(200);
@@ -120,3 +122,5 @@ std::optional<nlohmann::ordered_json> QMDemoRemoteCollector::analysis(const std:
     session->erase("requests");
     return session;
 }
+
+}  // namespace veyrakit

@@ -8,6 +8,8 @@
 
 #include "demo/QMDemoCollector.h"
 
+namespace veyrakit {
+
 // A veyrakit-collector running elsewhere, read through its JSON API: once the session id is
 // known, its requests are fetched a few times a second and given to the observer; the analysis
 // comes from /api/sessions/<id>?final=1.
@@ -48,3 +50,5 @@ class QMDemoRemoteCollector : public QMDemoCollector {
     int64_t lastDelivered_ = 0;
     std::thread follower_;
 };
+
+}  // namespace veyrakit

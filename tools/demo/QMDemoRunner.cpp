@@ -25,6 +25,8 @@
 #include "simulator/QMScenarioParser.h"
 #include "veyrakit/QMDiagnosticCollectors.h"
 
+namespace veyrakit {
+
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -404,3 +406,5 @@ void QMDemoRunner::playMedia(QMDemoMediaPlayback& playback, QMDemoCollector& col
     loop_->runUntil([&] { return loop_->transferCount() == 0 && loop_->outsideWorkCount() == 0; },
                     kDrainMillis);
 }
+
+}  // namespace veyrakit

@@ -14,8 +14,10 @@
 #include "demo/QMDemoPlaylistServer.h"
 #include "demo/QMDemoProgressPrinter.h"
 #include "demo/QMDemoWireWatch.h"
-#include "platform/QMRunLoop.h"
 #include "simulator/QMScenario.h"
+#include "veyrakit/platform/QMRunLoop.h"
+
+namespace veyrakit {
 
 // One demo run, start to end: reads the scenario, starts the collector (or reaches the external
 // one), installs the run loop the options ask for, plays the scenario with the monitoring plugin
@@ -94,3 +96,5 @@ class QMDemoRunner {
     int64_t scenarioStartWallMillis_ = 0;
     std::unique_ptr<QMDemoCollector> keptCollector_;  // --keep-serving
 };
+
+}  // namespace veyrakit

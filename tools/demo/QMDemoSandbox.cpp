@@ -8,6 +8,8 @@
 #include "demo/QMDemoError.h"
 #include "platform/QMUserDefaults.h"
 
+namespace veyrakit {
+
 namespace {
 
 constexpr const char* kDefaultsPath = "VEYRAKIT_DEFAULTS_PATH";
@@ -50,3 +52,5 @@ void QMDemoSandbox::restoreVariable(const char* name, const std::optional<std::s
         unsetenv(name);
     }
 }
+
+}  // namespace veyrakit

@@ -2,6 +2,8 @@
 #include <optional>
 #include <string>
 
+namespace veyrakit {
+
 // A run of the demo keeps what the SDK persists (user defaults, the documents directory) in a
 // fresh temporary directory, so that every run starts like a first launch and nothing is left in
 // the user's own configuration. Restores the environment and removes the directory when destroyed.
@@ -22,3 +24,5 @@ class QMDemoSandbox {
     std::optional<std::string> savedDefaultsPath_;
     std::optional<std::string> savedDocumentsDir_;
 };
+
+}  // namespace veyrakit

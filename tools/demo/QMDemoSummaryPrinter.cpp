@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <utility>
 
+namespace veyrakit {
+
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -183,3 +185,5 @@ std::string QMDemoSummaryPrinter::checkList(const nlohmann::ordered_json& analys
             std::to_string(failed) + " failed, " + std::to_string(other) + " pending or not applicable\n";
     return list;
 }
+
+}  // namespace veyrakit

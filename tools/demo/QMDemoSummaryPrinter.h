@@ -2,6 +2,8 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+namespace veyrakit {
+
 // The end of a demo run as text: the session summary as a table, then every protocol check with
 // its status and violations, as the collector judged them. Takes a session analysis in the
 // collector's API shape ({"sessionId", "state", "passed", "summary": {...}, "checks": [...]}).
@@ -26,3 +28,5 @@ class QMDemoSummaryPrinter {
     // "1 interval", "5 switches".
     static std::string counted(const nlohmann::ordered_json& count, const std::string& noun);
 };
+
+}  // namespace veyrakit

@@ -3,7 +3,9 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
-#include "platform/QMURL.h"
+#include "veyrakit/platform/QMURL.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -100,3 +102,5 @@ std::string QMDemoWireWatch::faultOfError(const QMError& error) {
     const auto it = causes.find(error.code());
     return it != causes.end() ? it->second : error.localizedDescription();
 }
+
+}  // namespace veyrakit

@@ -7,6 +7,8 @@
 
 #include "platform/QMURLTransport.h"
 
+namespace veyrakit {
+
 // The demo's view of the SDK's exchanges with the analytics server: a transport that passes
 // every exchange on to the real one and keeps, per URL path, why the last exchange fell short
 // ("connection refused", "status 500", "an answer that is not JSON", "a time-out" ...). The SDK
@@ -33,3 +35,5 @@ class QMDemoWireWatch : public QMURLTransport {
     mutable std::mutex mutex_;
     std::map<std::string, std::optional<std::string>> faults_;
 };
+
+}  // namespace veyrakit

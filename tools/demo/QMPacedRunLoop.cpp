@@ -1,5 +1,7 @@
 #include "demo/QMPacedRunLoop.h"
 
+namespace veyrakit {
+
 QMPacedRunLoop::QMPacedRunLoop(double speed, int64_t startMillis)
     : QMVirtualRunLoop(startMillis), speed_(speed) {}
 
@@ -11,3 +13,5 @@ void QMPacedRunLoop::idleUntil(int64_t wakeMicros) {
     }
     QMVirtualRunLoop::idleUntil(wakeMicros);
 }
+
+}  // namespace veyrakit

@@ -1,7 +1,9 @@
 #pragma once
 #include <cstdint>
 
-#include "platform/QMRunLoop.h"
+#include "veyrakit/platform/QMRunLoop.h"
+
+namespace veyrakit {
 
 // The virtual clock, paced: before each jump to the next timer it waits (really) for the jump
 // divided by the speed, so a scenario plays at N x real time while every timestamp stays on the
@@ -17,3 +19,5 @@ class QMPacedRunLoop : public QMVirtualRunLoop {
   private:
     double speed_;
 };
+
+}  // namespace veyrakit

@@ -9,6 +9,8 @@
 #include "demo/QMDemoRunner.h"
 #include "demo/QMDemoSummaryPrinter.h"
 
+using namespace veyrakit;
+
 namespace {
 
 int usageError(const std::string& message) {

@@ -1,5 +1,9 @@
-#include "platform/avfoundation/AVAsset.h"
+#include "veyrakit/platform/avfoundation/AVAsset.h"
+
+namespace veyrakit {
 
 AVAsset::AVAsset() = default;
 
 AVAsset::~AVAsset() = default;
+
+}  // namespace veyrakit

@@ -1,4 +1,4 @@
-#include "platform/avfoundation/AVPlayer.h"
+#include "veyrakit/platform/avfoundation/AVPlayer.h"
 
 #include <algorithm>
 #include <cmath>
@@ -6,7 +6,9 @@
 #include "platform/QMClock.h"
 #include "platform/QMException.h"
 #include "platform/QMTimer.h"
-#include "platform/avfoundation/QMObservedValue.h"
+#include "veyrakit/platform/avfoundation/QMObservedValue.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -259,3 +261,5 @@ std::optional<int64_t> AVPlayer::microsToNextTick(int64_t intervalNanos) const {
     const double nanosOfClock = static_cast<double>(std::llabs(target - position)) / std::fabs(rate);
     return static_cast<int64_t>(std::ceil(nanosOfClock / 1000.0));
 }
+
+}  // namespace veyrakit

@@ -1,14 +1,16 @@
-#include "platform/avfoundation/AVPlayerItem.h"
+#include "veyrakit/platform/avfoundation/AVPlayerItem.h"
 
 #include <algorithm>
 #include <cmath>
 
 #include "platform/QMClock.h"
 #include "platform/QMException.h"
-#include "platform/QMNotificationCenter.h"
-#include "platform/avfoundation/AVPlayerItemNotifications.h"
-#include "platform/avfoundation/AVURLAsset.h"
-#include "platform/avfoundation/QMObservedValue.h"
+#include "veyrakit/platform/QMNotificationCenter.h"
+#include "veyrakit/platform/avfoundation/AVPlayerItemNotifications.h"
+#include "veyrakit/platform/avfoundation/AVURLAsset.h"
+#include "veyrakit/platform/avfoundation/QMObservedValue.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -168,3 +170,5 @@ void AVPlayerItem::reanchor() {
 void AVPlayerItem::post(const char* name) {
     QMNotificationCenter::defaultCenter()->postNotificationName(name, shared_from_this());
 }
+
+}  // namespace veyrakit

@@ -1,5 +1,9 @@
-#include "platform/avfoundation/AVPlayerItemAccessLog.h"
+#include "veyrakit/platform/avfoundation/AVPlayerItemAccessLog.h"
+
+namespace veyrakit {
 
 AVPlayerItemAccessLog::AVPlayerItemAccessLog() = default;
 
 AVPlayerItemAccessLog::~AVPlayerItemAccessLog() = default;
+
+}  // namespace veyrakit

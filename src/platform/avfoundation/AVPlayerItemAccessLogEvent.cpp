@@ -1,5 +1,9 @@
-#include "platform/avfoundation/AVPlayerItemAccessLogEvent.h"
+#include "veyrakit/platform/avfoundation/AVPlayerItemAccessLogEvent.h"
+
+namespace veyrakit {
 
 AVPlayerItemAccessLogEvent::AVPlayerItemAccessLogEvent() = default;
 
 AVPlayerItemAccessLogEvent::~AVPlayerItemAccessLogEvent() = default;
+
+}  // namespace veyrakit

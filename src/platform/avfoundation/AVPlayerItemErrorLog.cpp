@@ -1,5 +1,9 @@
-#include "platform/avfoundation/AVPlayerItemErrorLog.h"
+#include "veyrakit/platform/avfoundation/AVPlayerItemErrorLog.h"
+
+namespace veyrakit {
 
 AVPlayerItemErrorLog::AVPlayerItemErrorLog() = default;
 
 AVPlayerItemErrorLog::~AVPlayerItemErrorLog() = default;
+
+}  // namespace veyrakit

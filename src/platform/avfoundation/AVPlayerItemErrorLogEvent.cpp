@@ -1,5 +1,9 @@
-#include "platform/avfoundation/AVPlayerItemErrorLogEvent.h"
+#include "veyrakit/platform/avfoundation/AVPlayerItemErrorLogEvent.h"
+
+namespace veyrakit {
 
 AVPlayerItemErrorLogEvent::AVPlayerItemErrorLogEvent() = default;
 
 AVPlayerItemErrorLogEvent::~AVPlayerItemErrorLogEvent() = default;
+
+}  // namespace veyrakit

@@ -1,4 +1,6 @@
-#include "platform/avfoundation/AVURLAsset.h"
+#include "veyrakit/platform/avfoundation/AVURLAsset.h"
+
+namespace veyrakit {
 
 AVURLAsset::AVURLAsset(std::shared_ptr<QMURL> URL) : URL_(std::move(URL)) {}
 
@@ -9,3 +11,5 @@ std::shared_ptr<AVURLAsset> AVURLAsset::URLAssetWithURL(std::shared_ptr<QMURL> U
 std::string AVURLAsset::description() const {
     return "<AVURLAsset: URL = " + (URL_ ? URL_->absoluteString() : std::string("(null)")) + ">";
 }
+
+}  // namespace veyrakit

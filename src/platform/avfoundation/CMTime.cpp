@@ -1,7 +1,9 @@
-#include "platform/avfoundation/CMTime.h"
+#include "veyrakit/platform/avfoundation/CMTime.h"
 
 #include <cmath>
 #include <limits>
+
+namespace veyrakit {
 
 CMTime CMTimeMake(CMTimeValue value, CMTimeScale timescale) {
     if (timescale <= 0) {
@@ -92,3 +94,5 @@ int32_t CMTimeCompare(CMTime time1, CMTime time2) {
     const QMWideProduct right = static_cast<QMWideProduct>(time2.value) * time1.timescale;
     return left < right ? -1 : (left > right ? 1 : 0);
 }
+
+}  // namespace veyrakit

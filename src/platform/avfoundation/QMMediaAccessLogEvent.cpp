@@ -1,5 +1,9 @@
-#include "platform/avfoundation/QMMediaAccessLogEvent.h"
+#include "veyrakit/platform/avfoundation/QMMediaAccessLogEvent.h"
+
+namespace veyrakit {
 
 QMMediaAccessLogEvent::QMMediaAccessLogEvent() = default;
 
 QMMediaAccessLogEvent::~QMMediaAccessLogEvent() = default;
+
+}  // namespace veyrakit

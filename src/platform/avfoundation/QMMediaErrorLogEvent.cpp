@@ -1,5 +1,9 @@
-#include "platform/avfoundation/QMMediaErrorLogEvent.h"
+#include "veyrakit/platform/avfoundation/QMMediaErrorLogEvent.h"
+
+namespace veyrakit {
 
 QMMediaErrorLogEvent::QMMediaErrorLogEvent() = default;
 
 QMMediaErrorLogEvent::~QMMediaErrorLogEvent() = default;
+
+}  // namespace veyrakit

@@ -1,5 +1,9 @@
-#include "platform/mediaplayer/MPMovieAccessLog.h"
+#include "veyrakit/platform/mediaplayer/MPMovieAccessLog.h"
+
+namespace veyrakit {
 
 MPMovieAccessLog::MPMovieAccessLog() = default;
 
 MPMovieAccessLog::~MPMovieAccessLog() = default;
+
+}  // namespace veyrakit

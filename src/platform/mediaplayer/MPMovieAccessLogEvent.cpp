@@ -1,5 +1,9 @@
-#include "platform/mediaplayer/MPMovieAccessLogEvent.h"
+#include "veyrakit/platform/mediaplayer/MPMovieAccessLogEvent.h"
+
+namespace veyrakit {
 
 MPMovieAccessLogEvent::MPMovieAccessLogEvent() = default;
 
 MPMovieAccessLogEvent::~MPMovieAccessLogEvent() = default;
+
+}  // namespace veyrakit

@@ -1,5 +1,9 @@
-#include "platform/mediaplayer/MPMovieErrorLog.h"
+#include "veyrakit/platform/mediaplayer/MPMovieErrorLog.h"
+
+namespace veyrakit {
 
 MPMovieErrorLog::MPMovieErrorLog() = default;
 
 MPMovieErrorLog::~MPMovieErrorLog() = default;
+
+}  // namespace veyrakit

@@ -1,5 +1,9 @@
-#include "platform/mediaplayer/MPMovieErrorLogEvent.h"
+#include "veyrakit/platform/mediaplayer/MPMovieErrorLogEvent.h"
+
+namespace veyrakit {
 
 MPMovieErrorLogEvent::MPMovieErrorLogEvent() = default;
 
 MPMovieErrorLogEvent::~MPMovieErrorLogEvent() = default;
+
+}  // namespace veyrakit

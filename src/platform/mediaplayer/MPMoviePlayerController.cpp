@@ -1,12 +1,14 @@
-#include "platform/mediaplayer/MPMoviePlayerController.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerController.h"
 
 #include <algorithm>
 #include <cmath>
 
 #include "platform/QMClock.h"
-#include "platform/QMNotificationCenter.h"
-#include "platform/avfoundation/QMObservedValue.h"
-#include "platform/mediaplayer/MPMoviePlayerNotifications.h"
+#include "veyrakit/platform/QMNotificationCenter.h"
+#include "veyrakit/platform/avfoundation/QMObservedValue.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerNotifications.h"
+
+namespace veyrakit {
 
 MPMoviePlayerController::MPMoviePlayerController(std::shared_ptr<QMURL> contentURL)
     : contentURL_(std::move(contentURL)), anchorMicros_(QMClock::currentTimeMicros()) {}
@@ -149,3 +151,5 @@ void MPMoviePlayerController::reanchor() {
     anchorNanos_ = positionNanosAt(now);
     anchorMicros_ = now;
 }
+
+}  // namespace veyrakit

@@ -1,10 +1,12 @@
 #include "players/avplayer/QMAVPlayerBitrateMetric.h"
 
 #include "core/QMVeyraPlugin.h"
-#include "platform/avfoundation/AVPlayer.h"
-#include "platform/avfoundation/AVPlayerItemNotifications.h"
 #include "reporting/QMPeriodicalReporter.h"
 #include "reporting/QMReportType.h"
+#include "veyrakit/platform/avfoundation/AVPlayer.h"
+#include "veyrakit/platform/avfoundation/AVPlayerItemNotifications.h"
+
+namespace veyrakit {
 
 QMAVPlayerBitrateMetric::QMAVPlayerBitrateMetric() {
     // Made before any shared owner exists, so the handler cannot hold the metric: it calls in
@@ -84,3 +86,5 @@ bool QMAVPlayerBitrateMetric::hasAccessLogEvents() const {
     const auto log = item ? item->accessLog() : nullptr;
     return log && !log->events().empty();
 }
+
+}  // namespace veyrakit

@@ -5,8 +5,10 @@
 #include <string>
 
 #include "platform/QMJSON.h"
-#include "platform/QMNotificationCenter.h"
 #include "players/avplayer/QMAVPlayerStatelessMetric.h"
+#include "veyrakit/platform/QMNotificationCenter.h"
+
+namespace veyrakit {
 
 // The stream's indicated bitrate in each periodical report. Every new access-log entry after the
 // first forces an unscheduled report at once, so that the server sees a period end at the switch;
@@ -54,3 +56,5 @@ class QMAVPlayerBitrateMetric : public QMAVPlayerStatelessMetric {
     bool mustSendPulseImmediately_ = false;
     std::optional<QMJSON> unsentAvailableBitratesReport_;
 };
+
+}  // namespace veyrakit

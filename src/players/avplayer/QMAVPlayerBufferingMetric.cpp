@@ -1,7 +1,9 @@
 #include "players/avplayer/QMAVPlayerBufferingMetric.h"
 
-#include "platform/avfoundation/AVPlayer.h"
 #include "players/avplayer/QMAVPlayerVeyraPlugin.h"
+#include "veyrakit/platform/avfoundation/AVPlayer.h"
+
+namespace veyrakit {
 
 namespace {
 const char* const kItemKeyPaths[] = {"status", "playbackBufferEmpty", "playbackLikelyToKeepUp",
@@ -68,3 +70,5 @@ bool QMAVPlayerBufferingMetric::reopensIntervalAfterReport() const { return isAc
 void QMAVPlayerBufferingMetric::pauseMetricCollection() { isActive_ = false; }
 
 void QMAVPlayerBufferingMetric::resumeMetricCollection() { isActive_ = true; }
+
+}  // namespace veyrakit

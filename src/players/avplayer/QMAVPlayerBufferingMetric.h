@@ -7,6 +7,8 @@
 #include "core/QMPluginBufferingMetric.h"
 #include "platform/QMJSON.h"
 
+namespace veyrakit {
+
 class AVPlayer;
 
 // How long the viewer waits: the join time (buffering before playback first starts), sent once
@@ -47,3 +49,5 @@ class QMAVPlayerBufferingMetric : public QMPluginBufferingMetric {
     bool isActive_ = true;
     std::shared_ptr<AVPlayer> player_;
 };
+
+}  // namespace veyrakit

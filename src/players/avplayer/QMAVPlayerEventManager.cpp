@@ -4,6 +4,10 @@
 
 #include "players/avplayer/QMAVPlayerOnMediaErrorHandler.h"
 
+namespace veyrakit {
+
 QMAVPlayerEventManager::QMAVPlayerEventManager() {
     addHandler(std::make_shared<QMAVPlayerOnMediaErrorHandler>());
 }
+
+}  // namespace veyrakit

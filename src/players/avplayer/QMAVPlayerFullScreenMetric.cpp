@@ -1,5 +1,7 @@
 #include "players/avplayer/QMAVPlayerFullScreenMetric.h"
 
+namespace veyrakit {
+
 const std::string& QMAVPlayerFullScreenMetric::STATE_FULL_SCREEN() {
     return QMFullScreenPlayingState::STATE_FULL_SCREEN();
 }
@@ -41,3 +43,5 @@ void QMAVPlayerFullScreenMetric::afterMetricCollected() {
     QMAVPlayerPlayingStateMetric::afterMetricCollected();
     fullScreen_.afterMetricCollected();
 }
+
+}  // namespace veyrakit

@@ -6,6 +6,8 @@
 #include "platform/QMJSON.h"
 #include "players/avplayer/QMAVPlayerPlayingStateMetric.h"
 
+namespace veyrakit {
+
 // Time watched in full screen: the time during which the player plays, does not buffer and its
 // view is full screen. An AVPlayer knows nothing of its view's size, so the host reports size
 // changes through the plugin (onSizeChanged). Advertisements do not pause this metric.
@@ -46,3 +48,5 @@ class QMAVPlayerFullScreenMetric : public QMAVPlayerPlayingStateMetric {
   private:
     QMFullScreenPlayingState fullScreen_{*this};
 };
+
+}  // namespace veyrakit

@@ -9,6 +9,8 @@
 #include "players/avplayer/QMAVPlayerTimeUtilMetric.h"
 #include "players/avplayer/QMAVPlayerViewingTimeMetric.h"
 
+namespace veyrakit {
+
 QMAVPlayerMetricManager::QMAVPlayerMetricManager() {
     insertMetric(BITRATE_METRIC_KEY, std::make_shared<QMAVPlayerBitrateMetric>());
     insertMetric(VIEWING_TIME_METRIC_KEY, std::make_shared<QMAVPlayerViewingTimeMetric>());
@@ -17,3 +19,5 @@ QMAVPlayerMetricManager::QMAVPlayerMetricManager() {
     insertMetric(FULL_SCREEN_METRIC_KEY, std::make_shared<QMAVPlayerFullScreenMetric>());
     insertMetric(ELAPSED_TIME_METRIC_KEY, std::make_shared<QMAVPlayerTimeUtilMetric>());
 }
+
+}  // namespace veyrakit

@@ -3,10 +3,12 @@
 #include "core/QMObjectRepository.h"
 #include "core/QMVeyraPlugin.h"
 #include "logging/QMLogger.h"
-#include "platform/avfoundation/AVPlayer.h"
 #include "players/avplayer/QMAVPlayerVeyraPlugin.h"
 #include "reporting/QMOnDemandReporter.h"
 #include "reporting/QMReportType.h"
+#include "veyrakit/platform/avfoundation/AVPlayer.h"
+
+namespace veyrakit {
 
 QMAVPlayerOnMediaErrorHandler::QMAVPlayerOnMediaErrorHandler()
     : plugin_(QMObjectRepository::getRepositoryInstance()->plugin()) {
@@ -86,3 +88,5 @@ void QMAVPlayerOnMediaErrorHandler::stopObservingSessionId() {
         plugin_->removeObserver(this, "sessionId");
     }
 }
+
+}  // namespace veyrakit

@@ -4,6 +4,8 @@
 
 #include "events/QMEventHandler.h"
 
+namespace veyrakit {
+
 class AVPlayer;
 class QMVeyraPlugin;
 
@@ -43,3 +45,5 @@ class QMAVPlayerOnMediaErrorHandler : public QMEventHandler {
     std::shared_ptr<AVPlayer> player_;
     bool registerSessionId_ = false;
 };
+
+}  // namespace veyrakit

@@ -7,10 +7,12 @@
 #include "platform/QMConsole.h"
 #include "platform/QMFormat.h"
 #include "platform/QMTimer.h"
-#include "platform/avfoundation/AVPlayer.h"
-#include "platform/avfoundation/AVPlayerItemNotifications.h"
 #include "reporting/QMPeriodicalReporter.h"
 #include "reporting/QMReportType.h"
+#include "veyrakit/platform/avfoundation/AVPlayer.h"
+#include "veyrakit/platform/avfoundation/AVPlayerItemNotifications.h"
+
+namespace veyrakit {
 
 QMAVPlayerPlaybackMetric::QMAVPlayerPlaybackMetric() {
     if (const auto& item = player_ ? player_->currentItem() : nullptr) {
@@ -134,3 +136,5 @@ void QMAVPlayerPlaybackMetric::monitorVideoPlayStatus() {
     }
     itemDidFinishPlaying(nullptr);
 }
+
+}  // namespace veyrakit

@@ -5,8 +5,10 @@
 #include <string>
 
 #include "platform/QMJSON.h"
-#include "platform/QMNotificationCenter.h"
 #include "players/avplayer/QMAVPlayerStatelessMetric.h"
+#include "veyrakit/platform/QMNotificationCenter.h"
+
+namespace veyrakit {
 
 class QMTimer;
 
@@ -64,3 +66,5 @@ class QMAVPlayerPlaybackMetric : public QMAVPlayerStatelessMetric {
     int32_t assetDuration_ = 0;
     std::shared_ptr<QMTimer> timer_;
 };
+
+}  // namespace veyrakit

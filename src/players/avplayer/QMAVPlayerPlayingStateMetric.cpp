@@ -1,8 +1,10 @@
 #include "players/avplayer/QMAVPlayerPlayingStateMetric.h"
 
 #include "core/QMObjectRepository.h"
-#include "platform/avfoundation/AVPlayer.h"
 #include "players/avplayer/QMAVPlayerVeyraPlugin.h"
+#include "veyrakit/platform/avfoundation/AVPlayer.h"
+
+namespace veyrakit {
 
 namespace {
 const char* const kItemKeyPaths[] = {"playbackBufferEmpty", "playbackLikelyToKeepUp", "playbackBufferFull"};
@@ -72,3 +74,5 @@ void QMAVPlayerPlayingStateMetric::dispatchPlayerChange(const std::string& keyPa
         }
     }
 }
+
+}  // namespace veyrakit

@@ -4,6 +4,8 @@
 
 #include "metrics/QMStatefulMetric.h"
 
+namespace veyrakit {
+
 class AVPlayer;
 
 // A stateful metric that follows whether an AVPlayer plays and whether it waits for data: it
@@ -39,3 +41,5 @@ class QMAVPlayerPlayingStateMetric : public QMStatefulMetric {
     // Its address tells this metric's "rate" observation apart.
     char kRateDidChangeKVO = 0;
 };
+
+}  // namespace veyrakit

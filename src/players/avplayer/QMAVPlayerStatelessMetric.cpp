@@ -2,7 +2,11 @@
 
 #include "players/avplayer/QMAVPlayerVeyraPlugin.h"
 
+namespace veyrakit {
+
 QMAVPlayerStatelessMetric::QMAVPlayerStatelessMetric() {
     auto avPlugin = std::dynamic_pointer_cast<QMAVPlayerVeyraPlugin>(plugin_);
     player_ = avPlugin ? avPlugin->player() : nullptr;
 }
+
+}  // namespace veyrakit

@@ -3,6 +3,8 @@
 
 #include "core/QMPluginStatelessMetric.h"
 
+namespace veyrakit {
+
 class AVPlayer;
 
 // The stateless AVPlayer metrics: the plugin's one-shot report held back for the session id, and
@@ -16,3 +18,5 @@ class QMAVPlayerStatelessMetric : public QMPluginStatelessMetric {
 
     std::shared_ptr<AVPlayer> player_;
 };
+
+}  // namespace veyrakit

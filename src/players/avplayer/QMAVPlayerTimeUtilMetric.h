@@ -3,6 +3,8 @@
 
 #include "metrics/QMElapsedTimeMetric.h"
 
+namespace veyrakit {
+
 class QMVeyraPlugin;
 
 // The time frame of every periodical report of an AVPlayer plugin, with the liveness flag: a
@@ -20,3 +22,5 @@ class QMAVPlayerTimeUtilMetric : public QMElapsedTimeMetric {
   private:
     std::shared_ptr<QMVeyraPlugin> plugin_;
 };
+
+}  // namespace veyrakit

@@ -5,8 +5,6 @@
 #include "core/QMStreamType.h"
 #include "logging/QMLogger.h"
 #include "metrics/QMMetricManager.h"
-#include "platform/avfoundation/AVPlayerItemNotifications.h"
-#include "platform/avfoundation/AVURLAsset.h"
 #include "players/avplayer/QMAVPlayerBitrateMetric.h"
 #include "players/avplayer/QMAVPlayerBufferingMetric.h"
 #include "players/avplayer/QMAVPlayerEventManager.h"
@@ -15,6 +13,10 @@
 #include "players/avplayer/QMAVPlayerPlaybackMetric.h"
 #include "players/avplayer/QMAVPlayerViewingTimeMetric.h"
 #include "veyrakit/QMDiagnosticCollectors.h"
+#include "veyrakit/platform/avfoundation/AVPlayerItemNotifications.h"
+#include "veyrakit/platform/avfoundation/AVURLAsset.h"
+
+namespace veyrakit {
 
 namespace {
 const std::string kDestroyNotification = "destroy";
@@ -213,3 +215,5 @@ void QMAVPlayerVeyraPlugin::dispose() {
         reporter->flush();
     }
 }
+
+}  // namespace veyrakit

@@ -5,9 +5,11 @@
 
 #include "core/QMVeyraPlugin.h"
 #include "diagnostics/QMAVPlayerPIEReporter.h"
-#include "platform/QMNotificationCenter.h"
-#include "platform/avfoundation/AVPlayer.h"
 #include "veyrakit/QMCustomMetadata.h"
+#include "veyrakit/platform/QMNotificationCenter.h"
+#include "veyrakit/platform/avfoundation/AVPlayer.h"
+
+namespace veyrakit {
 
 // The plugin that monitors one AVPlayer: takes the playback URL and stream type from the
 // player's current item, converts the host's metadata, starts the session when the player's rate
@@ -104,3 +106,5 @@ class QMAVPlayerVeyraPlugin : public QMVeyraPlugin {
     // Its address tells this plugin's "rate" observation apart.
     char kRateDidChangeKVO = 0;
 };
+
+}  // namespace veyrakit

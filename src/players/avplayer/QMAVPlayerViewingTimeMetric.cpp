@@ -2,7 +2,9 @@
 
 #include "logging/QMLogger.h"
 #include "platform/QMFormat.h"
-#include "platform/avfoundation/AVPlayer.h"
+#include "veyrakit/platform/avfoundation/AVPlayer.h"
+
+namespace veyrakit {
 
 namespace {
 constexpr double kTickSeconds = 0.25;
@@ -171,3 +173,5 @@ void QMAVPlayerViewingTimeMetric::stopPlaying() {
     exitStateWithName(STATE_CURRENT_INTERVAL_PLAYING());
     isInPlayingMode_ = false;
 }
+
+}  // namespace veyrakit

@@ -6,8 +6,10 @@
 
 #include "metrics/QMViewedTime.h"
 #include "platform/QMJSON.h"
-#include "platform/avfoundation/CMTime.h"
 #include "players/avplayer/QMAVPlayerPlayingStateMetric.h"
+#include "veyrakit/platform/avfoundation/CMTime.h"
+
+namespace veyrakit {
 
 // How long the viewer watches, measured twice: playing time (wall-clock time in the "playing"
 // state, open while the player is meant to play and is not held up by buffering) and viewed time
@@ -81,3 +83,5 @@ class QMAVPlayerViewingTimeMetric : public QMAVPlayerPlayingStateMetric {
     QMJSON resultBeforAds_ = QMJSON::object();
     std::shared_ptr<QMObject> periodicalTimeObserver_;
 };
+
+}  // namespace veyrakit

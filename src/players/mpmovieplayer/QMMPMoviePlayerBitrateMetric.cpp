@@ -2,10 +2,12 @@
 
 #include "core/QMVeyraPlugin.h"
 #include "platform/QMConsole.h"
-#include "platform/mediaplayer/MPMoviePlayerController.h"
-#include "platform/mediaplayer/MPMoviePlayerNotifications.h"
 #include "reporting/QMPeriodicalReporter.h"
 #include "reporting/QMReportType.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerController.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerNotifications.h"
+
+namespace veyrakit {
 
 QMMPMoviePlayerBitrateMetric::QMMPMoviePlayerBitrateMetric() {
     // Made before any shared owner exists: the handler calls in through the registration, which
@@ -78,3 +80,5 @@ std::optional<int64_t> QMMPMoviePlayerBitrateMetric::newestIndicatedBitrate() co
     }
     return truncatedBitrate(log->events().back()->indicatedBitrate());
 }
+
+}  // namespace veyrakit

@@ -3,8 +3,10 @@
 #include <optional>
 
 #include "platform/QMJSON.h"
-#include "platform/QMNotificationCenter.h"
 #include "players/mpmovieplayer/QMMPMoviePlayerStatelessMetric.h"
+#include "veyrakit/platform/QMNotificationCenter.h"
+
+namespace veyrakit {
 
 // The movie player's indicated bitrate, read from its own access log when a report is made. The
 // movie player announces no new log entry, so a change of any player's load state stands for one:
@@ -44,3 +46,5 @@ class QMMPMoviePlayerBitrateMetric : public QMMPMoviePlayerStatelessMetric {
     bool mustSendPulseImmediately_ = false;
     std::optional<QMJSON> unsentAvailableBitratesReport_;
 };
+
+}  // namespace veyrakit

@@ -2,9 +2,11 @@
 
 #include <any>
 
-#include "platform/mediaplayer/MPMoviePlayerController.h"
-#include "platform/mediaplayer/MPMoviePlayerNotifications.h"
 #include "players/mpmovieplayer/QMMPMoviePlayerControllerVeyraPlugin.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerController.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerNotifications.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -76,3 +78,5 @@ void QMMPMoviePlayerBufferingMetric::takeLoadState() {
         handlePlayback();
     }
 }
+
+}  // namespace veyrakit

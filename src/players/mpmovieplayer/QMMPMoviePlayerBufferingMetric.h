@@ -6,7 +6,9 @@
 
 #include "core/QMPluginBufferingMetric.h"
 #include "platform/QMJSON.h"
-#include "platform/QMNotificationCenter.h"
+#include "veyrakit/platform/QMNotificationCenter.h"
+
+namespace veyrakit {
 
 class MPMoviePlayerController;
 
@@ -46,3 +48,5 @@ class QMMPMoviePlayerBufferingMetric : public QMPluginBufferingMetric {
 
     std::shared_ptr<MPMoviePlayerController> player_;
 };
+
+}  // namespace veyrakit

@@ -5,9 +5,11 @@
 #include "core/QMObjectRepository.h"
 #include "core/QMStreamType.h"
 #include "logging/QMLogger.h"
-#include "platform/mediaplayer/MPMoviePlayerNotifications.h"
 #include "players/mpmovieplayer/QMMPMoviePlayerEventManager.h"
 #include "players/mpmovieplayer/QMMPMoviePlayerMetricManager.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerNotifications.h"
+
+namespace veyrakit {
 
 QMMPMoviePlayerControllerVeyraPlugin::QMMPMoviePlayerControllerVeyraPlugin() = default;
 QMMPMoviePlayerControllerVeyraPlugin::~QMMPMoviePlayerControllerVeyraPlugin() = default;
@@ -125,3 +127,5 @@ void QMMPMoviePlayerControllerVeyraPlugin::onPlaybackStateChange(const QMNotific
 void QMMPMoviePlayerControllerVeyraPlugin::itemDidFinishPlaying(const QMNotification&) { onPlayerStop(); }
 
 void QMMPMoviePlayerControllerVeyraPlugin::dispose() { deregisterEventHandlers(); }
+
+}  // namespace veyrakit

@@ -4,9 +4,11 @@
 #include <string>
 
 #include "core/QMVeyraPlugin.h"
-#include "platform/QMNotificationCenter.h"
-#include "platform/mediaplayer/MPMoviePlayerController.h"
 #include "veyrakit/QMCustomMetadata.h"
+#include "veyrakit/platform/QMNotificationCenter.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerController.h"
+
+namespace veyrakit {
 
 // The plugin that monitors one MPMoviePlayerController: its content URL is the playback URL, the
 // playing state starts the session and the end-of-playback notification marks it stopped,
@@ -72,3 +74,5 @@ class QMMPMoviePlayerControllerVeyraPlugin : public QMVeyraPlugin {
   private:
     std::shared_ptr<MPMoviePlayerController> player_;
 };
+
+}  // namespace veyrakit

@@ -1,7 +1,9 @@
 #include "players/mpmovieplayer/QMMPMoviePlayerFullScreenMetric.h"
 
-#include "platform/mediaplayer/MPMoviePlayerController.h"
-#include "platform/mediaplayer/MPMoviePlayerNotifications.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerController.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerNotifications.h"
+
+namespace veyrakit {
 
 const std::string& QMMPMoviePlayerFullScreenMetric::STATE_FULL_SCREEN() {
     return QMFullScreenPlayingState::STATE_FULL_SCREEN();
@@ -59,3 +61,5 @@ void QMMPMoviePlayerFullScreenMetric::afterMetricCollected() {
     QMMPMoviePlayerPlayingStateMetric::afterMetricCollected();
     fullScreen_.afterMetricCollected();
 }
+
+}  // namespace veyrakit

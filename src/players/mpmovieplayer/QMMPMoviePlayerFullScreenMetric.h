@@ -6,6 +6,8 @@
 #include "platform/QMJSON.h"
 #include "players/mpmovieplayer/QMMPMoviePlayerPlayingStateMetric.h"
 
+namespace veyrakit {
+
 // Time watched in full screen on a movie player: playing, not buffering and full screen, the
 // last known from the player's own full-screen notifications. A view already full screen when
 // collection starts counts only from the next full-screen notification.
@@ -40,3 +42,5 @@ class QMMPMoviePlayerFullScreenMetric : public QMMPMoviePlayerPlayingStateMetric
   private:
     QMFullScreenPlayingState fullScreen_{*this};
 };
+
+}  // namespace veyrakit

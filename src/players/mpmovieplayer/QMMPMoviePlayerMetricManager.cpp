@@ -9,6 +9,8 @@
 #include "players/mpmovieplayer/QMMPMoviePlayerTimeUtilMetric.h"
 #include "players/mpmovieplayer/QMMPMoviePlayerViewingTimeMetric.h"
 
+namespace veyrakit {
+
 QMMPMoviePlayerMetricManager::QMMPMoviePlayerMetricManager() {
     insertMetric(BITRATE_METRIC_KEY, std::make_shared<QMMPMoviePlayerBitrateMetric>());
     insertMetric(VIEWING_TIME_METRIC_KEY, std::make_shared<QMMPMoviePlayerViewingTimeMetric>());
@@ -17,3 +19,5 @@ QMMPMoviePlayerMetricManager::QMMPMoviePlayerMetricManager() {
     insertMetric(FULL_SCREEN_METRIC_KEY, std::make_shared<QMMPMoviePlayerFullScreenMetric>());
     insertMetric(ELAPSED_TIME_METRIC_KEY, std::make_shared<QMMPMoviePlayerTimeUtilMetric>());
 }
+
+}  // namespace veyrakit

@@ -5,10 +5,12 @@
 #include "core/QMObjectRepository.h"
 #include "core/QMVeyraPlugin.h"
 #include "logging/QMLogger.h"
-#include "platform/mediaplayer/MPMoviePlayerNotifications.h"
 #include "players/mpmovieplayer/QMMPMoviePlayerControllerVeyraPlugin.h"
 #include "reporting/QMOnDemandReporter.h"
 #include "reporting/QMReportType.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerNotifications.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -103,3 +105,5 @@ void QMMPMoviePlayerOnMediaErrorHandler::stopObservingSessionId() {
         plugin_->removeObserver(this, "sessionId");
     }
 }
+
+}  // namespace veyrakit

@@ -3,7 +3,9 @@
 #include <string>
 
 #include "events/QMEventHandler.h"
-#include "platform/QMNotificationCenter.h"
+#include "veyrakit/platform/QMNotificationCenter.h"
+
+namespace veyrakit {
 
 class MPMoviePlayerController;
 class QMVeyraPlugin;
@@ -43,3 +45,5 @@ class QMMPMoviePlayerOnMediaErrorHandler : public QMEventHandler {
     // Whether the plugin's "sessionId" is observed now, so that release removes it.
     bool observingSessionId_ = false;
 };
+
+}  // namespace veyrakit

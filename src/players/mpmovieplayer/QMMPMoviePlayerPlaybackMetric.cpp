@@ -3,10 +3,12 @@
 #include "core/QMVeyraPlugin.h"
 #include "logging/QMLogger.h"
 #include "platform/QMFormat.h"
-#include "platform/mediaplayer/MPMoviePlayerController.h"
-#include "platform/mediaplayer/MPMoviePlayerNotifications.h"
 #include "reporting/QMPeriodicalReporter.h"
 #include "reporting/QMReportType.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerController.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerNotifications.h"
+
+namespace veyrakit {
 
 QMMPMoviePlayerPlaybackMetric::QMMPMoviePlayerPlaybackMetric() {
     // Made before any shared owner exists: the handler calls in through the registration, which
@@ -92,3 +94,5 @@ void QMMPMoviePlayerPlaybackMetric::stopPlayback() {
     isPlaybackFinished_ = true;
     onPlaybackCompleted();
 }
+
+}  // namespace veyrakit

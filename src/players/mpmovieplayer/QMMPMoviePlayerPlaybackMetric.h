@@ -3,8 +3,10 @@
 #include <optional>
 
 #include "platform/QMJSON.h"
-#include "platform/QMNotificationCenter.h"
 #include "players/mpmovieplayer/QMMPMoviePlayerStatelessMetric.h"
+#include "veyrakit/platform/QMNotificationCenter.h"
+
+namespace veyrakit {
 
 // Whether the movie player is playing (a boolean from its playback state) and the asset's
 // duration in whole seconds, in every periodical report; the duration once more as a
@@ -49,3 +51,5 @@ class QMMPMoviePlayerPlaybackMetric : public QMMPMoviePlayerStatelessMetric {
     std::optional<QMJSON> unsentDurationReport_;
     int32_t assetDuration_ = 0;
 };
+
+}  // namespace veyrakit

@@ -1,8 +1,10 @@
 #include "players/mpmovieplayer/QMMPMoviePlayerPlayingStateMetric.h"
 
-#include "platform/mediaplayer/MPMoviePlayerController.h"
-#include "platform/mediaplayer/MPMoviePlayerNotifications.h"
 #include "players/mpmovieplayer/QMMPMoviePlayerControllerVeyraPlugin.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerController.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerNotifications.h"
+
+namespace veyrakit {
 
 QMMPMoviePlayerPlayingStateMetric::QMMPMoviePlayerPlayingStateMetric()
     : player_(QMMPMoviePlayerControllerVeyraPlugin::currentPlayer()) {}
@@ -54,3 +56,5 @@ void QMMPMoviePlayerPlayingStateMetric::observePlayerNotification(const char* na
 void QMMPMoviePlayerPlayingStateMetric::stopObservingPlayer() {
     QMNotificationCenter::defaultCenter()->removeObserver(this);
 }
+
+}  // namespace veyrakit

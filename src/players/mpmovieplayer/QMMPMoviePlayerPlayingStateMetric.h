@@ -2,7 +2,9 @@
 #include <memory>
 
 #include "metrics/QMStatefulMetric.h"
-#include "platform/QMNotificationCenter.h"
+#include "veyrakit/platform/QMNotificationCenter.h"
+
+namespace veyrakit {
 
 class MPMoviePlayerController;
 
@@ -37,3 +39,5 @@ class QMMPMoviePlayerPlayingStateMetric : public QMStatefulMetric {
 
     std::shared_ptr<MPMoviePlayerController> player_;
 };
+
+}  // namespace veyrakit

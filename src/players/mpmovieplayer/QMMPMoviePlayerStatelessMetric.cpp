@@ -2,5 +2,9 @@
 
 #include "players/mpmovieplayer/QMMPMoviePlayerControllerVeyraPlugin.h"
 
+namespace veyrakit {
+
 QMMPMoviePlayerStatelessMetric::QMMPMoviePlayerStatelessMetric()
     : player_(QMMPMoviePlayerControllerVeyraPlugin::currentPlayer()) {}
+
+}  // namespace veyrakit

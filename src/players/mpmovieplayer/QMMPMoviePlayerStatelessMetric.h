@@ -3,6 +3,8 @@
 
 #include "core/QMPluginStatelessMetric.h"
 
+namespace veyrakit {
+
 class MPMoviePlayerController;
 
 // The stateless movie player metrics: the plugin's one-shot report held back for the session id,
@@ -16,3 +18,5 @@ class QMMPMoviePlayerStatelessMetric : public QMPluginStatelessMetric {
 
     std::shared_ptr<MPMoviePlayerController> player_;
 };
+
+}  // namespace veyrakit

@@ -3,7 +3,11 @@
 #include "core/QMObjectRepository.h"
 #include "core/QMVeyraPlugin.h"
 
+namespace veyrakit {
+
 QMMPMoviePlayerTimeUtilMetric::QMMPMoviePlayerTimeUtilMetric()
     : plugin_(QMObjectRepository::getRepositoryInstance()->plugin()) {}
 
 bool QMMPMoviePlayerTimeUtilMetric::reportsAlive() const { return false; }
+
+}  // namespace veyrakit

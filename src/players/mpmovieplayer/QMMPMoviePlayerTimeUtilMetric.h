@@ -3,6 +3,8 @@
 
 #include "metrics/QMElapsedTimeMetric.h"
 
+namespace veyrakit {
+
 class QMVeyraPlugin;
 
 // The time frame of every periodical report of a movie player plugin. Its reports carry no
@@ -20,3 +22,5 @@ class QMMPMoviePlayerTimeUtilMetric : public QMElapsedTimeMetric {
   private:
     std::shared_ptr<QMVeyraPlugin> plugin_;
 };
+
+}  // namespace veyrakit

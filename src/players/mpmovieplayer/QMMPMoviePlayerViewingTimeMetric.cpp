@@ -2,7 +2,9 @@
 
 #include "platform/QMFormat.h"
 #include "platform/QMTimer.h"
-#include "platform/mediaplayer/MPMoviePlayerController.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerController.h"
+
+namespace veyrakit {
 
 namespace {
 constexpr double kTickSeconds = 0.25;
@@ -152,3 +154,5 @@ void QMMPMoviePlayerViewingTimeMetric::startPlaying() {
     enterStateWithName(STATE_CURRENT_INTERVAL_PLAYING());
     isInPlayingMode_ = true;
 }
+
+}  // namespace veyrakit

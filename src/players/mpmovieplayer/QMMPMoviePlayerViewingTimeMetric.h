@@ -8,6 +8,8 @@
 #include "platform/QMJSON.h"
 #include "players/mpmovieplayer/QMMPMoviePlayerPlayingStateMetric.h"
 
+namespace veyrakit {
+
 class QMTimer;
 
 // How long the viewer of a movie player watches: playing time (wall-clock time in the "playing"
@@ -71,3 +73,5 @@ class QMMPMoviePlayerViewingTimeMetric : public QMMPMoviePlayerPlayingStateMetri
     QMViewedTime viewedTime_;
     std::shared_ptr<QMTimer> currentTimeChangeTimer_;
 };
+
+}  // namespace veyrakit

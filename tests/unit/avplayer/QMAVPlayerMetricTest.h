@@ -6,10 +6,12 @@
 
 #include "core/QMObjectRepository.h"
 #include "metrics/QMMetric.h"
-#include "platform/avfoundation/AVPlayer.h"
 #include "players/avplayer/QMAVPlayerVeyraPlugin.h"
 #include "support/QMTestEnvironment.h"
 #include "veyrakit/VeyraKit.h"
+#include "veyrakit/platform/avfoundation/AVPlayer.h"
+
+namespace veyrakit {
 
 // An AVPlayer plugin around a given player that observes nothing itself.
 class QMMetricTestAVPlayerPlugin : public QMAVPlayerVeyraPlugin {
@@ -92,3 +94,5 @@ class QMAVPlayerMetricTest : public QMVirtualTimeTest {
     std::shared_ptr<AVPlayer> player;
     std::shared_ptr<QMMetricTestAVPlayerPlugin> plugin;
 };
+
+}  // namespace veyrakit

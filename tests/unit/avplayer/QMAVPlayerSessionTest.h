@@ -5,12 +5,14 @@
 #include <vector>
 
 #include "facade/QMMonitoringSessions.h"
-#include "platform/QMNotificationCenter.h"
 #include "players/avplayer/QMAVPlayerVeyraPlugin.h"
 #include "simulator/QMFacadeSimulatorHost.h"
 #include "simulator/QMPlayerSimulator.h"
 #include "simulator/QMScenarioParser.h"
 #include "unit/core/QMCoreTestSupport.h"
+#include "veyrakit/platform/QMNotificationCenter.h"
+
+namespace veyrakit {
 
 // Sessions monitored through the facade: a simulated AVPlayer whose host steps reach the facade,
 // a server stub answering the session request after `initDelay` and every report with {}.
@@ -110,3 +112,5 @@ class QMAVPlayerSessionTest : public QMCoreTest {
     std::shared_ptr<AVPlayer> player =
         AVPlayer::playerWithURL(QMURL::URLWithString("https://cdn.example/v/index.m3u8"));
 };
+
+}  // namespace veyrakit

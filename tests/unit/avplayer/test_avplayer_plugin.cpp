@@ -1,13 +1,15 @@
 #include <gtest/gtest.h>
 
 #include "metrics/QMMetricManager.h"
-#include "platform/avfoundation/AVAsset.h"
 #include "players/avplayer/QMAVPlayerBitrateMetric.h"
 #include "players/avplayer/QMAVPlayerBufferingMetric.h"
 #include "players/avplayer/QMAVPlayerFullScreenMetric.h"
 #include "players/avplayer/QMAVPlayerPlaybackMetric.h"
 #include "players/avplayer/QMAVPlayerViewingTimeMetric.h"
 #include "unit/avplayer/QMAVPlayerSessionTest.h"
+#include "veyrakit/platform/avfoundation/AVAsset.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -125,3 +127,5 @@ TEST_F(QMAVPlayerPluginTest, DestroyNotificationDisposesOnceAndLeavesNothingObse
     player->play();  // no longer observed: no revival
     EXPECT_FALSE(plugin()->metricManager());
 }
+
+}  // namespace veyrakit

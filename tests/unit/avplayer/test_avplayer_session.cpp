@@ -3,6 +3,8 @@
 #include "players/avplayer/QMAVPlayerViewingTimeMetric.h"
 #include "unit/avplayer/QMAVPlayerSessionTest.h"
 
+namespace veyrakit {
+
 namespace {
 
 // 40 s of media on a two-rung ladder: join buffering of 2 s, a switch up at 0:12, full screen
@@ -154,3 +156,5 @@ TEST_F(QMAVPlayerSessionTest, AStallWithTheRateDroppedIsPausedBufferingAndReport
     ASSERT_EQ(stream.size(), 6u);
     EXPECT_NE(stream[5].find(kReportAfterTheStall), std::string::npos) << stream[5];
 }
+
+}  // namespace veyrakit

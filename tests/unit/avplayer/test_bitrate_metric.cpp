@@ -3,6 +3,8 @@
 #include "players/avplayer/QMAVPlayerBitrateMetric.h"
 #include "unit/avplayer/QMAVPlayerSessionTest.h"
 
+namespace veyrakit {
+
 namespace {
 
 // The player plays from the start; the session id arrives after 1 s, periodical reports follow
@@ -84,3 +86,5 @@ TEST_F(QMBitrateMetricTest, HeldReportsGoOutOnceInTheOrderTheMetricsWereMadeWhen
     EXPECT_EQ(count("I B BRs:'[400000, 800000, 1500000, ]', "), 1);
     EXPECT_EQ(count("I BR ") + count("I JR ") + count("I DR "), 3);
 }
+
+}  // namespace veyrakit

@@ -4,6 +4,8 @@
 #include "players/avplayer/QMAVPlayerBufferingMetric.h"
 #include "unit/avplayer/QMAVPlayerMetricTest.h"
 
+namespace veyrakit {
+
 using QMAVPlayerBufferingMetricTest = QMAVPlayerMetricTest;
 using Bodies = std::vector<std::string>;
 
@@ -109,3 +111,5 @@ TEST_F(QMAVPlayerBufferingMetricTest, DuringAnAdvertisementTheIntervalIsNotReope
     EXPECT_EQ(values(*metric), "20000 20000 1000");
     metric->stopMetricCollection();
 }
+
+}  // namespace veyrakit

@@ -3,6 +3,8 @@
 #include "players/avplayer/QMAVPlayerFullScreenMetric.h"
 #include "unit/avplayer/QMAVPlayerMetricTest.h"
 
+namespace veyrakit {
+
 using QMAVPlayerFullScreenMetricTest = QMAVPlayerMetricTest;
 
 TEST_F(QMAVPlayerFullScreenMetricTest, CountsOnlyPlayingUnbufferedFullScreenTimeCutAtReports) {
@@ -41,3 +43,5 @@ TEST_F(QMAVPlayerFullScreenMetricTest, CountsOnlyPlayingUnbufferedFullScreenTime
     EXPECT_EQ(item->observationCount(), itemObservations);
     EXPECT_EQ(player->observationCount(), playerObservations);
 }
+
+}  // namespace veyrakit

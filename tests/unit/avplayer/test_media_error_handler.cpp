@@ -2,6 +2,8 @@
 
 #include "unit/avplayer/QMAVPlayerSessionTest.h"
 
+namespace veyrakit {
+
 namespace {
 
 const char* const kHeader = "url https://media.veyrakit.invalid/vod/clip/master.m3u8\nduration 2:00\n";
@@ -52,3 +54,5 @@ TEST_F(QMAVPlayerSessionTest, PlayerAndItemBothFailedReportTwice) {
     EXPECT_EQ(count("I X Media error"), 2);
     expectNothingLeft(player);
 }
+
+}  // namespace veyrakit

@@ -3,6 +3,8 @@
 #include "players/avplayer/QMAVPlayerPlaybackMetric.h"
 #include "unit/avplayer/QMAVPlayerSessionTest.h"
 
+namespace veyrakit {
+
 namespace {
 
 // The player plays from the start; the session id arrives after 5 s.
@@ -64,3 +66,5 @@ TEST_F(QMPlaybackMetricTest, EndDuringAdvertisementIsIgnoredAndAHostStopAfterItE
     EXPECT_EQ(reports().size(), 4u);
     EXPECT_TRUE(plugin()->destroyed());
 }
+
+}  // namespace veyrakit

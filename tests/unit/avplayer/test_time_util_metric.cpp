@@ -4,6 +4,8 @@
 #include "players/avplayer/QMAVPlayerTimeUtilMetric.h"
 #include "unit/avplayer/QMAVPlayerMetricTest.h"
 
+namespace veyrakit {
+
 using QMAVPlayerTimeUtilMetricTest = QMAVPlayerMetricTest;
 
 TEST_F(QMAVPlayerTimeUtilMetricTest, ReportsElapsedTimesThePeriodAndTheMinuteLivenessFlag) {
@@ -38,3 +40,5 @@ TEST_F(QMAVPlayerTimeUtilMetricTest, ReportsElapsedTimesThePeriodAndTheMinuteLiv
     metric.reset();
     EXPECT_TRUE(released.expired());
 }
+
+}  // namespace veyrakit

@@ -3,6 +3,8 @@
 #include "players/avplayer/QMAVPlayerViewingTimeMetric.h"
 #include "unit/avplayer/QMAVPlayerMetricTest.h"
 
+namespace veyrakit {
+
 using QMAVPlayerViewingTimeMetricTest = QMAVPlayerMetricTest;
 using Metric = QMAVPlayerViewingTimeMetric;
 
@@ -94,3 +96,5 @@ TEST_F(QMAVPlayerViewingTimeMetricTest, AnAdvertisementFreezesTheValuesForOneRep
     EXPECT_EQ(values(*metric), "5000 2000 7000 2000");
     metric->stopMetricCollection();
 }
+
+}  // namespace veyrakit

@@ -7,6 +7,8 @@
 #include "collector/QMCollectorPolicy.h"
 #include "collector/QMCollectorResponder.h"
 
+namespace veyrakit {
+
 using Json = nlohmann::ordered_json;
 
 namespace {
@@ -155,3 +157,5 @@ TEST(CollectorResponder, ReportSequencesAdvancePerSessionAndOnlyOnPeriodicalRepo
     EXPECT_EQ(responder.answerReport(a, "P").body, R"({"skipReports":-1})");
     EXPECT_EQ(responder.answerReport(a, "L").status, 200);
 }
+
+}  // namespace veyrakit

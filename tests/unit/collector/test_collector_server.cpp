@@ -6,6 +6,8 @@
 
 #include "collector/QMCollectorServer.h"
 
+namespace veyrakit {
+
 using Json = nlohmann::ordered_json;
 
 namespace {
@@ -234,3 +236,5 @@ TEST(CollectorServer, BytesThatAreNotUTF8AreStoredAndServedAsReplacementCharacte
     EXPECT_EQ(stored[2].body, "\xC8 not JSON");
     server.stop();
 }
+
+}  // namespace veyrakit

@@ -4,6 +4,8 @@
 #include "collector/QMJSONLayout.h"
 #include "collector/QMSessionAnalyzer.h"
 
+namespace veyrakit {
+
 // The two diagnostic streams as the collector judges them: hand-made posts of the AVPlayer
 // reporter (pretty JSON on the session events endpoint) and of the movie player handler (compact
 // JSON on the diagnostic events endpoint).
@@ -224,3 +226,5 @@ TEST(DiagnosticAttribution, AMoviePlayerPostBelongsToTheNewestSessionOfItsAssetA
     // The AVPlayer reporter posts only once it knows the session: no guessing for its stream.
     EXPECT_EQ(sessionOf(QMCollectorEndpoint::SessionEvents, movie), std::nullopt);
 }
+
+}  // namespace veyrakit

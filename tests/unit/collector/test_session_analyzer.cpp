@@ -7,6 +7,8 @@
 #include "collector/QMSessionAnalyzer.h"
 #include "collector/QMSessionTimeline.h"
 
+namespace veyrakit {
+
 using Json = nlohmann::ordered_json;
 
 namespace {
@@ -515,3 +517,5 @@ TEST_F(MoviePlayerSessionAnalysis, ALiveStreamNeedsNoDurationReport) {
     EXPECT_EQ(violations(analyze(25000 + 60001), "duration.once"),
               (std::vector<std::string>{"#11 the session ended without a playback-duration report"}));
 }
+
+}  // namespace veyrakit

@@ -9,8 +9,11 @@
 #include "events/QMEventManager.h"
 #include "facade/QMMonitoringSessions.h"
 #include "metrics/QMMetricManager.h"
+#include "support/QMConsoleCapture.h"
 #include "support/QMTestEnvironment.h"
 #include "veyrakit/VeyraKit.h"
+
+namespace veyrakit {
 
 // A player plugin without a player: plain managers, and a record of the hooks it received.
 class QMTestPlugin : public QMVeyraPlugin {
@@ -52,7 +55,7 @@ inline std::shared_ptr<QMTestPlugin> makeTestPlugin(const QMTestPluginParams& p 
 
 // Logger lines "<level> <prefix>\t{<message>}{<date>}" as "<level> <prefix> <message>"; other
 // console lines as they are.
-inline std::vector<std::string> loggedLines(const QMConsole::Capture& console) {
+inline std::vector<std::string> loggedLines(const QMConsoleCapture& console) {
     std::vector<std::string> out;
     for (const auto& line : console.lines()) {
         const auto tab = line.find("\t{"), end = line.rfind("}{");
@@ -92,3 +95,5 @@ class QMCoreTest : public QMVirtualTimeTest {
     }
     std::vector<std::string> logs() const { return loggedLines(console); }
 };
+
+}  // namespace veyrakit

@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
-#include "platform/avfoundation/AVPlayer.h"
-#include "platform/mediaplayer/MPMoviePlayerController.h"
 #include "unit/core/QMCoreTestSupport.h"
 #include "veyrakit/QMVeyraKit.h"
+#include "veyrakit/platform/avfoundation/AVPlayer.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerController.h"
+
+namespace veyrakit {
 
 using Lines = std::vector<std::string>;
 
@@ -134,3 +136,5 @@ TEST_F(QMFacadeTest, CommandsReachOnlyTheAVPlayerPlugin) {
     EXPECT_EQ(av()->commands, (Lines{"fullScreen", "window", "stop", "startAds", "stopAds"}));
     EXPECT_EQ(logs(), Lines{"E X Viewer wants to report a fault but there is no reporter to do that. "});
 }
+
+}  // namespace veyrakit

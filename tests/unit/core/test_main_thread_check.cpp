@@ -3,10 +3,12 @@
 #include <memory>
 #include <thread>
 
-#include "platform/QMRunLoop.h"
 #include "platform/QMThreadChecker.h"
 #include "support/QMTestEnvironment.h"
 #include "veyrakit/QMVeyraKit.h"
+#include "veyrakit/platform/QMRunLoop.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -51,3 +53,5 @@ TEST_F(MainThreadCheckTest, FacadeCalledOffTheMainLoopThreadIsReported) {
 }
 
 }  // namespace
+
+}  // namespace veyrakit

@@ -6,6 +6,8 @@
 #include "reporting/QMPeriodicalReporter.h"
 #include "unit/core/QMCoreTestSupport.h"
 
+namespace veyrakit {
+
 using Lines = std::vector<std::string>;
 
 namespace {
@@ -159,3 +161,5 @@ TEST_F(QMCoreTest, DestroyRunsOnceReleasesTheSessionPartsAndARestartRevivesIt) {
     QMObjectRepository::getRepositoryInstance()->setPlugin(nullptr);
     EXPECT_TRUE(released.expired());
 }
+
+}  // namespace veyrakit

@@ -6,9 +6,11 @@
 
 #include "core/QMObjectRepository.h"
 #include "core/QMSessionStartMessageDelegate.h"
-#include "platform/QMNotificationCenter.h"
 #include "unit/core/QMCoreTestSupport.h"
 #include "veyrakit/VeyraKit.h"
+#include "veyrakit/platform/QMNotificationCenter.h"
+
+namespace veyrakit {
 
 using Lines = std::vector<std::string>;
 
@@ -73,3 +75,5 @@ TEST_F(QMCoreTest, SessionStartMessageDelegateNotifiesCompletionAndFailure) {
                                                                     {"sessionStartFailed", failing.get()}}));
     QMNotificationCenter::defaultCenter()->removeObserver(&token);
 }
+
+}  // namespace veyrakit

@@ -2,11 +2,13 @@
 
 #include "core/QMVeyraPlugin.h"
 #include "platform/QMJSON.h"
-#include "platform/QMNotificationCenter.h"
 #include "platform/QMUserDefaults.h"
 #include "reporting/QMPeriodicalReporter.h"
 #include "unit/core/QMCoreTestSupport.h"
 #include "veyrakit/VeyraKit.h"
+#include "veyrakit/platform/QMNotificationCenter.h"
+
+namespace veyrakit {
 
 using Lines = std::vector<std::string>;
 using Times = std::vector<int64_t>;
@@ -274,3 +276,5 @@ TEST_F(QMCoreTest, LogsHeldBackBeforeTheSessionShipWhenTheQueueFills) {
         {"cid", {"C-1"}}};
     EXPECT_EQ(bodies("/player/report"), Lines{QMJSONSerialization::dataWithJSONObject(report)});
 }
+
+}  // namespace veyrakit

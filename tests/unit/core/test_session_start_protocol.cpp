@@ -5,6 +5,8 @@
 #include "core/QMSessionStartProtocol.h"
 #include "platform/QMException.h"
 
+namespace veyrakit {
+
 using Protocol = QMSessionStartProtocol;
 
 namespace {
@@ -103,3 +105,5 @@ TEST(QMSessionStartProtocolTest, RequestBodyUserAgentAndBlankFields) {
     EXPECT_TRUE(Protocol::isBlank(" \t\n"));
     EXPECT_FALSE(Protocol::isBlank(" a "));
 }
+
+}  // namespace veyrakit

@@ -13,6 +13,8 @@
 #include "demo/QMDemoRemoteCollector.h"
 #include "demo/QMDemoRunner.h"
 
+namespace veyrakit {
+
 namespace {
 
 std::string parseError(const std::vector<std::string>& arguments) {
@@ -132,3 +134,5 @@ TEST(DemoOptions, InputsThatCannotBePlayedStopTheRunWithTheirStatus) {
             std::string("no veyrakit-collector answers at http://127.0.0.1:1 (GET /api/sessions failed)"),
             QMDemoError::kFailure));
 }
+
+}  // namespace veyrakit

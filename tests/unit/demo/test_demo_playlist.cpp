@@ -7,6 +7,8 @@
 #include "demo/QMDemoPlaylistServer.h"
 #include "simulator/QMScenarioParser.h"
 
+namespace veyrakit {
+
 // The master playlist the demo serves for a scenario's ladder, and its loopback server.
 
 namespace {
@@ -63,3 +65,5 @@ TEST(DemoPlaylist, TheServerAnswersAtTheMediaURLsPathOnLoopback) {
     EXPECT_EQ(body, QMDemoPlaylist::masterPlaylist(*scenario));
     server.stop();
 }
+
+}  // namespace veyrakit

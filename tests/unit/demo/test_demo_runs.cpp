@@ -11,6 +11,8 @@
 #include "demo/QMDemoSummaryPrinter.h"
 #include "support/QMLeftoverCheckedTest.h"
 
+namespace veyrakit {
+
 // The demo end to end: the simulated AVPlayer, the SDK through its facade, real HTTP to the
 // reference collector on loopback, the collector's summary and checks.
 
@@ -349,3 +351,5 @@ TEST_F(DemoRun, TheMoviePlayerScenarioShowsTheDiagnosticEventStream) {
               std::string::npos)
         << table;
 }
+
+}  // namespace veyrakit

@@ -7,6 +7,8 @@
 #include "diagnostics/QMAVPlayerLogFollower.h"
 #include "diagnostics/QMAVPlayerPlaylistReader.h"
 
+namespace veyrakit {
+
 namespace {
 
 using Strings = std::vector<std::string>;
@@ -148,3 +150,5 @@ TEST(QMAVPlayerPlaylistReader, PatternsTakeAverageBandwidthAndNeedAnEndingCharac
     // 1x2x3 is not two parts; the last RESOLUTION has nothing after it.
     EXPECT_TRUE(QMAVPlayerPlaylistReader::resolutionsInPlaylist(both).empty());
 }
+
+}  // namespace veyrakit

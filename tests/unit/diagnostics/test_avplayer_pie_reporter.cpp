@@ -10,9 +10,11 @@
 #include "platform/QMFileManager.h"
 #include "platform/QMRegularExpression.h"
 #include "platform/QMURLSession.h"
-#include "platform/avfoundation/AVURLAsset.h"
 #include "players/avplayer/QMAVPlayerVeyraPlugin.h"
 #include "support/QMTestEnvironment.h"
+#include "veyrakit/platform/avfoundation/AVURLAsset.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -218,3 +220,5 @@ TEST_F(QMAVPlayerPIEReporterTest, ThePluginMakesOneHandsItTheIdAndTheStopAndLets
     EXPECT_EQ(QMRunLoop::mainRunLoop()->timerCount(), 0u);
     QMObjectRepository::getRepositoryInstance()->setPlugin(nullptr);
 }
+
+}  // namespace veyrakit

@@ -4,8 +4,10 @@
 
 #include "diagnostics/QMMPMoviePlayerPIEHandler.h"
 #include "platform/QMURLSession.h"
-#include "platform/mediaplayer/MPMoviePlayerNotifications.h"
 #include "unit/mpmovieplayer/QMMPMoviePlayerSessionTest.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerNotifications.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -211,3 +213,5 @@ TEST_F(MovieDiagnostics, EveryNotificationRecordsItsTextWithTheKeptSpellings) {
                  "Not ready for display\n|Playback did finish\n|Playback did finish with error\n|"
                  "Playback did finish by user\n|Playback did finish\n"}));
 }
+
+}  // namespace veyrakit

@@ -8,6 +8,8 @@
 #include "platform/QMException.h"
 #include "support/QMTestEnvironment.h"
 
+namespace veyrakit {
+
 namespace {
 struct QMJournalHandler : QMEventHandler {
     QMJournalHandler(std::string n, std::vector<std::string>& j) : name(std::move(n)), journal(j) {}
@@ -63,3 +65,5 @@ TEST_F(QMEventManagerTest, HandlerListMustNotChangeWhileItIsWalked) {
     EXPECT_EQ(journal, (std::vector<std::string>{"attach error", "attach error", "attach pie"}));
     EXPECT_EQ(manager->handlers().size(), 1u);
 }
+
+}  // namespace veyrakit

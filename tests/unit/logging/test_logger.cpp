@@ -1,5 +1,7 @@
 #include "unit/reporting/QMReportingFixture.h"
 
+namespace veyrakit {
+
 namespace {
 
 class QMLoggerTest : public QMReportingTest {
@@ -86,3 +88,5 @@ TEST_F(QMLoggerTest, QueueSizeZeroSendsEachMessageNegativeSizeWaitsForFlush) {
 }
 
 }  // namespace
+
+}  // namespace veyrakit

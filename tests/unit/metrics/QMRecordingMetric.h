@@ -6,6 +6,9 @@
 
 #include "metrics/QMMetric.h"
 #include "platform/QMConsole.h"
+#include "support/QMConsoleCapture.h"
+
+namespace veyrakit {
 
 // A metric whose answers are set by the test and which counts every call the manager makes.
 class QMRecordingMetric : public QMMetric {
@@ -28,8 +31,8 @@ class QMRecordingMetric : public QMMetric {
 };
 
 // Console lines the logger wrote with this level, prefix and message (the closing date is not compared).
-inline long loggerLines(const QMConsole::Capture& console, const std::string& level,
-                        const std::string& prefix, const std::string& message) {
+inline long loggerLines(const QMConsoleCapture& console, const std::string& level, const std::string& prefix,
+                        const std::string& message) {
     const std::string head = level + " " + prefix + "\t{" + message + "}{";
     auto lines = console.lines();
     return std::count_if(lines.begin(), lines.end(),
@@ -46,3 +49,5 @@ std::optional<std::string> thrownBy(Fn fn) {
     }
     return std::nullopt;
 }
+
+}  // namespace veyrakit

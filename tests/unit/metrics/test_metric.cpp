@@ -6,6 +6,8 @@
 #include "support/QMTestEnvironment.h"
 #include "unit/metrics/QMRecordingMetric.h"
 
+namespace veyrakit {
+
 using QMMetricTest = QMVirtualTimeTest;
 
 TEST_F(QMMetricTest, ValueNamesAndShortKeys) {
@@ -101,3 +103,5 @@ TEST_F(QMMetricTest, StatefulMetricStatesAndLastActiveState) {
     EXPECT_THROW(metric.exitStateWithName("b", now() - 1), QMIllegalTimeStampException);
     EXPECT_TRUE(metric.isLastActiveState("b"));
 }
+
+}  // namespace veyrakit

@@ -5,6 +5,8 @@
 #include "support/QMTestEnvironment.h"
 #include "unit/metrics/QMRecordingMetric.h"
 
+namespace veyrakit {
+
 class QMMetricManagerTest : public QMVirtualTimeTest {
   protected:
     void SetUp() override {
@@ -69,3 +71,5 @@ TEST_F(QMMetricManagerTest, SendOutcomeGoesToEveryMetricOnly) {
     EXPECT_EQ(manager->metricForKey(3), metrics[3]);
     EXPECT_EQ(manager->metricForKey(QMMetricManager::PLAYBACK_METRIC_KEY), nullptr);
 }
+
+}  // namespace veyrakit

@@ -4,10 +4,12 @@
 #include "core/QMVeyraPlugin.h"
 #include "metrics/QMMetricManager.h"
 #include "platform/QMFormat.h"
-#include "platform/QMURL.h"
 #include "support/QMTestEnvironment.h"
 #include "unit/metrics/QMRecordingMetric.h"
 #include "veyrakit/VeyraKit.h"
+#include "veyrakit/platform/QMURL.h"
+
+namespace veyrakit {
 
 namespace {
 // Reports how many reset hooks ran before its values were computed.
@@ -94,3 +96,5 @@ TEST_F(QMReportMergeTest, EveryPeriodicalReportCarriesTheMergedValuesAndResetsOn
     runFor(30'000);
     EXPECT_EQ(periodicalReports().size(), 4u);
 }
+
+}  // namespace veyrakit

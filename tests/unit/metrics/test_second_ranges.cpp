@@ -4,6 +4,8 @@
 
 #include "metrics/QMSecondRanges.h"
 
+namespace veyrakit {
+
 TEST(QMSecondRanges, CountsDistinctSecondsWhateverTheOrderTheyArriveIn) {
     QMSecondRanges seconds;
     EXPECT_TRUE(seconds.empty());
@@ -38,3 +40,5 @@ TEST(QMSecondRanges, CountsDistinctSecondsWhateverTheOrderTheyArriveIn) {
     EXPECT_TRUE(seconds.insert(4));
     EXPECT_EQ(seconds.size(), 1u);
 }
+
+}  // namespace veyrakit

@@ -7,6 +7,8 @@
 #include "support/QMTestEnvironment.h"
 #include "unit/metrics/QMRecordingMetric.h"
 
+namespace veyrakit {
+
 class QMStateTest : public QMVirtualTimeTest {
   protected:
     std::shared_ptr<QMState> state = QMState::stateWithName("buffering");
@@ -72,3 +74,5 @@ TEST_F(QMStateTest, TotalsAndAverageCountTheOpenIntervalUpToTheCall) {
     EXPECT_EQ(state->getStateEntranceCount(), 1);
     EXPECT_DOUBLE_EQ(state->getStateAverageTime(), 40.0);
 }
+
+}  // namespace veyrakit

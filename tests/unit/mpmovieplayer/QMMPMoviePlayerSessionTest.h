@@ -5,13 +5,15 @@
 #include <vector>
 
 #include "facade/QMMonitoringSessions.h"
-#include "platform/QMNotificationCenter.h"
-#include "platform/mediaplayer/MPMoviePlayerController.h"
 #include "players/mpmovieplayer/QMMPMoviePlayerControllerVeyraPlugin.h"
 #include "simulator/QMFacadeSimulatorHost.h"
 #include "simulator/QMPlayerSimulator.h"
 #include "simulator/QMScenarioParser.h"
 #include "unit/core/QMCoreTestSupport.h"
+#include "veyrakit/platform/QMNotificationCenter.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerController.h"
+
+namespace veyrakit {
 
 // Movie player sessions monitored through the facade: a simulated MPMoviePlayerController, a
 // server stub answering the session request after `initDelay` and every report with {}.
@@ -118,3 +120,5 @@ class QMMPMoviePlayerSessionTest : public QMCoreTest {
 
     std::shared_ptr<QMPlayerSimulator> simulator;
 };
+
+}  // namespace veyrakit

@@ -1,13 +1,15 @@
 #include <gtest/gtest.h>
 
 #include "platform/QMException.h"
-#include "platform/mediaplayer/MPMoviePlayerNotifications.h"
 #include "players/mpmovieplayer/QMMPMoviePlayerBitrateMetric.h"
 #include "players/mpmovieplayer/QMMPMoviePlayerBufferingMetric.h"
 #include "players/mpmovieplayer/QMMPMoviePlayerPlaybackMetric.h"
 #include "players/mpmovieplayer/QMMPMoviePlayerTimeUtilMetric.h"
 #include "players/mpmovieplayer/QMMPMoviePlayerViewingTimeMetric.h"
 #include "unit/mpmovieplayer/QMMPMoviePlayerSessionTest.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerNotifications.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -158,3 +160,5 @@ TEST_F(QMMPMoviePlayerMetricTest, ElapsedTimeReportsNoAliveAndItsMinuteTimerRais
     metric.reset();
     EXPECT_TRUE(released.expired());
 }
+
+}  // namespace veyrakit

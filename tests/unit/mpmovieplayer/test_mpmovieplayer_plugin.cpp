@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
 #include "platform/QMException.h"
-#include "platform/mediaplayer/MPMoviePlayerNotifications.h"
 #include "unit/mpmovieplayer/QMMPMoviePlayerSessionTest.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerNotifications.h"
+
+namespace veyrakit {
 
 using QMMPMoviePlayerPluginTest = QMMPMoviePlayerSessionTest;
 using Plugin = QMMPMoviePlayerControllerVeyraPlugin;
@@ -100,3 +102,5 @@ TEST_F(QMMPMoviePlayerPluginTest, TheFacadeDestroysThenDisposesTheOldPluginWitho
     QMVeyraKit::viewerFaultReport("E1", "1.0");
     EXPECT_EQ(stubs().requestsTo("/player/report").size(), 0u);
 }
+
+}  // namespace veyrakit

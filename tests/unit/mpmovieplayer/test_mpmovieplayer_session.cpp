@@ -2,6 +2,8 @@
 
 #include "unit/mpmovieplayer/QMMPMoviePlayerSessionTest.h"
 
+namespace veyrakit {
+
 namespace {
 
 // 30 s of media: the viewer taps play before the content is ready (2 s of join buffering), pauses
@@ -147,3 +149,5 @@ at 0:15 stop
     EXPECT_EQ(count("I X Media error"), 0);
     expectSessionEnded(parts);
 }
+
+}  // namespace veyrakit

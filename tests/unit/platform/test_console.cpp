@@ -5,6 +5,9 @@
 #include <thread>
 
 #include "platform/QMConsole.h"
+#include "support/QMConsoleCapture.h"
+
+namespace veyrakit {
 
 TEST(Console, DefaultLineLayoutCarriesTimestampProcessAndThread) {
     const std::string line = QMConsole::formatLine("FileLogger path: /tmp/x");
@@ -26,11 +29,11 @@ TEST(Console, CapturesNestAndRestoreThePreviousSink) {
         }
     });
     {
-        QMConsole::Capture capture;
+        QMConsoleCapture capture;
         QMConsoleLog("Status code: %i", 200);
         QMConsoleLog("%@", std::string("{\n  \"a\" : 1\n}"));  // a multi-line message is one call
         {
-            QMConsole::Capture inner;
+            QMConsoleCapture inner;
             QMConsoleLog("inner only");
             EXPECT_EQ(inner.lines(), (std::vector<std::string>{"inner only"}));
         }
@@ -46,7 +49,7 @@ TEST(Console, CapturesNestAndRestoreThePreviousSink) {
 }
 
 TEST(Console, ConcurrentWritersProduceWholeLinesInEachWritersOrder) {
-    QMConsole::Capture capture;
+    QMConsoleCapture capture;
     std::vector<std::thread> writers;
     for (int t = 0; t < 4; ++t) {
         writers.emplace_back([t] {
@@ -66,3 +69,5 @@ TEST(Console, ConcurrentWritersProduceWholeLinesInEachWritersOrder) {
     }
     EXPECT_EQ(next, (std::vector<int>{200, 200, 200, 200}));
 }
+
+}  // namespace veyrakit

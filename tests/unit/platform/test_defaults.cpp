@@ -6,7 +6,10 @@
 #include "platform/QMConsole.h"
 #include "platform/QMFileManager.h"
 #include "platform/QMUserDefaults.h"
+#include "support/QMConsoleCapture.h"
 #include "support/QMTestEnvironment.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -19,7 +22,7 @@ class UserDefaultsTest : public QMVirtualTimeTest {
 
     std::string dir;
     std::string path;
-    QMConsole::Capture capture;
+    QMConsoleCapture capture;
 
     void SetUp() override {
         QMVirtualTimeTest::SetUp();
@@ -86,3 +89,5 @@ TEST_F(UserDefaultsTest, UnwritableLocationReportsFailureWithoutThrowing) {
     ASSERT_EQ(capture.lines().size(), 1u);
     EXPECT_EQ(capture.lines()[0].rfind("User defaults could not be written to " + unwritable + ": ", 0), 0u);
 }
+
+}  // namespace veyrakit

@@ -7,6 +7,8 @@
 #include "platform/QMUUID.h"
 #include "platform/UIDevice.h"
 
+namespace veyrakit {
+
 TEST(Device, FactsComeFromUnameUnlessOverridden) {
     utsname system{};
     ASSERT_EQ(uname(&system), 0);
@@ -39,3 +41,5 @@ TEST(UUID, RandomVersionFourInUpperCaseCanonicalForm) {
     }
     EXPECT_EQ(seen.size(), 200u);
 }
+
+}  // namespace veyrakit

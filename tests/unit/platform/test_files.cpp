@@ -7,6 +7,8 @@
 #include "platform/QMFileManager.h"
 #include "support/QMTestEnvironment.h"
 
+namespace veyrakit {
+
 namespace {
 
 class FilesTest : public QMVirtualTimeTest {
@@ -92,3 +94,5 @@ TEST_F(FilesTest, CreateReplacesContentsAndRemoveDeletesTrees) {
     EXPECT_FALSE(files->fileExistsAtPath(dir + "/tree"));
     EXPECT_FALSE(files->removeItemAtPath(dir + "/tree"));
 }
+
+}  // namespace veyrakit

@@ -4,6 +4,8 @@
 
 #include "platform/QMFormat.h"
 
+namespace veyrakit {
+
 namespace {
 
 class Described : public QMObject {
@@ -72,3 +74,5 @@ TEST(Format, LongOutputIsNotTruncated) {
     EXPECT_EQ(QMFormat("<%@>", std::string(500, 'z')), "<" + std::string(500, 'z') + ">");
     EXPECT_EQ(QMFormat("%f", 1e300).size(), 308u);
 }
+
+}  // namespace veyrakit

@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
-#include "platform/QMDate.h"
-#include "platform/QMRunLoop.h"
+#include "veyrakit/platform/QMDate.h"
+#include "veyrakit/platform/QMRunLoop.h"
+
+namespace veyrakit {
 
 namespace {
 const std::string kWireFormat = "yyyy-MM-dd'T'HH:mm:ss.SSS'Z'";
@@ -37,3 +39,5 @@ TEST(DateFormat, NowFollowsTheMainLoopsVirtualClock) {
     EXPECT_EQ(QMDate::date()->formatUTC(kWireFormat), "2023-11-14T22:13:22.000Z");
     QMRunLoop::setMainRunLoop(nullptr);
 }
+
+}  // namespace veyrakit

@@ -4,6 +4,8 @@
 
 #include "platform/QMJSON.h"
 
+namespace veyrakit {
+
 TEST(JSONSerialization, CompactKeepsInsertionOrderAndPlatformNumberForms) {
     QMJSON report = {{"type", "P"},
                      {"pulseNumber", 3},
@@ -92,3 +94,5 @@ TEST(JSONIntValue, ReadsNumbersAndNumericTextTheWayServersSendThrottleValues) {
     EXPECT_EQ(QMJSONIntValue(QMJSON("99999999999")), INT32_MAX);
     EXPECT_EQ(QMJSONIntValue(QMJSON(-99999999999LL)), INT32_MIN);
 }
+
+}  // namespace veyrakit

@@ -4,7 +4,9 @@
 #include <regex>
 
 #include "platform/QMException.h"
-#include "platform/QMObject.h"
+#include "veyrakit/platform/QMObject.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -135,3 +137,5 @@ TEST_F(KeyValueObservationTest, DescriptionNamesTheDynamicClassAndAddress) {
     EXPECT_EQ(asBase->description(), expected);
     EXPECT_EQ(std::make_shared<QMObject>()->className(), "QMObject");
 }
+
+}  // namespace veyrakit

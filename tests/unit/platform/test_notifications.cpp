@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "platform/QMNotificationCenter.h"
+#include "veyrakit/platform/QMNotificationCenter.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -81,3 +83,5 @@ TEST_F(NotificationCenterTest, ChangesDuringDeliveryAffectOnlyWhatFollows) {
     EXPECT_EQ(calls, (std::vector<std::string>{"plugin7", "late:tick"}));
     EXPECT_TRUE(capturedWeak.expired()) << "removing the observer releases what its handler held";
 }
+
+}  // namespace veyrakit

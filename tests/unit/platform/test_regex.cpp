@@ -3,6 +3,8 @@
 #include "platform/QMException.h"
 #include "platform/QMRegularExpression.h"
 
+namespace veyrakit {
+
 namespace {
 
 std::shared_ptr<QMRegularExpression> compile(const std::string& pattern, unsigned options = 0) {
@@ -101,3 +103,5 @@ TEST(RegularExpression, BadPatternsAndBadRanges) {
     EXPECT_THROW(QMSubstring("abc", {2, 2}), QMInvalidArgumentException);
     EXPECT_THROW(QMSubstring("abc", {}), QMInvalidArgumentException);
 }
+
+}  // namespace veyrakit

@@ -8,9 +8,11 @@
 
 #include "platform/QMClock.h"
 #include "platform/QMException.h"
-#include "platform/QMRunLoop.h"
 #include "platform/QMTimer.h"
 #include "support/QMTestEnvironment.h"
+#include "veyrakit/platform/QMRunLoop.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -187,3 +189,5 @@ TEST(RealClockTest, WallClockSetBackMovesTimestampsButNotARepeatingTimer) {
 }
 
 }  // namespace
+
+}  // namespace veyrakit

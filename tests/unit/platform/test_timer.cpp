@@ -4,9 +4,11 @@
 #include <string>
 #include <vector>
 
-#include "platform/QMRunLoop.h"
 #include "platform/QMTimer.h"
 #include "support/QMTestEnvironment.h"
+#include "veyrakit/platform/QMRunLoop.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -122,3 +124,5 @@ TEST_F(TimerTest, NonPositiveIntervalsBecomeTheMinimumOfATenthOfAMillisecond) {
 }
 
 }  // namespace
+
+}  // namespace veyrakit

@@ -11,6 +11,8 @@
 #include "support/QMRecordingConnectionDelegate.h"
 #include "support/QMTestEnvironment.h"
 
+namespace veyrakit {
+
 namespace {
 
 class URLStubTest : public QMVirtualTimeTest {
@@ -176,3 +178,5 @@ TEST_F(URLStubTest, DisableClearsStubsAndRecords) {
 }
 
 }  // namespace
+
+}  // namespace veyrakit

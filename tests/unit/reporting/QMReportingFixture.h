@@ -16,6 +16,8 @@
 #include "support/QMTestEnvironment.h"
 #include "veyrakit/VeyraKit.h"
 
+namespace veyrakit {
+
 class QMFakeMetric : public QMMetric {
   public:
     bool canCollectMetric() override { return true; }
@@ -88,3 +90,5 @@ class QMReportingTest : public QMVirtualTimeTest {
     std::deque<QMStubResponse> reportAnswers;
     QMStubResponse defaultReportAnswer = QMStubResponse::json("{}");
 };
+
+}  // namespace veyrakit

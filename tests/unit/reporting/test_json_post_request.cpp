@@ -2,6 +2,8 @@
 
 #include "reporting/QMJSONPostRequest.h"
 
+namespace veyrakit {
+
 TEST(QMJSONPostRequestTest, LeadingHeadersComeBeforeContentTypeAndLength) {
     auto url = QMURL::URLWithString("https://h.example/player/init");
     auto request =
@@ -22,3 +24,5 @@ TEST(QMJSONPostRequestTest, LeadingHeadersComeBeforeContentTypeAndLength) {
               (QMURLRequest::Headers{{"Content-Type", "text/plain"}, {"Content-Length", "0"}}));
     EXPECT_FALSE(plain->HTTPBody());
 }
+
+}  // namespace veyrakit

@@ -1,5 +1,7 @@
 #include "unit/reporting/QMReportingFixture.h"
 
+namespace veyrakit {
+
 namespace {
 
 class QMOnDemandReporterTest : public QMReportingTest {
@@ -43,3 +45,5 @@ TEST_F(QMOnDemandReporterTest, WithoutPeriodicalReporterEveryReportIsPulseOne) {
 }
 
 }  // namespace
+
+}  // namespace veyrakit

@@ -1,5 +1,7 @@
 #include "unit/reporting/QMReportingFixture.h"
 
+namespace veyrakit {
+
 namespace {
 
 class QMPeriodicalReporterTest : public QMReportingTest {
@@ -116,3 +118,5 @@ TEST_F(QMPeriodicalReporterTest, MinusTwoEndsTheSessionAndLaterAnswersAreIgnored
 }
 
 }  // namespace
+
+}  // namespace veyrakit

@@ -2,6 +2,8 @@
 #include "reporting/QMRestLoader.h"
 #include "unit/reporting/QMReportingFixture.h"
 
+namespace veyrakit {
+
 namespace {
 
 class QMRestLoaderTest : public QMReportingTest {
@@ -82,3 +84,5 @@ TEST_F(QMRestLoaderTest, ExceptionInCompletionIsWrittenToTheConsoleOnly) {
 }
 
 }  // namespace
+
+}  // namespace veyrakit

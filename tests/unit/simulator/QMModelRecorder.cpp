@@ -3,9 +3,11 @@
 #include <cstdio>
 
 #include "platform/QMClock.h"
-#include "platform/QMNotificationCenter.h"
-#include "platform/avfoundation/AVPlayerItemNotifications.h"
-#include "platform/mediaplayer/MPMoviePlayerNotifications.h"
+#include "veyrakit/platform/QMNotificationCenter.h"
+#include "veyrakit/platform/avfoundation/AVPlayerItemNotifications.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerNotifications.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -176,3 +178,5 @@ void QMModelRecorder::observeValueForKeyPath(const std::string& keyPath, QMObjec
 void QMModelRecorder::record(const std::string& what) {
     lines_.push_back(std::to_string(QMClock::currentTimeMillis() - originMillis_) + " " + what);
 }
+
+}  // namespace veyrakit

@@ -4,9 +4,11 @@
 #include <string>
 #include <vector>
 
-#include "platform/QMObject.h"
-#include "platform/avfoundation/AVPlayer.h"
-#include "platform/mediaplayer/MPMoviePlayerController.h"
+#include "veyrakit/platform/QMObject.h"
+#include "veyrakit/platform/avfoundation/AVPlayer.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerController.h"
+
+namespace veyrakit {
 
 // Writes down, in order, what an observer of a player model sees: every key-value change and
 // every notification, as "<ms since the recorder was made> <what> <value>" lines.
@@ -36,3 +38,5 @@ class QMModelRecorder : public QMObject {
     std::shared_ptr<AVPlayerItem> item_;
     std::shared_ptr<MPMoviePlayerController> moviePlayer_;
 };
+
+}  // namespace veyrakit

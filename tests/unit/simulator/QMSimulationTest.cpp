@@ -2,6 +2,8 @@
 
 #include "simulator/QMScenarioParser.h"
 
+namespace veyrakit {
+
 void QMSimulationTest::play(const std::string& text, int64_t forMillis,
                             std::shared_ptr<QMSimulatorHost> host) {
     simulator = QMPlayerSimulator::simulatorWithScenario(QMScenarioParser::parse(text), std::move(host));
@@ -20,3 +22,5 @@ void QMSimulationTest::TearDown() {
     simulator.reset();
     QMVirtualTimeTest::TearDown();
 }
+
+}  // namespace veyrakit

@@ -7,6 +7,8 @@
 #include "simulator/QMPlayerSimulator.h"
 #include "support/QMTestEnvironment.h"
 
+namespace veyrakit {
+
 // Plays scenario text on the virtual clock with a recorder watching the simulator's player.
 class QMSimulationTest : public QMVirtualTimeTest {
   protected:
@@ -16,3 +18,5 @@ class QMSimulationTest : public QMVirtualTimeTest {
     std::shared_ptr<QMPlayerSimulator> simulator;
     std::shared_ptr<QMModelRecorder> recorder;
 };
+
+}  // namespace veyrakit

@@ -7,9 +7,11 @@
 #include "QMSimulationTest.h"
 #include "platform/QMClock.h"
 #include "platform/QMException.h"
-#include "platform/QMNotificationCenter.h"
-#include "platform/avfoundation/AVPlayerItemNotifications.h"
-#include "platform/avfoundation/AVURLAsset.h"
+#include "veyrakit/platform/QMNotificationCenter.h"
+#include "veyrakit/platform/avfoundation/AVPlayerItemNotifications.h"
+#include "veyrakit/platform/avfoundation/AVURLAsset.h"
+
+namespace veyrakit {
 
 namespace {
 
@@ -213,3 +215,5 @@ TEST_F(AVPlayerSimulation, AnObserverThatThrowsDoesNotStopTheScenario) {
     EXPECT_EQ(simulator->player()->rate(), 0.0f);
     EXPECT_TRUE(simulator->isFinished());
 }
+
+}  // namespace veyrakit

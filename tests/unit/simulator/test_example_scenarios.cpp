@@ -6,6 +6,8 @@
 #include "simulator/QMScenarioParser.h"
 #include "support/QMTestEnvironment.h"
 
+namespace veyrakit {
+
 namespace {
 
 std::string scenarioPath(const std::string& name) {
@@ -55,3 +57,5 @@ TEST_F(ExampleScenarios, DefaultScenarioPlaysTheWholeMediaOverSixVariantPeriods)
     EXPECT_EQ(item->errorLog()->events().size(), 1u);
     EXPECT_EQ(item->accessLog()->events().at(0)->startupTime(), 1.8);
 }
+
+}  // namespace veyrakit

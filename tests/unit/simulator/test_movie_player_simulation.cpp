@@ -5,6 +5,8 @@
 
 #include "QMSimulationTest.h"
 
+namespace veyrakit {
+
 namespace {
 
 using Lines = std::vector<std::string>;
@@ -88,3 +90,5 @@ TEST_F(MoviePlayerSimulation, FailureAndUserExitCarryTheirFinishReasons) {
                      "4000 MPMoviePlayerPlaybackStateDidChangeNotification 0"}));
     EXPECT_DOUBLE_EQ(simulator->position(), 2.0);
 }
+
+}  // namespace veyrakit

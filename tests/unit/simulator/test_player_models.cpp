@@ -5,11 +5,13 @@
 
 #include "QMModelRecorder.h"
 #include "platform/QMException.h"
-#include "platform/QMNotificationCenter.h"
-#include "platform/avfoundation/AVPlayer.h"
-#include "platform/avfoundation/AVPlayerItemNotifications.h"
-#include "platform/mediaplayer/MPMoviePlayerController.h"
 #include "support/QMTestEnvironment.h"
+#include "veyrakit/platform/QMNotificationCenter.h"
+#include "veyrakit/platform/avfoundation/AVPlayer.h"
+#include "veyrakit/platform/avfoundation/AVPlayerItemNotifications.h"
+#include "veyrakit/platform/mediaplayer/MPMoviePlayerController.h"
+
+namespace veyrakit {
 
 using Lines = std::vector<std::string>;
 
@@ -165,3 +167,5 @@ TEST_F(PlayerModels, MoviePlayerFullScreenAndStallsInPlatformOrder) {
                                         "1000 MPMoviePlayerLoadStateDidChangeNotification 5",
                                         "2000 MPMoviePlayerLoadStateDidChangeNotification 2"}));
 }
+
+}  // namespace veyrakit

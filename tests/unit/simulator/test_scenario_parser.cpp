@@ -6,6 +6,8 @@
 #include "simulator/QMScenarioException.h"
 #include "simulator/QMScenarioParser.h"
 
+namespace veyrakit {
+
 namespace {
 
 const char* const header =
@@ -153,3 +155,5 @@ TEST(QMScenarioParser, AssetOtherNeedsNoURLAndUnreadableFileIsLineZero) {
         EXPECT_EQ(e.reason(), "/nonexistent/x.scenario:0: cannot read the scenario file");
     }
 }
+
+}  // namespace veyrakit

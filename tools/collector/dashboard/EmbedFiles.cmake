@@ -17,6 +17,8 @@ endforeach()
 file(WRITE "${OUTPUT}.tmp" "// Generated from tools/collector/dashboard/ by EmbedFiles.cmake; do not edit.
 #include \"collector/QMDashboardAssets.h\"
 
+namespace veyrakit {
+
 namespace {
 ${arrays}}  // namespace
 
@@ -25,6 +27,8 @@ const std::vector<QMDashboardAssets::Asset>& QMDashboardAssets::all() {
 ${entries}    };
     return assets;
 }
+
+}  // namespace veyrakit
 ")
 file(COPY_FILE "${OUTPUT}.tmp" "${OUTPUT}" ONLY_IF_DIFFERENT)
 file(REMOVE "${OUTPUT}.tmp")
