@@ -2,14 +2,19 @@
 
 #include <curl/curl.h>
 #include <cxxabi.h>
+#include <poll.h>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
 #include <sys/time.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <exception>
 #include <string>
+#include <thread>
 #include <typeinfo>
 #include <utility>
 #include <vector>
@@ -57,6 +62,33 @@ void runGuarded(const std::function<void()>& work) {
 
 int64_t saturatingAdd(int64_t a, int64_t b) { return b > INT64_MAX - a ? INT64_MAX : a + b; }
 
+// libcurl's deadlines run in real time whatever clock the loop keeps: a virtual loop holds its
+// clock still while a transfer is in flight.
+int64_t realMonotonicMicros() {
+    timespec ts{};
+    clock_gettime(CLOCK_MONOTONIC, &ts);
+    return static_cast<int64_t>(ts.tv_sec) * 1'000'000 + ts.tv_nsec / 1000;
+}
+
+constexpr int64_t kNever = INT64_MAX;
+
+// What libcurl asked the loop for: the sockets it wants watched (in the loop's epoll set), and
+// when it wants to be called without socket activity (real monotonic clock; kNever: not at all).
+struct CurlWatch {
+    int epollFd = -1;
+    std::size_t watchedSockets = 0;
+    std::atomic<int64_t> deadlineMicros{kNever};
+};
+
+// Milliseconds for a wait of `micros`, rounded up so that a wake-up a fraction of a millisecond
+// away does not spin; -1 (forever) for kForever-like distances.
+int waitMillis(int64_t micros) {
+    if (micros >= int64_t{INT_MAX} * 1000) {
+        return -1;
+    }
+    return static_cast<int>(std::clamp<int64_t>((micros + 999) / 1000, 0, INT_MAX));
+}
+
 QMSharedSlot<QMRunLoop>& mainLoopSlot() {
     static QMSharedSlot<QMRunLoop> slot;
     return slot;
@@ -76,6 +108,13 @@ struct QMRunLoop::Impl {
     };
 
     CURLM* multi = nullptr;
+    // The backend descriptor: an epoll set of libcurl's sockets and the wake-up eventfd.
+    int epollFd = -1;
+    int wakeFd = -1;
+    std::atomic<bool> wakePending{false};
+    // The thread running the loop now or last (posts from it need no wake-up).
+    std::atomic<std::thread::id> loopThread{};
+    CurlWatch curl;
     // post() is called from any thread (the URL session hands work to its worker this way). The
     // schedule shares the lock: a timer is invalidated by whoever drops its target last, and a
     // loop may be torn down on another thread than the one that ran it.
@@ -90,9 +129,51 @@ struct QMRunLoop::Impl {
     CallbackObserver callbackObserver;
 };
 
+namespace {
+
+// libcurl's socket callback: keeps the epoll set in step with the sockets it wants watched.
+int onCurlSocket(CURL*, curl_socket_t socket, int what, void* data, void*) {
+    auto* watch = static_cast<CurlWatch*>(data);
+    if (what == CURL_POLL_REMOVE) {
+        if (epoll_ctl(watch->epollFd, EPOLL_CTL_DEL, socket, nullptr) == 0) {
+            --watch->watchedSockets;
+        }
+        return 0;
+    }
+    epoll_event event{};
+    event.events = ((what & CURL_POLL_IN) ? EPOLLIN : 0u) | ((what & CURL_POLL_OUT) ? EPOLLOUT : 0u);
+    event.data.fd = socket;
+    if (epoll_ctl(watch->epollFd, EPOLL_CTL_MOD, socket, &event) != 0 &&
+        epoll_ctl(watch->epollFd, EPOLL_CTL_ADD, socket, &event) == 0) {
+        ++watch->watchedSockets;
+    }
+    return 0;
+}
+
+// libcurl's timer callback: when it wants to be called without socket activity.
+int onCurlTimer(CURLM*, long timeoutMillis, void* data) {
+    auto* watch = static_cast<CurlWatch*>(data);
+    watch->deadlineMicros =
+        timeoutMillis < 0 ? kNever : realMonotonicMicros() + int64_t{timeoutMillis} * 1000;
+    return 0;
+}
+
+}  // namespace
+
 QMRunLoop::QMRunLoop() : impl_(std::make_unique<Impl>()) {
     ensureCurlGlobal();
+    impl_->epollFd = epoll_create1(EPOLL_CLOEXEC);
+    impl_->wakeFd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    epoll_event wakeEvent{};
+    wakeEvent.events = EPOLLIN;
+    wakeEvent.data.fd = impl_->wakeFd;
+    epoll_ctl(impl_->epollFd, EPOLL_CTL_ADD, impl_->wakeFd, &wakeEvent);
+    impl_->curl.epollFd = impl_->epollFd;
     impl_->multi = curl_multi_init();
+    curl_multi_setopt(impl_->multi, CURLMOPT_SOCKETFUNCTION, &onCurlSocket);
+    curl_multi_setopt(impl_->multi, CURLMOPT_SOCKETDATA, &impl_->curl);
+    curl_multi_setopt(impl_->multi, CURLMOPT_TIMERFUNCTION, &onCurlTimer);
+    curl_multi_setopt(impl_->multi, CURLMOPT_TIMERDATA, &impl_->curl);
 }
 
 QMRunLoop::~QMRunLoop() {
@@ -117,6 +198,8 @@ QMRunLoop::~QMRunLoop() {
     }
     transfers.clear();
     curl_multi_cleanup(impl_->multi);
+    close(impl_->wakeFd);
+    close(impl_->epollFd);
 }
 
 std::shared_ptr<QMRunLoop> QMRunLoop::mainRunLoop() { return mainLoopSlot().get(); }
@@ -134,7 +217,7 @@ void QMRunLoop::post(std::function<void()> task) {
         std::lock_guard<std::mutex> lock(impl_->mutex);
         impl_->tasks.push_back(std::move(task));
     }
-    curl_multi_wakeup(impl_->multi);
+    wake();
 }
 
 void QMRunLoop::postAfter(int64_t delayMicros, std::function<void()> task) {
@@ -143,7 +226,7 @@ void QMRunLoop::postAfter(int64_t delayMicros, std::function<void()> task) {
         impl_->schedule.push_back({saturatingAdd(monotonicMicros(), std::max<int64_t>(delayMicros, 0)),
                                    impl_->nextSequence++, nullptr, std::move(task)});
     }
-    curl_multi_wakeup(impl_->multi);
+    wake();
 }
 
 void QMRunLoop::run() { runUntilMicros(kForever, true); }
@@ -185,7 +268,35 @@ void QMRunLoop::runUntilMicros(int64_t deadlineMicros, bool stoppable) {
 
 void QMRunLoop::stop() {
     impl_->stopRequested = true;
-    curl_multi_wakeup(impl_->multi);
+    wake();
+}
+
+void QMRunLoop::wake() {
+    if (impl_->loopThread.load(std::memory_order_relaxed) == std::this_thread::get_id() ||
+        impl_->wakePending.exchange(true)) {
+        return;
+    }
+    const uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = ::write(impl_->wakeFd, &one, sizeof one);
+}
+
+int QMRunLoop::backendDescriptor() const { return impl_->epollFd; }
+
+int QMRunLoop::backendTimeoutMillis() const {
+    if (impl_->wakePending || hasPendingTasks()) {
+        return 0;
+    }
+    const int64_t timer = nextDueMicros();
+    const int64_t untilTimer = timer == kForever ? kForever : std::max<int64_t>(timer - monotonicMicros(), 0);
+    const int64_t curl = impl_->curl.deadlineMicros;
+    const int64_t untilCurl =
+        curl == kForever ? kForever : std::max<int64_t>(curl - realMonotonicMicros(), 0);
+    return waitMillis(std::min(untilTimer, untilCurl));
+}
+
+void QMRunLoop::runDueWork() {
+    checkThreadIfMain("QMRunLoop::runDueWork");
+    runOnce(0);
 }
 
 bool QMRunLoop::consumeStop() { return impl_->stopRequested.exchange(false); }
@@ -217,7 +328,7 @@ void QMRunLoop::addTimer(const std::shared_ptr<QMTimer>& timer) {
         std::lock_guard<std::mutex> lock(impl_->mutex);
         impl_->schedule.push_back({0, impl_->nextSequence++, timer, nullptr});
     }
-    curl_multi_wakeup(impl_->multi);
+    wake();
 }
 
 void QMRunLoop::removeTimer(const QMTimer* timer) {
@@ -274,7 +385,7 @@ void QMRunLoop::beginOutsideWork() { ++impl_->outsideWork; }
 void QMRunLoop::endOutsideWork() {
     --impl_->outsideWork;
     // A virtual loop waiting for it looks again at once.
-    curl_multi_wakeup(impl_->multi);
+    wake();
 }
 
 std::size_t QMRunLoop::outsideWorkCount() const { return impl_->outsideWork.load(); }
@@ -301,6 +412,7 @@ bool QMRunLoop::hasPendingTasks() const {
 }
 
 bool QMRunLoop::runOnce(int64_t maxWaitMicros) {
+    impl_->loopThread.store(std::this_thread::get_id(), std::memory_order_relaxed);
     driveTransfers();
     bool didWork = fireDueTimers();
     didWork = runPostedTasks() || didWork;
@@ -315,10 +427,14 @@ void QMRunLoop::idleUntil(int64_t wakeMicros) {
 }
 
 void QMRunLoop::pollIO(int64_t timeoutMicros) {
-    // Rounded up so that a wake-up a fraction of a millisecond away does not spin.
-    const int64_t ms =
-        timeoutMicros == kForever ? INT_MAX : std::clamp<int64_t>((timeoutMicros + 999) / 1000, 0, INT_MAX);
-    curl_multi_poll(impl_->multi, nullptr, 0, static_cast<int>(ms), nullptr);
+    const int64_t curl = impl_->curl.deadlineMicros;
+    if (curl != kForever) {
+        timeoutMicros = std::min(timeoutMicros, std::max<int64_t>(curl - realMonotonicMicros(), 0));
+    }
+    // Waiting on the epoll set itself leaves its events for driveTransfers(), as a host that waits
+    // on the backend descriptor does.
+    pollfd descriptor{impl_->epollFd, POLLIN, 0};
+    ::poll(&descriptor, 1, waitMillis(timeoutMicros));
 }
 
 int64_t QMRunLoop::nextDueMicros() const {
@@ -407,11 +523,31 @@ bool QMRunLoop::fireDueTimers() {
 }
 
 void QMRunLoop::driveTransfers() {
-    if (transferCount() == 0) {
+    if (impl_->wakePending.exchange(false)) {
+        uint64_t count = 0;
+        [[maybe_unused]] const ssize_t drained = ::read(impl_->wakeFd, &count, sizeof count);
+    }
+    const bool curlDue = realMonotonicMicros() >= impl_->curl.deadlineMicros;
+    if (impl_->curl.watchedSockets == 0 && !curlDue) {
         return;
     }
     int running = 0;
-    curl_multi_perform(impl_->multi, &running);
+    if (impl_->curl.watchedSockets > 0) {
+        epoll_event events[16];
+        const int ready = epoll_wait(impl_->epollFd, events, 16, 0);
+        for (int i = 0; i < ready; ++i) {
+            if (events[i].data.fd == impl_->wakeFd) {
+                continue;
+            }
+            const int flags = ((events[i].events & EPOLLIN) ? CURL_CSELECT_IN : 0) |
+                              ((events[i].events & EPOLLOUT) ? CURL_CSELECT_OUT : 0) |
+                              ((events[i].events & (EPOLLERR | EPOLLHUP)) ? CURL_CSELECT_ERR : 0);
+            curl_multi_socket_action(impl_->multi, events[i].data.fd, flags, &running);
+        }
+    }
+    if (realMonotonicMicros() >= impl_->curl.deadlineMicros) {
+        curl_multi_socket_action(impl_->multi, CURL_SOCKET_TIMEOUT, 0, &running);
+    }
     int queued = 0;
     while (CURLMsg* message = curl_multi_info_read(impl_->multi, &queued)) {
         if (message->msg != CURLMSG_DONE) {

@@ -48,6 +48,17 @@ class VEYRAKIT_EXPORT QMRunLoop : public QMObject {
     // Ends the run in progress (run, runUntilDate, runUntil), or the next one if none is running.
     void stop();
 
+    // Driving the loop from the host's own event loop instead of giving it the thread with run():
+    // wait until backendDescriptor() is readable or backendTimeoutMillis() have passed, then call
+    // runDueWork(), on one thread (which then counts as the main loop's). The descriptor becomes
+    // readable when another thread posts work or a URL transfer has socket activity; the timeout
+    // is -1 when nothing is scheduled, 0 when work is due now. runDueWork() never blocks. Real-time
+    // loops only: a virtual loop moves its clock in run(). The GStreamer backend attaches a loop to
+    // a GLib main context this way (QMGLibRunLoopSource).
+    int backendDescriptor() const;
+    int backendTimeoutMillis() const;
+    void runDueWork();
+
     // The wall clock, for timestamps: microseconds since 1970 (gettimeofday, or virtual). May
     // jump when the system clock is set.
     virtual int64_t nowMicros() const;
@@ -87,13 +98,14 @@ class VEYRAKIT_EXPORT QMRunLoop : public QMObject {
     std::shared_ptr<QMURLTransport> URLTransport() const;
 
   protected:
-    // Runs whatever is due now; returns false when nothing was done.
+    // Runs whatever is due now, then, if nothing was, waits up to `maxWaitMicros` for something to
+    // fall due; returns false when nothing was done.
     bool runOnce(int64_t maxWaitMicros);
     // Virtual loops override how time passes while idle. `wakeMicros` is on the monotonic clock;
     // kForever: until something arrives.
     virtual void idleUntil(int64_t wakeMicros);
     static constexpr int64_t kForever = INT64_MAX;
-    // Waits (real time) for socket activity, libcurl's own deadlines or a post from any thread.
+    // Waits (real time) for socket activity, libcurl's own deadlines or a post from another thread.
     void pollIO(int64_t timeoutMicros);
     bool hasPendingTasks() const;
     // Runs until the monotonic clock reaches `deadlineMicros`; honours stop() when `stoppable`.
@@ -107,7 +119,11 @@ class VEYRAKIT_EXPORT QMRunLoop : public QMObject {
     // Runs one callback, guarded, and tells the callback observer how long it took.
     void runCallback(const std::function<void()>& work);
     bool fireDueTimers();
+    // Hands libcurl the socket activity and deadline that are due, then delivers what completed.
     void driveTransfers();
+    // Wakes a thread waiting on the backend descriptor, unless a wake is already on its way or the
+    // caller is the thread that runs the loop (it looks at the queue before it waits again).
+    void wake();
     int64_t nextDueMicros() const;
     struct Impl;
     std::unique_ptr<Impl> impl_;

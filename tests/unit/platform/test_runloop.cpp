@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <poll.h>
 
 #include <chrono>
 #include <stdexcept>
@@ -186,6 +187,53 @@ TEST(RealClockTest, WallClockSetBackMovesTimestampsButNotARepeatingTimer) {
     EXPECT_LT(stamps[1] + kHourMillis, stamps[0] + 10'000);
     EXPECT_GE(stamps[3], stamps[2]);
     EXPECT_GE(stamps[2], stamps[1]);
+}
+
+bool readable(int descriptor, int timeoutMillis) {
+    pollfd entry{descriptor, POLLIN, 0};
+    return ::poll(&entry, 1, timeoutMillis) == 1;
+}
+
+// A host that keeps its own loop waits on the run loop's descriptor and deadline and calls
+// runDueWork(): work posted from another thread wakes it, a timer sets its deadline, and an idle
+// loop asks for nothing.
+TEST(HostDrivenLoopTest, DescriptorAndDeadlineWakeTheHostOnlyForDueWork) {
+    auto loop = std::make_shared<QMRunLoop>();
+    QMRunLoop::setMainRunLoop(loop);
+    EXPECT_EQ(loop->backendTimeoutMillis(), -1);
+    EXPECT_FALSE(readable(loop->backendDescriptor(), 0));
+
+    std::vector<std::string> ran;
+    std::thread poster([&] { loop->post([&] { ran.push_back("posted"); }); });
+    poster.join();
+    EXPECT_TRUE(readable(loop->backendDescriptor(), 1'000));
+    EXPECT_EQ(loop->backendTimeoutMillis(), 0);
+    loop->runDueWork();
+    EXPECT_EQ(ran, std::vector<std::string>{"posted"});
+    EXPECT_FALSE(readable(loop->backendDescriptor(), 0));
+    EXPECT_EQ(loop->backendTimeoutMillis(), -1);
+
+    // Posted from the loop's own thread: no wake-up is needed, the deadline says it is due.
+    loop->post([&] { ran.push_back("same thread"); });
+    EXPECT_FALSE(readable(loop->backendDescriptor(), 0));
+    EXPECT_EQ(loop->backendTimeoutMillis(), 0);
+    loop->runDueWork();
+
+    auto timer = QMTimer::scheduledTimerWithTimeInterval(
+        0.03, [&](QMTimer&) { ran.push_back("timer"); }, false);
+    const int deadline = loop->backendTimeoutMillis();
+    EXPECT_GT(deadline, 0);
+    EXPECT_LE(deadline, 30);
+    int wakes = 0;
+    while (ran.size() < 3 && wakes < 10) {
+        readable(loop->backendDescriptor(), loop->backendTimeoutMillis());
+        ++wakes;
+        loop->runDueWork();
+    }
+    EXPECT_EQ(ran, (std::vector<std::string>{"posted", "same thread", "timer"}));
+    EXPECT_EQ(wakes, 1);  // the deadline is rounded up: no early wake-up, no spin
+    EXPECT_EQ(loop->backendTimeoutMillis(), -1);
+    QMRunLoop::setMainRunLoop(nullptr);
 }
 
 }  // namespace
