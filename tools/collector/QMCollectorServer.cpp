@@ -8,7 +8,9 @@
 #include <stdexcept>
 #include <thread>
 
+#include "collector/QMBoundedJSON.h"
 #include "collector/QMCollectorApi.h"
+#include "collector/QMCollectorHTTPServer.h"
 #include "collector/QMCollectorResponder.h"
 #include "collector/QMDashboardAssets.h"
 #include "collector/QMDiagnosticAttribution.h"
@@ -46,6 +48,30 @@ std::optional<std::string> reportType(const QMCollectorRequest& request) {
     return (*body)["type"].get<std::string>();
 }
 
+// A session's API route by the address as sent, so that an id with "/" (sent as "%2F") is one
+// segment: "/api/sessions/ID" or "/api/sessions/ID/timeline". The id decoded as httplib decodes
+// paths (a malformed "%" stays as it is).
+struct SessionRoute {
+    std::string sessionId;
+    bool timeline = false;
+};
+
+std::optional<SessionRoute> sessionRoute(const std::string& target) {
+    const std::string prefix = "/api/sessions/";
+    std::string rest = target.substr(0, target.find('?'));
+    if (!rest.starts_with(prefix)) return std::nullopt;
+    rest.erase(0, prefix.size());
+    SessionRoute route;
+    const std::string suffix = "/timeline";
+    if (rest.ends_with(suffix)) {
+        rest.resize(rest.size() - suffix.size());
+        route.timeline = true;
+    }
+    if (rest.empty() || rest.find('/') != std::string::npos) return std::nullopt;
+    route.sessionId = httplib::detail::decode_url(rest, false);
+    return route;
+}
+
 void sendJSON(httplib::Response& res, int status, const Json& body) {
     res.status = status;
     // What clients sent is served back as it was stored; bytes that are not UTF-8 (in a header
@@ -60,7 +86,10 @@ struct QMCollectorServer::Impl {
         : options(std::move(opts)),
           store(options.databasePath),
           responder(options.policy),
-          analyzer(options.policy.sessionIdleMillis()) {}
+          analyzer(options.policy.sessionIdleMillis()) {
+        for (auto& server : servers)
+            server = std::make_unique<veyrakit::QMCollectorHTTPServer>(options.limits, options.host);
+    }
 
     void configureMain();
     void configureDiagnostics(httplib::Server& server, const std::string& path, QMCollectorEndpoint endpoint);
@@ -77,7 +106,7 @@ struct QMCollectorServer::Impl {
     QMCollectorStore store;
     QMCollectorResponder responder;
     QMSessionAnalyzer analyzer;
-    std::array<httplib::Server, 3> servers;
+    std::array<std::unique_ptr<veyrakit::QMCollectorHTTPServer>, 3> servers;
     std::array<int, 3> ports{0, 0, 0};
     std::vector<std::thread> threads;
     bool started = false;
@@ -86,7 +115,7 @@ struct QMCollectorServer::Impl {
 };
 
 void QMCollectorServer::Impl::configureMain() {
-    auto& server = servers[0];
+    auto& server = *servers[0];
     server.Post("/player/init",
                 [this](const auto& req, auto& res) { handle(req, res, QMCollectorEndpoint::Init); });
     server.Post("/player/report",
@@ -96,13 +125,12 @@ void QMCollectorServer::Impl::configureMain() {
         auto answer = api.sessions(currentTimeMillis(), req.get_param_value("final") == "1");
         sendJSON(res, answer.status, answer.body);
     });
-    server.Get(R"(/api/sessions/([^/]+))", [api](const httplib::Request& req, httplib::Response& res) {
-        auto answer = api.session(req.matches[1], currentTimeMillis(), req.get_param_value("final") == "1");
-        sendJSON(res, answer.status, answer.body);
-    });
-    server.Get(R"(/api/sessions/([^/]+)/timeline)", [api](const httplib::Request& req,
-                                                          httplib::Response& res) {
-        auto answer = api.timeline(req.matches[1], currentTimeMillis(), req.get_param_value("final") == "1");
+    server.Get(R"(/api/sessions/.+)", [this, api](const httplib::Request& req, httplib::Response& res) {
+        auto route = sessionRoute(req.target);
+        if (!route) return handle(req, res, QMCollectorEndpoint::Other);
+        bool assumeFinished = req.get_param_value("final") == "1";
+        auto answer = route->timeline ? api.timeline(route->sessionId, currentTimeMillis(), assumeFinished)
+                                      : api.session(route->sessionId, currentTimeMillis(), assumeFinished);
         sendJSON(res, answer.status, answer.body);
     });
     server.Get("/api/requests", [api](const httplib::Request& req, httplib::Response& res) {
@@ -123,7 +151,7 @@ void QMCollectorServer::Impl::configureDashboard(httplib::Server& server) {
         res.set_content(std::string(asset.bytes), QMDashboardAssets::contentType(asset.path));
     };
     server.Get("/", page);
-    server.Get(R"(/sessions/[^/]+)", page);
+    server.Get(R"(/sessions/.+)", page);
     server.Get(R"(/dashboard/[^/]+)", [](const httplib::Request& req, httplib::Response& res) {
         auto asset = QMDashboardAssets::find(req.path);
         if (!asset) return sendJSON(res, 404, Json{{"error", "no such dashboard file"}});
@@ -133,8 +161,6 @@ void QMCollectorServer::Impl::configureDashboard(httplib::Server& server) {
 
 void QMCollectorServer::Impl::configureDiagnostics(httplib::Server& server, const std::string& path,
                                                    QMCollectorEndpoint endpoint) {
-    // One post a second per player: two workers are plenty.
-    server.new_task_queue = [] { return new httplib::ThreadPool(2); };
     server.Post(path, [this, endpoint](const auto& req, auto& res) { handle(req, res, endpoint); });
     configureCommon(server);
 }
@@ -170,6 +196,9 @@ void QMCollectorServer::Impl::configureCommon(httplib::Server& server) {
 
 void QMCollectorServer::Impl::handle(const httplib::Request& req, httplib::Response& res,
                                      QMCollectorEndpoint endpoint) {
+    // Past a bound the body is not JSON to the collector (QMBoundedJSON): refused, not stored.
+    auto problem = veyrakit::QMBoundedJSON::problem(veyrakit::QMBoundedJSON::scan(req.body));
+    if (!problem.empty()) return veyrakit::QMCollectorHTTPServer::refuse(res, 413, problem);
     QMCollectorRequest request = capture(req, endpoint);
     auto answer = answerFor(request);
     request.answerStatus = answer.status;
@@ -215,9 +244,9 @@ void QMCollectorServer::Impl::notify(const QMCollectorRequest& request) {
 }
 
 void QMCollectorServer::Impl::bindAll() {
-    bindOne(servers[0], options.port, ports[0]);
-    bindOne(servers[1], options.diagnosticEventsPort, ports[1]);
-    bindOne(servers[2], options.sessionEventsPort, ports[2]);
+    bindOne(*servers[0], options.port, ports[0]);
+    bindOne(*servers[1], options.diagnosticEventsPort, ports[1]);
+    bindOne(*servers[2], options.sessionEventsPort, ports[2]);
 }
 
 void QMCollectorServer::Impl::bindOne(httplib::Server& server, int requested, int& bound) {
@@ -240,16 +269,16 @@ void QMCollectorServer::Impl::bindOne(httplib::Server& server, int requested, in
 }
 
 void QMCollectorServer::Impl::stopAll() {
-    for (auto& server : servers) server.stop();
+    for (auto& server : servers) server->stop();
     for (auto& thread : threads) thread.join();
     threads.clear();
 }
 
 QMCollectorServer::QMCollectorServer(Options options) : impl_(std::make_unique<Impl>(std::move(options))) {
     impl_->configureMain();
-    impl_->configureDiagnostics(impl_->servers[1], kDiagnosticEventsPath,
+    impl_->configureDiagnostics(*impl_->servers[1], kDiagnosticEventsPath,
                                 QMCollectorEndpoint::DiagnosticEvents);
-    impl_->configureDiagnostics(impl_->servers[2], kSessionEventsPath, QMCollectorEndpoint::SessionEvents);
+    impl_->configureDiagnostics(*impl_->servers[2], kSessionEventsPath, QMCollectorEndpoint::SessionEvents);
 }
 
 QMCollectorServer::~QMCollectorServer() { stop(); }

@@ -5,6 +5,7 @@
 #include <set>
 #include <string>
 
+#include "collector/QMBoundedJSON.h"
 #include "collector/QMDiagnosticSummary.h"
 
 namespace {
@@ -12,8 +13,8 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 Json parsedOrText(const std::string& text) {
-    Json parsed = Json::parse(text, nullptr, false);
-    return parsed.is_discarded() ? Json(text) : parsed;
+    auto parsed = veyrakit::QMBoundedJSON::parse(text);
+    return parsed ? std::move(*parsed) : Json(text);
 }
 
 Json orNull(const std::optional<int64_t>& value) { return value ? Json(*value) : Json(); }
