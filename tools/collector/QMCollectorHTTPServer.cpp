@@ -37,8 +37,9 @@ QMCollectorHTTPServer::QMCollectorHTTPServer(QMCollectorLimits limits, const std
         return gate(req, res) ? HandlerResponse::Handled : HandlerResponse::Unhandled;
     });
     // A client that waits for "100 Continue" is refused before it sends the body.
-    set_expect_100_continue_handler(
-        [gate](const httplib::Request& req, httplib::Response& res) { return gate(req, res) ? res.status : 100; });
+    set_expect_100_continue_handler([gate](const httplib::Request& req, httplib::Response& res) {
+        return gate(req, res) ? res.status : 100;
+    });
     set_error_handler(HandlerWithResponse(
         [this](const httplib::Request&, httplib::Response& res) { return answerFailure(res); }));
     set_post_routing_handler([](const httplib::Request&, httplib::Response& res) {
@@ -46,6 +47,8 @@ QMCollectorHTTPServer::QMCollectorHTTPServer(QMCollectorLimits limits, const std
         res.set_header("Content-Security-Policy", kContentSecurityPolicy);
     });
 }
+
+void QMCollectorHTTPServer::widenBacklog() { ::listen(svr_sock_, SOMAXCONN); }
 
 void QMCollectorHTTPServer::refuse(httplib::Response& res, int status, const std::string& message) {
     res.status = status;
@@ -57,17 +60,20 @@ httplib::Server::HandlerResponse QMCollectorHTTPServer::answerFailure(httplib::R
     if (tConnection == nullptr) return HandlerResponse::Unhandled;
     switch (tConnection->failure()) {
         case QMConnectionStream::Failure::HeadTooLarge:
-            refuse(res, 431, "the request head is larger than " + std::to_string(limits_.maxHeadBytes) + " bytes");
+            refuse(res, 431,
+                   "the request head is larger than " + std::to_string(limits_.maxHeadBytes) + " bytes");
             break;
         case QMConnectionStream::Failure::TooManyHeaderFields:
-            refuse(res, 431, "the request has more than " + std::to_string(limits_.maxHeaderFields) + " header fields");
+            refuse(res, 431,
+                   "the request has more than " + std::to_string(limits_.maxHeaderFields) + " header fields");
             break;
         case QMConnectionStream::Failure::BodyTooLarge:
             refuse(res, 413, "the body is larger than " + std::to_string(limits_.maxBodyBytes) + " bytes");
             break;
         case QMConnectionStream::Failure::TimedOut:
             refuse(res, 408,
-                   "the request did not arrive within " + std::to_string(limits_.requestTimeout.count()) + " ms");
+                   "the request did not arrive within " + std::to_string(limits_.requestTimeout.count()) +
+                       " ms");
             break;
         case QMConnectionStream::Failure::None:
             return HandlerResponse::Unhandled;

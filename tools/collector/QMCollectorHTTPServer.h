@@ -21,6 +21,11 @@ class QMCollectorHTTPServer : public httplib::Server {
   public:
     QMCollectorHTTPServer(QMCollectorLimits limits, const std::string& listenHost);
 
+    // Once bound: httplib listens with a backlog of 5 connections, and a burst past it (a
+    // browser's six, a flood of idle connections) has its connection requests dropped and retried
+    // a second later.
+    void widenBacklog();
+
     // The collector's way to refuse: the status and {"error": message}.
     static void refuse(httplib::Response& res, int status, const std::string& message);
 

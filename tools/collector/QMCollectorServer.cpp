@@ -99,7 +99,7 @@ struct QMCollectorServer::Impl {
     QMCollectorResponder::Answer answerFor(QMCollectorRequest& request);
     void notify(const QMCollectorRequest& request);
     void bindAll();
-    void bindOne(httplib::Server& server, int requested, int& bound);
+    void bindOne(veyrakit::QMCollectorHTTPServer& server, int requested, int& bound);
     void stopAll();
 
     Options options;
@@ -249,7 +249,7 @@ void QMCollectorServer::Impl::bindAll() {
     bindOne(*servers[2], options.sessionEventsPort, ports[2]);
 }
 
-void QMCollectorServer::Impl::bindOne(httplib::Server& server, int requested, int& bound) {
+void QMCollectorServer::Impl::bindOne(veyrakit::QMCollectorHTTPServer& server, int requested, int& bound) {
     if (requested == 0) {
         bound = server.bind_to_any_port(options.host);
     } else if (server.bind_to_port(options.host, requested)) {
@@ -259,6 +259,7 @@ void QMCollectorServer::Impl::bindOne(httplib::Server& server, int requested, in
         bound = 0;
         throw std::runtime_error("cannot listen on " + options.host + ":" + std::to_string(requested));
     }
+    server.widenBacklog();
     threads.emplace_back([&server] { server.listen_after_bind(); });
     // stop() only reaches a server whose accept loop runs, so wait for it to run.
     for (int waited = 0; !server.is_running(); ++waited) {

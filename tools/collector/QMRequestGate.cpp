@@ -41,7 +41,8 @@ QMRequestGate::QMRequestGate(std::string listenHost, size_t maxBodyBytes)
 
 bool QMRequestGate::namesThisCollector(const std::string& host, const std::string& localAddress) const {
     std::string name = hostName(host);
-    return isLoopback(name) || name == listenHost_ || (!localAddress.empty() && name == asHostName(localAddress));
+    return isLoopback(name) || name == listenHost_ ||
+           (!localAddress.empty() && name == asHostName(localAddress));
 }
 
 std::optional<QMRequestGate::Refusal> QMRequestGate::check(const httplib::Request& request) const {

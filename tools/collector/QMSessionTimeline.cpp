@@ -175,7 +175,9 @@ nlohmann::ordered_json QMSessionTimeline::diagnosticEvents(const QMSessionView& 
     for (const auto& [name, timestamp] : events) {
         auto [row, added] = rowOf.try_emplace(name, names.size());
         if (added) names.push_back({{"name", name}, {"atMs", Json::array()}});
-        names[row->second]["atMs"].push_back(timestamp - first);
+        // The players' timestamps may lie anywhere in 64 bits: their distance from the first,
+        // never negative, always fits an unsigned one.
+        names[row->second]["atMs"].push_back(static_cast<uint64_t>(timestamp) - static_cast<uint64_t>(first));
     }
     return {{"firstTimestamp", events.empty() ? Json() : Json(first)}, {"names", names}};
 }
