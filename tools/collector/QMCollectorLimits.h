@@ -8,9 +8,9 @@ namespace veyrakit {
 // each answer is). The JSON bounds are QMBoundedJSON's, the same for the door and the store.
 struct QMCollectorLimits {
     // The SDK's largest posts (a log report, a diagnostic batch) are tens of kilobytes.
-    size_t maxBodyBytes = 1024 * 1024;
+    size_t maxBodyBytes = size_t{1024} * 1024;
     // Request line and header fields together; curl and browsers send well under 4 KiB.
-    size_t maxHeadBytes = 32 * 1024;
+    size_t maxHeadBytes = size_t{32} * 1024;
     size_t maxHeaderFields = 100;
     // From a request's first byte to its last, and for the client to take the whole answer.
     std::chrono::milliseconds requestTimeout{10'000};

@@ -13,7 +13,7 @@ namespace veyrakit {
 
 namespace {
 
-constexpr size_t kReadChunk = 16 * 1024;
+constexpr size_t kReadChunk = size_t{16} * 1024;
 // How long a refused client may go on sending before the connection is closed on it.
 constexpr std::chrono::seconds kDrainTime{2};
 

@@ -36,7 +36,7 @@ bool isLoopback(const std::string& name) {
 
 }  // namespace
 
-QMRequestGate::QMRequestGate(std::string listenHost, size_t maxBodyBytes)
+QMRequestGate::QMRequestGate(const std::string& listenHost, size_t maxBodyBytes)
     : listenHost_(asHostName(listenHost)), maxBodyBytes_(maxBodyBytes) {}
 
 bool QMRequestGate::namesThisCollector(const std::string& host, const std::string& localAddress) const {

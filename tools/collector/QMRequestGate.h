@@ -23,7 +23,7 @@ class QMRequestGate {
         std::string message;
     };
 
-    QMRequestGate(std::string listenHost, size_t maxBodyBytes);
+    QMRequestGate(const std::string& listenHost, size_t maxBodyBytes);
 
     std::optional<Refusal> check(const httplib::Request& request) const;
 
