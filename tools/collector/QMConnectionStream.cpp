@@ -114,6 +114,8 @@ bool QMConnectionStream::is_writable() const { return failure_ == Failure::None;
 
 ssize_t QMConnectionStream::read(char* ptr, size_t size) {
     if (failure_ != Failure::None) return -1;
+    // A "100 Continue" was written before the body: the answer's time starts after it.
+    writeDeadline_.reset();
     if (offset_ == end_) {
         ssize_t received = fill();
         if (received <= 0) return received;
