@@ -1,5 +1,9 @@
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -77,6 +81,23 @@ size_t count(const std::string& text, const std::string& what) {
     return found;
 }
 
+// One request over a connection of its own; the answer's first bytes.
+std::string post(int port, const std::string& path, const std::string& body) {
+    int fd = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    std::string request = "POST " + path + " HTTP/1.1\r\nHost: 127.0.0.1\r\nConnection: close\r\n" +
+                          "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+    char answer[64] = {};
+    if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
+        send(fd, request.data(), request.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(request.size()))
+        (void)recv(fd, answer, sizeof answer - 1, MSG_WAITALL);
+    close(fd);
+    return answer;
+}
+
 }  // namespace
 
 // A demo session against a collector, then its dashboard rendered by a real browser: the
@@ -134,6 +155,12 @@ TEST(Dashboard, ShowsADemoSessionInHeadlessChromium) {
     browser.screenshot(page, png);
     EXPECT_EQ(readFile(png).substr(0, 8), "\x89PNG\r\n\x1a\n");
     EXPECT_EQ(collector.store().requestsWithoutSession().size(), 0u);  // looking stored nothing
+
+    // An id holding "/" and "%" has its page: the script decodes its address as the collector does.
+    const std::string report = R"({"type":"S","sessionId":"a/b%","pulseNumber":1})";
+    EXPECT_EQ(post(collector.port(), "/player/report", report).substr(0, 12), "HTTP/1.1 200");
+    std::string odd = browser.dumpDOM(collector.dashboardURL() + "sessions/a%2Fb%25");
+    EXPECT_NE(odd.find("<h1>Session a/b%</h1>"), std::string::npos) << odd;
 }
 
 }  // namespace veyrakit

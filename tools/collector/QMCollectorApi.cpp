@@ -38,7 +38,7 @@ QMCollectorApi::Response QMCollectorApi::sessions(int64_t nowMillis, bool assume
                         {"passed", analysis.passed()},
                         {"violations", analysis.violationCount()}});
     }
-    return {200, {{"sessions", list}, {"requestsWithoutSession", store_.requestsWithoutSession().size()}}};
+    return {200, {{"sessions", list}, {"requestsWithoutSession", store_.countRequestsWithoutSession()}}};
 }
 
 QMCollectorApi::Response QMCollectorApi::session(const std::string& sessionId, int64_t nowMillis,

@@ -4,6 +4,8 @@
 
 #include <array>
 
+#include "collector/QMBoundedJSON.h"
+
 namespace veyrakit {
 
 namespace {
@@ -17,9 +19,8 @@ const std::array<std::string, 5>& endpointNames() {
 }
 
 Json parsedOrText(const std::string& text) {
-    Json parsed = Json::parse(text, nullptr, false);
-    if (parsed.is_discarded()) return text;
-    return parsed;
+    auto parsed = veyrakit::QMBoundedJSON::parse(text);
+    return parsed ? std::move(*parsed) : Json(text);
 }
 
 }  // namespace
@@ -32,9 +33,7 @@ std::optional<std::string> QMCollectorRequest::header(const std::string& name) c
 }
 
 std::optional<nlohmann::ordered_json> QMCollectorRequest::bodyJSON() const {
-    Json parsed = Json::parse(body, nullptr, false);
-    if (parsed.is_discarded()) return std::nullopt;
-    return parsed;
+    return veyrakit::QMBoundedJSON::parse(body);
 }
 
 std::optional<std::string> QMCollectorRequest::claimedSessionId() const {

@@ -29,7 +29,7 @@ class QMCollectorRequest {
 
     // Case-insensitive, first match; nullopt when the header was not sent.
     std::optional<std::string> header(const std::string& name) const;
-    // The body as JSON; nullopt when it is empty or not JSON.
+    // The body as JSON; nullopt when it is empty, not JSON or past the bounds of QMBoundedJSON.
     std::optional<nlohmann::ordered_json> bodyJSON() const;
     // The body as a JSON object with a "sessionId" string: the session a report claims.
     std::optional<std::string> claimedSessionId() const;

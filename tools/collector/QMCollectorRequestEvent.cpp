@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include "collector/QMConsoleText.h"
+
 namespace veyrakit {
 
 namespace {
@@ -91,7 +93,7 @@ std::string QMCollectorRequestEvent::describe() const {
     std::string line = sessionClock(sessionTimeMillis) + " " + label() + details() + " -> " +
                        std::to_string(request.answerStatus);
     if (!request.answerBody.empty() && request.answerBody != "{}") line += " " + request.answerBody;
-    return line;
+    return veyrakit::QMConsoleText::escaped(line);
 }
 
 }  // namespace veyrakit

@@ -23,6 +23,7 @@ class QMCollectorRequestEvent {
 
     // One line, for instance
     //   +20.004s P #2 pulse 4 totalPlayingTime=9998 currentBitRate=800000 -> 200 {"skipReports":0}
+    // with the client's control characters escaped (QMConsoleText).
     std::string describe() const;
 
   private:

@@ -8,7 +8,9 @@
 #include <stdexcept>
 #include <thread>
 
+#include "collector/QMBoundedJSON.h"
 #include "collector/QMCollectorApi.h"
+#include "collector/QMCollectorHTTPServer.h"
 #include "collector/QMCollectorResponder.h"
 #include "collector/QMDashboardAssets.h"
 #include "collector/QMDiagnosticAttribution.h"
@@ -48,6 +50,30 @@ std::optional<std::string> reportType(const QMCollectorRequest& request) {
     return (*body)["type"].get<std::string>();
 }
 
+// A session's API route by the address as sent, so that an id with "/" (sent as "%2F") is one
+// segment: "/api/sessions/ID" or "/api/sessions/ID/timeline". The id decoded as httplib decodes
+// paths (a malformed "%" stays as it is).
+struct SessionRoute {
+    std::string sessionId;
+    bool timeline = false;
+};
+
+std::optional<SessionRoute> sessionRoute(const std::string& target) {
+    const std::string prefix = "/api/sessions/";
+    std::string rest = target.substr(0, target.find('?'));
+    if (!rest.starts_with(prefix)) return std::nullopt;
+    rest.erase(0, prefix.size());
+    SessionRoute route;
+    const std::string suffix = "/timeline";
+    if (rest.ends_with(suffix)) {
+        rest.resize(rest.size() - suffix.size());
+        route.timeline = true;
+    }
+    if (rest.empty() || rest.find('/') != std::string::npos) return std::nullopt;
+    route.sessionId = httplib::detail::decode_url(rest, false);
+    return route;
+}
+
 void sendJSON(httplib::Response& res, int status, const Json& body) {
     res.status = status;
     // What clients sent is served back as it was stored; bytes that are not UTF-8 (in a header
@@ -62,7 +88,10 @@ struct QMCollectorServer::Impl {
         : options(std::move(opts)),
           store(options.databasePath),
           responder(options.policy),
-          analyzer(options.policy.sessionIdleMillis()) {}
+          analyzer(options.policy.sessionIdleMillis()) {
+        for (auto& server : servers)
+            server = std::make_unique<veyrakit::QMCollectorHTTPServer>(options.limits, options.host);
+    }
 
     void configureMain();
     void configureDiagnostics(httplib::Server& server, const std::string& path, QMCollectorEndpoint endpoint);
@@ -72,14 +101,14 @@ struct QMCollectorServer::Impl {
     QMCollectorResponder::Answer answerFor(QMCollectorRequest& request);
     void notify(const QMCollectorRequest& request);
     void bindAll();
-    void bindOne(httplib::Server& server, int requested, int& bound);
+    void bindOne(veyrakit::QMCollectorHTTPServer& server, int requested, int& bound);
     void stopAll();
 
     Options options;
     QMCollectorStore store;
     QMCollectorResponder responder;
     QMSessionAnalyzer analyzer;
-    std::array<httplib::Server, 3> servers;
+    std::array<std::unique_ptr<veyrakit::QMCollectorHTTPServer>, 3> servers;
     std::array<int, 3> ports{0, 0, 0};
     std::vector<std::thread> threads;
     bool started = false;
@@ -88,7 +117,7 @@ struct QMCollectorServer::Impl {
 };
 
 void QMCollectorServer::Impl::configureMain() {
-    auto& server = servers[0];
+    auto& server = *servers[0];
     server.Post("/player/init",
                 [this](const auto& req, auto& res) { handle(req, res, QMCollectorEndpoint::Init); });
     server.Post("/player/report",
@@ -98,13 +127,12 @@ void QMCollectorServer::Impl::configureMain() {
         auto answer = api.sessions(currentTimeMillis(), req.get_param_value("final") == "1");
         sendJSON(res, answer.status, answer.body);
     });
-    server.Get(R"(/api/sessions/([^/]+))", [api](const httplib::Request& req, httplib::Response& res) {
-        auto answer = api.session(req.matches[1], currentTimeMillis(), req.get_param_value("final") == "1");
-        sendJSON(res, answer.status, answer.body);
-    });
-    server.Get(R"(/api/sessions/([^/]+)/timeline)", [api](const httplib::Request& req,
-                                                          httplib::Response& res) {
-        auto answer = api.timeline(req.matches[1], currentTimeMillis(), req.get_param_value("final") == "1");
+    server.Get(R"(/api/sessions/.+)", [this, api](const httplib::Request& req, httplib::Response& res) {
+        auto route = sessionRoute(req.target);
+        if (!route) return handle(req, res, QMCollectorEndpoint::Other);
+        bool assumeFinished = req.get_param_value("final") == "1";
+        auto answer = route->timeline ? api.timeline(route->sessionId, currentTimeMillis(), assumeFinished)
+                                      : api.session(route->sessionId, currentTimeMillis(), assumeFinished);
         sendJSON(res, answer.status, answer.body);
     });
     server.Get("/api/requests", [api](const httplib::Request& req, httplib::Response& res) {
@@ -125,7 +153,7 @@ void QMCollectorServer::Impl::configureDashboard(httplib::Server& server) {
         res.set_content(std::string(asset.bytes), QMDashboardAssets::contentType(asset.path));
     };
     server.Get("/", page);
-    server.Get(R"(/sessions/[^/]+)", page);
+    server.Get(R"(/sessions/.+)", page);
     server.Get(R"(/dashboard/[^/]+)", [](const httplib::Request& req, httplib::Response& res) {
         auto asset = QMDashboardAssets::find(req.path);
         if (!asset) return sendJSON(res, 404, Json{{"error", "no such dashboard file"}});
@@ -135,8 +163,6 @@ void QMCollectorServer::Impl::configureDashboard(httplib::Server& server) {
 
 void QMCollectorServer::Impl::configureDiagnostics(httplib::Server& server, const std::string& path,
                                                    QMCollectorEndpoint endpoint) {
-    // One post a second per player: two workers are plenty.
-    server.new_task_queue = [] { return new httplib::ThreadPool(2); };
     server.Post(path, [this, endpoint](const auto& req, auto& res) { handle(req, res, endpoint); });
     configureCommon(server);
 }
@@ -172,6 +198,9 @@ void QMCollectorServer::Impl::configureCommon(httplib::Server& server) {
 
 void QMCollectorServer::Impl::handle(const httplib::Request& req, httplib::Response& res,
                                      QMCollectorEndpoint endpoint) {
+    // Past a bound the body is not JSON to the collector (QMBoundedJSON): refused, not stored.
+    auto problem = veyrakit::QMBoundedJSON::problem(veyrakit::QMBoundedJSON::scan(req.body));
+    if (!problem.empty()) return veyrakit::QMCollectorHTTPServer::refuse(res, 413, problem);
     QMCollectorRequest request = capture(req, endpoint);
     auto answer = answerFor(request);
     request.answerStatus = answer.status;
@@ -217,12 +246,12 @@ void QMCollectorServer::Impl::notify(const QMCollectorRequest& request) {
 }
 
 void QMCollectorServer::Impl::bindAll() {
-    bindOne(servers[0], options.port, ports[0]);
-    bindOne(servers[1], options.diagnosticEventsPort, ports[1]);
-    bindOne(servers[2], options.sessionEventsPort, ports[2]);
+    bindOne(*servers[0], options.port, ports[0]);
+    bindOne(*servers[1], options.diagnosticEventsPort, ports[1]);
+    bindOne(*servers[2], options.sessionEventsPort, ports[2]);
 }
 
-void QMCollectorServer::Impl::bindOne(httplib::Server& server, int requested, int& bound) {
+void QMCollectorServer::Impl::bindOne(veyrakit::QMCollectorHTTPServer& server, int requested, int& bound) {
     if (requested == 0) {
         bound = server.bind_to_any_port(options.host);
     } else if (server.bind_to_port(options.host, requested)) {
@@ -232,6 +261,7 @@ void QMCollectorServer::Impl::bindOne(httplib::Server& server, int requested, in
         bound = 0;
         throw std::runtime_error("cannot listen on " + options.host + ":" + std::to_string(requested));
     }
+    server.widenBacklog();
     threads.emplace_back([&server] { server.listen_after_bind(); });
     // stop() only reaches a server whose accept loop runs, so wait for it to run.
     for (int waited = 0; !server.is_running(); ++waited) {
@@ -242,16 +272,16 @@ void QMCollectorServer::Impl::bindOne(httplib::Server& server, int requested, in
 }
 
 void QMCollectorServer::Impl::stopAll() {
-    for (auto& server : servers) server.stop();
+    for (auto& server : servers) server->stop();
     for (auto& thread : threads) thread.join();
     threads.clear();
 }
 
 QMCollectorServer::QMCollectorServer(Options options) : impl_(std::make_unique<Impl>(std::move(options))) {
     impl_->configureMain();
-    impl_->configureDiagnostics(impl_->servers[1], kDiagnosticEventsPath,
+    impl_->configureDiagnostics(*impl_->servers[1], kDiagnosticEventsPath,
                                 QMCollectorEndpoint::DiagnosticEvents);
-    impl_->configureDiagnostics(impl_->servers[2], kSessionEventsPath, QMCollectorEndpoint::SessionEvents);
+    impl_->configureDiagnostics(*impl_->servers[2], kSessionEventsPath, QMCollectorEndpoint::SessionEvents);
 }
 
 QMCollectorServer::~QMCollectorServer() { stop(); }

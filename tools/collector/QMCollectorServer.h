@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "collector/QMCollectorLimits.h"
 #include "collector/QMCollectorPolicy.h"
 #include "collector/QMCollectorRequestEvent.h"
 #include "collector/QMCollectorStore.h"
@@ -17,8 +18,10 @@ namespace veyrakit {
 //   main port:     POST /player/init, POST /player/report, GET /api/..., the dashboard at GET /
 //   diagnostics:   POST /veyrakit/ (player diagnostic events)
 //   session events: POST /sessionEventsHandler/sessions
-// Every request, on any path, is stored with its answer before the answer goes out. Embeddable:
-// start() returns once all three listen; stop() (or the destructor) ends them.
+// Every request, on any path, is stored with its answer before the answer goes out, but for those
+// refused at the door: past a limit (QMCollectorLimits, QMBoundedJSON) or by the Host and Origin
+// checks (QMRequestGate). Embeddable: start() returns once all three listen; stop() (or the
+// destructor) ends them.
 class QMCollectorServer {
   public:
     struct Options {
@@ -28,6 +31,7 @@ class QMCollectorServer {
         int sessionEventsPort = 8082;                        // 0 = any free port
         std::string databasePath = "veyrakit-collector.db";  // ":memory:" for no file
         QMCollectorPolicy policy;
+        veyrakit::QMCollectorLimits limits;
     };
     // Called once per stored request, on a server thread; calls never overlap.
     using Observer = std::function<void(const QMCollectorRequestEvent&)>;

@@ -2,6 +2,8 @@
 
 #include <sqlite3.h>
 
+#include "collector/QMBoundedJSON.h"
+
 namespace veyrakit {
 
 namespace {
@@ -40,11 +42,12 @@ class Statement {
     Statement& operator=(const Statement&) = delete;
 
     void bind(int index, int64_t value) { sqlite3_bind_int64(stmt_, index, value); }
+    // The 64-bit forms: a size past INT_MAX must not wrap into a negative length.
     void bind(int index, const std::string& text) {
-        sqlite3_bind_text(stmt_, index, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT);
+        sqlite3_bind_text64(stmt_, index, text.data(), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
     }
     void bindBlob(int index, const std::string& bytes) {
-        sqlite3_bind_blob(stmt_, index, bytes.data(), static_cast<int>(bytes.size()), SQLITE_TRANSIENT);
+        sqlite3_bind_blob64(stmt_, index, bytes.data(), bytes.size(), SQLITE_TRANSIENT);
     }
     void bind(int index, const std::optional<std::string>& text) {
         if (text)
@@ -200,9 +203,9 @@ std::optional<std::string> QMCollectorStore::newestSessionOfAsset(const std::str
                     "SELECT sessions.session_id, requests.body FROM sessions JOIN requests "
                     "ON requests.id = sessions.init_request_id ORDER BY sessions.init_request_id DESC");
     while (query.step()) {
-        Json body = Json::parse(query.text(1).value_or(""), nullptr, false);
-        if (body.is_object() && body.value("assetId", Json()) == assetId &&
-            body.value("qmrCID", Json()) == qmrCID)
+        auto body = veyrakit::QMBoundedJSON::parse(query.text(1).value_or(""));
+        if (body && body->is_object() && body->value("assetId", Json()) == assetId &&
+            body->value("qmrCID", Json()) == qmrCID)
             return query.text(0);
     }
     return std::nullopt;
@@ -238,6 +241,13 @@ std::vector<QMCollectorRequest> QMCollectorStore::requestsOfSession(const std::s
 
 std::vector<QMCollectorRequest> QMCollectorStore::requestsWithoutSession() const {
     return selectRequests("WHERE session_id IS NULL", std::nullopt);
+}
+
+int64_t QMCollectorStore::countRequestsWithoutSession() const {
+    std::lock_guard lock(mutex_);
+    Statement query(db_, "SELECT COUNT(*) FROM requests WHERE session_id IS NULL");
+    query.step();
+    return query.integer(0);
 }
 
 }  // namespace veyrakit

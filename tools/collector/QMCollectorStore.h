@@ -47,6 +47,8 @@ class QMCollectorStore {
     std::vector<QMCollectorRequest> requests() const;
     std::vector<QMCollectorRequest> requestsOfSession(const std::string& sessionId) const;
     std::vector<QMCollectorRequest> requestsWithoutSession() const;
+    // Counted by the database, without loading a body.
+    int64_t countRequestsWithoutSession() const;
 
     const std::string& path() const { return path_; }
 

@@ -1,6 +1,7 @@
 #include "collector/QMDiagnosticChecks.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <map>
 #include <string>
 
@@ -189,7 +190,7 @@ QMProtocolCheck QMDiagnosticChecks::diagnosticEventsSequence(const QMSessionView
             }
             if (!previous)
                 check.fail(event->requestId, "indexes start at " + index + " instead of 1");
-            else if (event->index != previous->index + 1)
+            else if (previous->index == INT64_MAX || event->index != previous->index + 1)
                 check.fail(event->requestId, "index " + index + " follows " +
                                                  std::to_string(previous->index) + " (" +
                                                  postRef(previous->requestId) + ")");

@@ -166,7 +166,7 @@ void checkStatusReason(const Json& event, std::vector<std::string>& problems) {
 
 bool isUpperCaseUUID(const std::string& text) {
     static const std::regex pattern("[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}");
-    return std::regex_match(text, pattern);
+    return text.size() == 36 && std::regex_match(text, pattern);
 }
 
 bool isStrings(const Json& value) {
@@ -187,30 +187,61 @@ bool isMetadata(const Json& value, Stream stream) {
            });
 }
 
-struct TextPattern {
-    std::string format;
-    std::regex pattern;
-};
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
-std::string patternOf(const std::string& format) {
-    static const std::string special = "\\^$.|?*+()[]{}";
-    std::string pattern;
-    for (size_t i = 0; i < format.size(); ++i) {
-        if (format.compare(i, 4, "%.2f") == 0) {
-            pattern += "(-?[0-9]+\\.[0-9]{2}|-?nan|-?inf)";
-            i += 3;
-        } else if (format.compare(i, 3, "%li") == 0 || format.compare(i, 3, "%ld") == 0) {
-            pattern += "(-?[0-9]+)";
-            i += 2;
-        } else if (format.compare(i, 2, "%@") == 0) {
-            pattern += "([\\s\\S]*)";
-            i += 1;
-        } else {
-            if (special.find(format[i]) != std::string::npos) pattern += '\\';
-            pattern += format[i];
+// The end of a "%.2f" value at `at`: digits, a point and two decimals, or nan or inf, each may
+// be negative; npos when there is none.
+size_t decimalEnd(const std::string& text, size_t at) {
+    if (at < text.size() && text[at] == '-') ++at;
+    if (text.compare(at, 3, "nan") == 0 || text.compare(at, 3, "inf") == 0) return at + 3;
+    size_t digits = at;
+    while (at < text.size() && isDigit(text[at])) ++at;
+    if (at == digits || at + 3 > text.size() || text[at] != '.') return std::string::npos;
+    return isDigit(text[at + 1]) && isDigit(text[at + 2]) ? at + 3 : std::string::npos;
+}
+
+// The end of a "%li" value at `at`: digits, which may be negative; npos when there is none.
+size_t integerEnd(const std::string& text, size_t at) {
+    if (at < text.size() && text[at] == '-') ++at;
+    size_t digits = at;
+    while (at < text.size() && isDigit(text[at])) ++at;
+    return at == digits ? std::string::npos : at;
+}
+
+// The text's first value when it was made from `format`: "%.2f" two decimals, "%li" and "%ld"
+// an integer, "%@" any text (in every format only literal text follows it); nullopt when it was
+// not. One pass, unlike std::regex, whose matcher recurses per character and overflows the stack
+// on a text of 100 KB.
+std::optional<std::string> valueOf(const std::string& format, const std::string& text) {
+    std::optional<std::string> first;
+    size_t at = 0;
+    for (size_t i = 0; i < format.size();) {
+        size_t end = std::string::npos;
+        size_t placeholder = 0;
+        if (format.compare(i, 2, "%@") == 0) {
+            const std::string rest = format.substr(i + 2);
+            if (text.size() < at + rest.size() || !text.ends_with(rest)) return std::nullopt;
+            if (!first) first = text.substr(at, text.size() - rest.size() - at);
+            return first;
         }
+        if (format.compare(i, 4, "%.2f") == 0) {
+            end = decimalEnd(text, at);
+            placeholder = 4;
+        } else if (format.compare(i, 3, "%li") == 0 || format.compare(i, 3, "%ld") == 0) {
+            end = integerEnd(text, at);
+            placeholder = 3;
+        } else {
+            if (at >= text.size() || text[at] != format[i]) return std::nullopt;
+            ++at;
+            ++i;
+            continue;
+        }
+        if (end == std::string::npos) return std::nullopt;
+        if (!first) first = text.substr(at, end - at);
+        at = end;
+        i += placeholder;
     }
-    return pattern;
+    return at == text.size() ? first : std::nullopt;
 }
 
 const std::set<std::string>& fixedTexts() {
@@ -249,22 +280,27 @@ const std::set<std::string>& fixedTexts() {
     return texts;
 }
 
-const std::vector<TextPattern>& formattedTexts() {
-    static const std::vector<TextPattern> patterns = [] {
-        std::vector<TextPattern> result;
-        for (const char* format :
-             {"Duration changed: %.2f\n", "Natural size changed: %.2fx%.2f\n", "Content URL changed: %@\n",
-              "URI: %@\n", "Server address: %@\n", "Number of server address changes: %li\n",
-              "Number of network read requests over WWAN: %li\n", "Bytes transfered: %li\n",
-              "Session ID: %@\n", "Start offset: %.2f\n", "Watched duration: %.2f\n", "Dropped frames: %li\n",
-              "Number of stalls: %li\n", "Segments download duration: %.2f\n", "Indicated bitrate: %.2f\n",
-              "Observed bitrate: %.2f\n", "Error status code: %ld\n", "Error domain: %@\n",
-              "Error comment: %@\n"}) {
-            result.push_back({format, std::regex(patternOf(format))});
-        }
-        return result;
-    }();
-    return patterns;
+const std::vector<std::string>& formattedTexts() {
+    static const std::vector<std::string> formats{"Duration changed: %.2f\n",
+                                                  "Natural size changed: %.2fx%.2f\n",
+                                                  "Content URL changed: %@\n",
+                                                  "URI: %@\n",
+                                                  "Server address: %@\n",
+                                                  "Number of server address changes: %li\n",
+                                                  "Number of network read requests over WWAN: %li\n",
+                                                  "Bytes transfered: %li\n",
+                                                  "Session ID: %@\n",
+                                                  "Start offset: %.2f\n",
+                                                  "Watched duration: %.2f\n",
+                                                  "Dropped frames: %li\n",
+                                                  "Number of stalls: %li\n",
+                                                  "Segments download duration: %.2f\n",
+                                                  "Indicated bitrate: %.2f\n",
+                                                  "Observed bitrate: %.2f\n",
+                                                  "Error status code: %ld\n",
+                                                  "Error domain: %@\n",
+                                                  "Error comment: %@\n"};
+    return formats;
 }
 
 }  // namespace
@@ -331,9 +367,8 @@ std::vector<std::string> QMDiagnosticSchema::problemsOfSessionDescription(
 
 std::optional<QMDiagnosticSchema::Text> QMDiagnosticSchema::recognizeText(const std::string& text) {
     if (fixedTexts().contains(text)) return Text{text, std::nullopt};
-    for (const auto& each : formattedTexts()) {
-        std::smatch match;
-        if (std::regex_match(text, match, each.pattern)) return Text{each.format, match[1].str()};
+    for (const auto& format : formattedTexts()) {
+        if (auto value = valueOf(format, text)) return Text{format, *value};
     }
     return std::nullopt;
 }

@@ -94,10 +94,10 @@ void QMSessionSummary::addTimes(const QMSessionView& view, nlohmann::ordered_jso
     auto playing = latest(periodical, "totalPlayingTime");
     summary["totalBufferingMs"] = orNull(buffering);
     summary["intervalBufferingMs"] = intervals(periodical, "currentBufferingTime");
-    bool ratioKnown = buffering && playing && *buffering + *playing > 0;
-    summary["rebufferingRatio"] =
-        ratioKnown ? Json(static_cast<double>(*buffering) / static_cast<double>(*buffering + *playing))
-                   : Json();
+    // Summed as doubles: two reported 64-bit times may overflow an integer sum.
+    const double total =
+        buffering && playing ? static_cast<double>(*buffering) + static_cast<double>(*playing) : 0;
+    summary["rebufferingRatio"] = total > 0 ? Json(static_cast<double>(*buffering) / total) : Json();
     summary["playingTimeMs"] = orNull(playing);
     summary["intervalPlayingMs"] = intervals(periodical, "currentPlayingTime");
     summary["viewedTimeMs"] = orNull(latest(periodical, "totalViewedTime"));

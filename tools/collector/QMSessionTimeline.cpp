@@ -5,6 +5,7 @@
 #include <set>
 #include <string>
 
+#include "collector/QMBoundedJSON.h"
 #include "collector/QMDiagnosticSummary.h"
 
 namespace veyrakit {
@@ -14,8 +15,8 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 Json parsedOrText(const std::string& text) {
-    Json parsed = Json::parse(text, nullptr, false);
-    return parsed.is_discarded() ? Json(text) : parsed;
+    auto parsed = veyrakit::QMBoundedJSON::parse(text);
+    return parsed ? std::move(*parsed) : Json(text);
 }
 
 Json orNull(const std::optional<int64_t>& value) { return value ? Json(*value) : Json(); }
@@ -176,7 +177,9 @@ nlohmann::ordered_json QMSessionTimeline::diagnosticEvents(const QMSessionView& 
     for (const auto& [name, timestamp] : events) {
         auto [row, added] = rowOf.try_emplace(name, names.size());
         if (added) names.push_back({{"name", name}, {"atMs", Json::array()}});
-        names[row->second]["atMs"].push_back(timestamp - first);
+        // The players' timestamps may lie anywhere in 64 bits: their distance from the first,
+        // never negative, always fits an unsigned one.
+        names[row->second]["atMs"].push_back(static_cast<uint64_t>(timestamp) - static_cast<uint64_t>(first));
     }
     return {{"firstTimestamp", events.empty() ? Json() : Json(first)}, {"names", names}};
 }

@@ -4,6 +4,7 @@
 #include <array>
 #include <set>
 
+#include "collector/QMBoundedJSON.h"
 #include "collector/QMCollectorPolicy.h"
 #include "collector/QMReportSchema.h"
 
@@ -124,9 +125,9 @@ const std::string& QMSessionView::pluginName(Plugin plugin) {
 // An answer of -1 or -2 to a periodical report makes the client end the session.
 bool QMSessionView::serverEndedSession() const {
     for (const auto* report : reportsOfType("P")) {
-        Json answer = Json::parse(report->request->answerBody, nullptr, false);
-        if (!answer.is_object() || !answer.contains("skipReports")) continue;
-        int64_t skip = QMCollectorPolicy::integerValue(answer["skipReports"]);
+        auto answer = veyrakit::QMBoundedJSON::parse(report->request->answerBody);
+        if (!answer || !answer->is_object() || !answer->contains("skipReports")) continue;
+        int64_t skip = QMCollectorPolicy::integerValue((*answer)["skipReports"]);
         if (skip == -1 || skip == -2) return true;
     }
     return false;

@@ -210,6 +210,16 @@ TEST(CollectorRequestEvent, OneLinePerRequestWithTheKeyValues) {
     EXPECT_EQ(event.describe(),
               R"(- P #4 pulse 6 totalBufferingTime=0 playing=1 -> 200 {"skipReports":"2"})");
     EXPECT_EQ(event.values.dump(), R"({"totalBufferingTime":"0","playing":1})");
+    // Client text reaches a terminal: its escape sequences (C0, DEL, C1, bytes that are not
+    // UTF-8) are written out, the rest of the text stays as it is.
+    request.endpoint = QMCollectorEndpoint::Other;
+    request.method = "GET";
+    request.path =
+        "/\x1b]0;owned\x07\x7f\xc2\x9b"
+        "2J\x9b\xc3\xa9";
+    request.answerBody = "{}";
+    EXPECT_EQ(QMCollectorRequestEvent::from(request, std::nullopt).describe(),
+              "- GET /\\x1b]0;owned\\x07\\x7f\\u009b2J\\x9b\xc3\xa9 -> 200");
 }
 
 // Found by fuzzing the collector's request handling: a header or a body that is not UTF-8 made

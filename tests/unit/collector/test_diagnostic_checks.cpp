@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "collector/QMDiagnosticAttribution.h"
+#include "collector/QMDiagnosticSchema.h"
 #include "collector/QMJSONLayout.h"
 #include "collector/QMSessionAnalyzer.h"
 
@@ -197,6 +198,21 @@ TEST_F(DiagnosticStreams, MoviePlayerStreamTextsIndexesAndLayout) {
                   "#4 event 4 has the text \"Duration changed: 1.5\\n\", which the handler never records"}));
     EXPECT_EQ(violations(bad, "diagnosticEvents.wellFormed"),
               (std::vector<std::string>{"#4 the body is not compact JSON (white space outside strings)"}));
+}
+
+// A text is read by its form in one pass: std::regex's matcher recursed per character, and an
+// event text of 100 KB overflowed the stack of whoever analysed the session.
+TEST(DiagnosticSchema, TextsAreRecognizedByTheirFormWhateverTheirLength) {
+    auto uri = QMDiagnosticSchema::recognizeText("URI: " + std::string(1'000'000, 'u') + "\n");
+    ASSERT_TRUE(uri.has_value());
+    EXPECT_EQ(uri->format, "URI: %@\n");
+    EXPECT_EQ(uri->value, std::string(1'000'000, 'u'));
+    EXPECT_EQ(QMDiagnosticSchema::recognizeText("Natural size changed: 1.00x-inf\n")->value, "1.00");
+    EXPECT_EQ(QMDiagnosticSchema::recognizeText("Error status code: -404\n")->value, "-404");
+    EXPECT_EQ(QMDiagnosticSchema::recognizeText("Error comment: two\nlines\n")->value, "two\nlines");
+    for (const char* text : {"Duration changed: 12.345\n", "Duration changed: .50\n", "Dropped frames: 3",
+                             "Dropped frames: 3\n\n", "Natural size changed: 1.00x\n"})
+        EXPECT_FALSE(QMDiagnosticSchema::recognizeText(text).has_value()) << text;
 }
 
 TEST(DiagnosticAttribution, AMoviePlayerPostBelongsToTheNewestSessionOfItsAssetAndCustomer) {

@@ -244,6 +244,26 @@ TEST_F(SessionAnalysis, TimelineIntervalsBitrateStepsAndDiagnosticEventsForTheDa
               R"({"name":"rate","atMs":[1]},{"name":"playbackPosition","atMs":[2]}]})");
 }
 
+// A player's numbers may lie anywhere in 64 bits: the span of two timestamps and the sum of two
+// totals are worked out without overflowing (the span is unsigned, the sum a double).
+TEST_F(SessionAnalysis, NumbersAtTheEndsOf64BitsNeitherOverflowNorWrap) {
+    edit(7, [](Json& body) {
+        body["events"][0]["timestamp"] = INT64_MIN;
+        body["events"][2]["timestamp"] = INT64_MAX;
+    });
+    edit(11, [](Json& body) {
+        body["totalBufferingTime"] = "999999999999999999";
+        body["totalPlayingTime"] = INT64_MAX;
+    });
+    QMSessionView view(kSession, true, requests, kStart + 26000, 60000, false);
+    EXPECT_EQ(QMSessionTimeline::build(view, {})["diagnosticEvents"].dump(),
+              R"({"firstTimestamp":-9223372036854775808,"names":[{"name":"init","atMs":[0]},)"
+              R"({"name":"rate","atMs":[9223373736854779810]},)"
+              R"({"name":"playbackPosition","atMs":[18446744073709551615]}]})");
+    EXPECT_DOUBLE_EQ(analyze().summary["rebufferingRatio"].get<double>(),
+                     999999999999999999.0 / (999999999999999999.0 + 9223372036854775807.0));
+}
+
 TEST_F(SessionAnalysis, EachViolationNamesTheRequestThatBrokeItAndPhasesInThreeWords) {
     QMSessionView view(kSession, false, requests, kStart + 26000, 60000, false);
     Json checks = QMSessionTimeline::build(view, analyze(26000, false).checks)["checks"];

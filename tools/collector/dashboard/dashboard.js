@@ -127,9 +127,14 @@ function figure(name, caption, svg, wide, legend) {
   return node;
 }
 
+// The colour goes through the style object: the page's Content-Security-Policy refuses style
+// attributes.
 function legend(entries) {
-  return el("div", { class: "legend" },
-            ...entries.map(([label, color]) => el("span", {}, el("i", { style: "background:" + color }), label)));
+  return el("div", { class: "legend" }, ...entries.map(([label, color]) => {
+    const swatch = el("i");
+    swatch.style.background = color;
+    return el("span", {}, swatch, label);
+  }));
 }
 
 function emptyNote(svg, text) {
@@ -310,6 +315,20 @@ function showError(error) {
   document.getElementById("app").replaceChildren(el("p", { class: "failed", id: "error" }, String(error)));
 }
 
+// The session id is everything after "/sessions/", decoded as the collector decodes paths: an id
+// may hold "/" (sent as "%2F"), and a "%" that starts no escape stays as it is.
+function sessionIdOf(path) {
+  const match = path.match(/^\/sessions\/(.+)$/);
+  if (!match) return null;
+  return match[1].replace(/(%[0-9A-Fa-f]{2})+/g, (escapes) => {
+    try {
+      return decodeURIComponent(escapes);
+    } catch {
+      return escapes;
+    }
+  });
+}
+
 const app = document.getElementById("app");
-const match = location.pathname.match(/^\/sessions\/([^/]+)$/);
-(match ? sessionPage(app, decodeURIComponent(match[1])) : sessionsPage(app)).catch(showError);
+const sessionId = sessionIdOf(location.pathname);
+(sessionId === null ? sessionsPage(app) : sessionPage(app, sessionId)).catch(showError);
