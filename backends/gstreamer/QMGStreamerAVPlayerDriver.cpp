@@ -1,14 +1,11 @@
 #include "veyrakit/gstreamer/QMGStreamerAVPlayerDriver.h"
 
-#include <algorithm>
 #include <cmath>
 #include <stdexcept>
 #include <utility>
 
-#include "QMGStreamerProblem.h"
 #include "veyrakit/platform/QMError.h"
 #include "veyrakit/platform/QMNotificationCenter.h"
-#include "veyrakit/platform/QMRunLoop.h"
 #include "veyrakit/platform/avfoundation/AVError.h"
 #include "veyrakit/platform/avfoundation/AVPlayerItemAccessLogEvent.h"
 #include "veyrakit/platform/avfoundation/AVPlayerItemErrorLogEvent.h"
@@ -28,14 +25,15 @@ std::string assetURL(const std::shared_ptr<AVPlayer>& player) {
     return asset->URL()->absoluteString();
 }
 
-int64_t nowMicros() { return QMRunLoop::mainRunLoop()->nowMicros(); }
-
 }  // namespace
 
 std::shared_ptr<QMGStreamerAVPlayerDriver> QMGStreamerAVPlayerDriver::driverWithPlayer(
     std::shared_ptr<AVPlayer> player, Options options) {
-    auto driver = std::make_shared<QMGStreamerAVPlayerDriver>(std::move(player), options);
-    driver->start();
+    const std::string url = assetURL(player);
+    auto driver = std::make_shared<QMGStreamerAVPlayerDriver>(std::move(player), url);
+    driver->follow(QMGStreamerPipeline::build(url, options));
+    driver->observeModel();
+    driver->applyState();
     return driver;
 }
 
@@ -44,17 +42,20 @@ std::shared_ptr<QMGStreamerAVPlayerDriver> QMGStreamerAVPlayerDriver::driverWith
     return driverWithPlayer(std::move(player), Options{});
 }
 
-QMGStreamerAVPlayerDriver::QMGStreamerAVPlayerDriver(std::shared_ptr<AVPlayer> player, Options options)
-    : player_(std::move(player)),
-      item_(player_ ? player_->currentItem() : nullptr),
-      url_(assetURL(player_)),
-      options_(options),
-      log_(url_) {}
+std::shared_ptr<QMGStreamerAVPlayerDriver> QMGStreamerAVPlayerDriver::driverFollowing(
+    std::shared_ptr<QMGStreamerPipeline> pipeline, std::shared_ptr<AVPlayer> player) {
+    const std::string url = assetURL(player);
+    auto driver = std::make_shared<QMGStreamerAVPlayerDriver>(std::move(player), url);
+    driver->follow(std::move(pipeline));
+    return driver;
+}
 
-QMGStreamerAVPlayerDriver::~QMGStreamerAVPlayerDriver() { finish(); }
+QMGStreamerAVPlayerDriver::QMGStreamerAVPlayerDriver(std::shared_ptr<AVPlayer> player, const std::string& url)
+    : QMGStreamerDriver(url), player_(std::move(player)), item_(player_->currentItem()) {}
 
-void QMGStreamerAVPlayerDriver::start() {
-    pipeline_ = QMGStreamerPipeline::pipelineWithURI(url_, options_, this);
+QMGStreamerAVPlayerDriver::~QMGStreamerAVPlayerDriver() { modelUnobserved(); }
+
+void QMGStreamerAVPlayerDriver::observeModel() {
     std::weak_ptr<QMGStreamerAVPlayerDriver> weakSelf = selfAs<QMGStreamerAVPlayerDriver>();
     player_->addObserver(this, "rate", NSKeyValueObservingOptionNew, nullptr);
     QMNotificationCenter::defaultCenter()->addObserver(this, AVPlayerItemTimeJumpedNotification, item_.get(),
@@ -63,27 +64,13 @@ void QMGStreamerAVPlayerDriver::start() {
                                                                self->onTimeJumped();
                                                        });
     observing_ = true;
-    startMicros_ = nowMicros();
-    applyState();
 }
 
-void QMGStreamerAVPlayerDriver::stop() {
-    if (!over_) {
-        over_ = true;
-        closeAccessLogEvent();
-    }
-    finish();
-}
-
-void QMGStreamerAVPlayerDriver::finish() {
+void QMGStreamerAVPlayerDriver::modelUnobserved() {
     if (observing_) {
         observing_ = false;
         player_->removeObserver(this, "rate");
         QMNotificationCenter::defaultCenter()->removeObserver(this, AVPlayerItemTimeJumpedNotification);
-    }
-    if (pipeline_) {
-        pipeline_->close();
-        pipeline_.reset();
     }
 }
 
@@ -94,182 +81,100 @@ void QMGStreamerAVPlayerDriver::observeValueForKeyPath(const std::string& keyPat
     }
 }
 
-void QMGStreamerAVPlayerDriver::applyState() {
-    if (over_ || !pipeline_) {
-        return;
-    }
-    pipeline_->requestState(ready_ && !buffering_ && player_->rate() > 0 ? GST_STATE_PLAYING
-                                                                         : GST_STATE_PAUSED);
-}
-
-void QMGStreamerAVPlayerDriver::pipelinePrerolled() {
-    prerolled_ = true;
-    if (seeking_) {
-        seekPrerolled_ = true;
-        endSeekIfRefilled();
-    }
-    becomeReadyIfLoaded();
-}
-
-void QMGStreamerAVPlayerDriver::pipelineStateReached(GstState state) {
-    if (state == GST_STATE_PLAYING && !started_) {
-        started_ = true;
-        openAccessLogEvent();
+void QMGStreamerAVPlayerDriver::onTimeJumped() {
+    if (!isOver()) {
+        seekPipeline(CMTimeGetSeconds(item_->currentTime()));
     }
 }
 
-void QMGStreamerAVPlayerDriver::pipelineBuffering(int percent) {
-    const bool buffering = percent < 100;
-    if (buffering == buffering_) {
-        return;
-    }
-    buffering_ = buffering;
-    if (!started_) {
-        becomeReadyIfLoaded();
-    } else if (seeking_) {
-        endSeekIfRefilled();
-    } else {
-        buffering ? beginStall() : endStall();
-    }
-    applyState();
+bool QMGStreamerAVPlayerDriver::modelWantsToPlay() const { return player_->rate() > 0; }
+
+void QMGStreamerAVPlayerDriver::ownerPlays(float rate) {
+    if (player_->rate() != rate) player_->setRate(rate);
 }
 
-void QMGStreamerAVPlayerDriver::becomeReadyIfLoaded() {
-    if (ready_ || !prerolled_ || buffering_) {
-        return;
+void QMGStreamerAVPlayerDriver::ownerPauses() { player_->setRate(0.0f); }
+
+void QMGStreamerAVPlayerDriver::ownerStops() { player_->setRate(0.0f); }
+
+void QMGStreamerAVPlayerDriver::ownerSeeks(double position) {
+    // Half a millisecond: the position the item already stands at is no jump.
+    if (std::fabs(CMTimeGetSeconds(item_->currentTime()) - position) > 0.0005) {
+        item_->seekToTime(CMTimeMakeWithSeconds(position, 1000));
     }
-    ready_ = true;
-    readyMicros_ = nowMicros();
+}
+
+void QMGStreamerAVPlayerDriver::modelBecomesReady(const std::optional<double>& duration,
+                                                  const std::optional<CGSize>& size) {
     player_->setStatus(AVPlayerStatusReadyToPlay);
     item_->setStatus(AVPlayerItemStatusReadyToPlay);
-    const auto duration = pipeline_->durationSeconds();
     item_->setDuration(duration ? CMTimeMake(std::llround(*duration * 1000.0), 1000) : kCMTimeIndefinite);
-    if (videoSize_) {
-        item_->setPresentationSize(*videoSize_);
+    if (size) {
+        item_->setPresentationSize(*size);
     }
     item_->setPlaybackBufferEmpty(false);
     item_->setPlaybackLikelyToKeepUp(true);
-    applyState();
 }
 
-void QMGStreamerAVPlayerDriver::endSeekIfRefilled() {
-    // A seek's flush empties the queues by design: refilling them is part of the seek.
-    if (seekPrerolled_ && !buffering_) {
-        seeking_ = false;
-    }
-}
-
-void QMGStreamerAVPlayerDriver::beginStall() {
+void QMGStreamerAVPlayerDriver::modelStalls() {
     item_->setPlaybackBufferFull(false);
     item_->setPlaybackLikelyToKeepUp(false);
     item_->setPlaybackBufferEmpty(true);
-    if (currentEvent_) {
-        currentEvent_->setNumberOfStalls(currentEvent_->numberOfStalls() + 1);
-    }
+    countStall();
     if (player_->rate() > 0) {
         item_->postPlaybackStalled();
     }
 }
 
-void QMGStreamerAVPlayerDriver::endStall() {
+void QMGStreamerAVPlayerDriver::modelRecovers() {
     item_->setPlaybackBufferEmpty(false);
     item_->setPlaybackLikelyToKeepUp(true);
 }
 
-void QMGStreamerAVPlayerDriver::pipelineVariantAnnounced(const std::string& uri, double bitrate,
-                                                         double measuredBitrate) {
-    if (log_.noteVariant(uri, bitrate, measuredBitrate) && started_) {
-        closeAccessLogEvent();
-        openAccessLogEvent();
-    }
-}
+void QMGStreamerAVPlayerDriver::modelShowsPictureSize(CGSize size) { item_->setPresentationSize(size); }
 
-void QMGStreamerAVPlayerDriver::pipelineVideoSize(int width, int height) {
-    if (over_) {
-        return;
-    }
-    videoSize_ = CGSizeMake(width, height);
-    if (ready_) {
-        item_->setPresentationSize(*videoSize_);
-    }
-}
-
-void QMGStreamerAVPlayerDriver::openAccessLogEvent() {
+std::shared_ptr<QMMediaAccessLogEvent> QMGStreamerAVPlayerDriver::modelOpensAccessLogEvent(bool) {
     auto event = std::make_shared<AVPlayerItemAccessLogEvent>();
     const bool first = !item_->accessLog();
-    log_.fillAccessLogEvent(*event, CMTimeGetSeconds(item_->currentTime()));
+    log().fillAccessLogEvent(*event, CMTimeGetSeconds(item_->currentTime()));
     event->setPlaybackType(CMTIME_IS_INDEFINITE(item_->duration()) ? "LIVE"
-                           : log_.isStreaming()                    ? "VOD"
+                           : log().isStreaming()                   ? "VOD"
                                                                    : "FILE");
-    event->setStartupTime(first ? static_cast<double>(readyMicros_ - startMicros_) / 1e6 : -1.0);
-    event->setSwitchBitrate(first ? -1.0 : log_.measuredBitrate());
-    currentEvent_ = event;
-    refreshTransfers();
-    item_->addAccessLogEvent(std::move(event));
+    event->setStartupTime(first ? static_cast<double>(readyMicros() - startMicros()) / 1e6 : -1.0);
+    event->setSwitchBitrate(first ? -1.0 : log().measuredBitrate());
+    modelRefreshesAccessLogEvent(*event);
+    item_->addAccessLogEvent(event);
+    return event;
 }
 
-void QMGStreamerAVPlayerDriver::pipelineDownloaded(int64_t bytes, int64_t mediaRequests) {
-    log_.noteDownloaded(bytes, mediaRequests);
-    refreshTransfers();
+void QMGStreamerAVPlayerDriver::modelRefreshesAccessLogEvent(QMMediaAccessLogEvent& event) {
+    log().updateTransfers(event);
+    static_cast<AVPlayerItemAccessLogEvent&>(event).setNumberOfMediaRequests(
+        static_cast<long>(log().mediaRequestsOfEntry()));
 }
 
-void QMGStreamerAVPlayerDriver::refreshTransfers() {
-    if (!currentEvent_) {
-        return;
-    }
-    log_.updateTransfers(*currentEvent_);
-    currentEvent_->setNumberOfMediaRequests(static_cast<long>(log_.mediaRequestsOfEntry()));
-}
-
-void QMGStreamerAVPlayerDriver::closeAccessLogEvent() {
-    if (currentEvent_) {
-        log_.closeAccessLogEvent(*currentEvent_, CMTimeGetSeconds(item_->currentTime()));
-        currentEvent_->setNumberOfMediaRequests(static_cast<long>(log_.mediaRequestsOfEntry()));
-    }
-}
-
-void QMGStreamerAVPlayerDriver::logError(long statusCode, const std::string& comment) {
+void QMGStreamerAVPlayerDriver::modelLogsError(long statusCode, const std::string& comment) {
     auto event = std::make_shared<AVPlayerItemErrorLogEvent>();
-    log_.fillErrorLogEvent(*event, statusCode, comment);
+    log().fillErrorLogEvent(*event, statusCode, comment);
     item_->addErrorLogEvent(std::move(event));
 }
 
-void QMGStreamerAVPlayerDriver::pipelineHTTPWarning(const QMGStreamerProblem& problem) {
-    logError(problem.httpStatus(), problem.comment());
-}
-
-void QMGStreamerAVPlayerDriver::pipelineError(const QMGStreamerProblem& problem) {
-    const long code = problem.platformErrorCode();
-    logError(problem.logStatusCode(), problem.comment());
-    over_ = true;
-    closeAccessLogEvent();
-    auto error = QMError::errorWithDomain(
-        AVFoundationErrorDomain, code,
-        problem.message().empty() ? "The operation could not be completed" : problem.message());
+void QMGStreamerAVPlayerDriver::modelFails(long code, const std::string& message) {
+    auto error = QMError::errorWithDomain(AVFoundationErrorDomain, code, message);
     item_->setError(error);
     item_->setStatus(AVPlayerItemStatusFailed);
-    if (started_) {
+    if (hasStarted()) {
         item_->postFailedToPlayToEndTime(error);
     }
     player_->setRate(0.0f);
-    finish();
 }
 
-void QMGStreamerAVPlayerDriver::pipelineEndOfStream() {
-    over_ = true;
-    closeAccessLogEvent();
+void QMGStreamerAVPlayerDriver::modelEnds() {
     // The rate is zero by the time the end is announced, so that observers see a finished player.
     player_->setRate(0.0f);
     item_->postDidPlayToEndTime();
-    finish();
 }
 
-void QMGStreamerAVPlayerDriver::onTimeJumped() {
-    if (!over_ && pipeline_) {
-        seeking_ = true;
-        seekPrerolled_ = false;
-        pipeline_->seekTo(CMTimeGetSeconds(item_->currentTime()));
-    }
-}
+double QMGStreamerAVPlayerDriver::modelPlayhead() const { return CMTimeGetSeconds(item_->currentTime()); }
 
 }  // namespace veyrakit

@@ -1,8 +1,10 @@
 #include "veyrakit/gstreamer/QMGStreamerPipeline.h"
 
+#include <algorithm>
+#include <cstring>
 #include <stdexcept>
 
-#include "QMGStreamerMainLoopBridge.h"
+#include "QMGStreamerPipelineTap.h"
 #include "QMGStreamerProblem.h"
 #include "veyrakit/gstreamer/QMGStreamerPipelineListener.h"
 #include "veyrakit/platform/QMRunLoop.h"
@@ -10,6 +12,15 @@
 namespace veyrakit {
 
 namespace {
+
+void initialiseGStreamer() {
+    GError* initError = nullptr;
+    if (!gst_init_check(nullptr, nullptr, &initError)) {
+        std::string reason = initError ? initError->message : "unknown";
+        g_clear_error(&initError);
+        throw std::runtime_error("QMGStreamerPipeline: GStreamer does not start: " + reason);
+    }
+}
 
 GstElement* makeFakeSink(const char* factory) {
     GstElement* sink = gst_element_factory_make(factory, nullptr);
@@ -22,80 +33,181 @@ GstElement* makeFakeSink(const char* factory) {
     return sink;
 }
 
+bool isPlaybin(GstElement* element) {
+    GstElementFactory* factory = element ? gst_element_get_factory(element) : nullptr;
+    if (!factory) {
+        return false;
+    }
+    const char* name = GST_OBJECT_NAME(factory);
+    return std::strcmp(name, "playbin3") == 0 || std::strcmp(name, "playbin") == 0;
+}
+
 }  // namespace
 
-std::shared_ptr<QMGStreamerPipeline> QMGStreamerPipeline::pipelineWithURI(
-    const std::string& uri, Options options, QMGStreamerPipelineListener* listener) {
-    auto pipeline = std::make_shared<QMGStreamerPipeline>(listener);
-    pipeline->open(uri, options);
+std::shared_ptr<QMGStreamerPipeline> QMGStreamerPipeline::attach(GstElement* element) {
+    if (!isPlaybin(element)) {
+        throw std::invalid_argument(
+            "QMGStreamerPipeline: the element to follow is not a playbin3 or a playbin");
+    }
+    auto pipeline = std::make_shared<QMGStreamerPipeline>(element, nullptr);
+    pipeline->open();
     return pipeline;
 }
 
-QMGStreamerPipeline::QMGStreamerPipeline(QMGStreamerPipelineListener* listener) : listener_(listener) {}
-
-QMGStreamerPipeline::~QMGStreamerPipeline() { close(); }
-
-void QMGStreamerPipeline::open(const std::string& uri, Options options) {
-    GError* initError = nullptr;
-    if (!gst_init_check(nullptr, nullptr, &initError)) {
-        std::string reason = initError ? initError->message : "unknown";
-        g_clear_error(&initError);
-        throw std::runtime_error("QMGStreamerPipeline: GStreamer does not start: " + reason);
-    }
+std::shared_ptr<QMGStreamerPipeline> QMGStreamerPipeline::build(const std::string& uri, Options options) {
+    initialiseGStreamer();
     GstElement* element = gst_element_factory_make("playbin3", nullptr);
     if (!element) {
         throw std::runtime_error("QMGStreamerPipeline: playbin3 is not installed");
     }
-    element_ = GST_ELEMENT(gst_object_ref_sink(element));
-    g_object_set(element_, "uri", uri.c_str(), nullptr);
-    GstElement* videoSink = nullptr;
+    gst_object_ref_sink(element);
+    g_object_set(element, "uri", uri.c_str(), nullptr);
     if (options.headless) {
-        videoSink = makeFakeSink("fakevideosink");
-        g_object_set(element_, "video-sink", videoSink, "audio-sink", makeFakeSink("fakeaudiosink"), nullptr);
+        g_object_set(element, "video-sink", makeFakeSink("fakevideosink"), "audio-sink",
+                     makeFakeSink("fakeaudiosink"), nullptr);
     }
+    auto pipeline = std::make_shared<QMGStreamerPipeline>(element, element);
+    pipeline->open();
+    return pipeline;
+}
 
+QMGStreamerPipeline::QMGStreamerPipeline(GstElement* element, GstElement* owned) : owned_(owned) {
+    g_weak_ref_init(&element_, element);
+}
+
+QMGStreamerPipeline::~QMGStreamerPipeline() {
+    close();
+    g_weak_ref_clear(&element_);
+}
+
+void QMGStreamerPipeline::open() {
+    GstElement* element = this->element();
     // Tasks already posted when the pipeline goes away find nothing to call.
     std::weak_ptr<QMGStreamerPipeline> weakSelf = shared_from_this();
-    bridge_ = std::make_unique<QMGStreamerMainLoopBridge>(
-        QMRunLoop::mainRunLoop(),
-        [weakSelf](GstMessage* message) {
-            if (auto self = weakSelf.lock()) self->handleMessage(message);
-        },
-        [weakSelf](int width, int height) {
-            if (auto self = weakSelf.lock()) self->onVideoSize(width, height);
-        });
-    bridge_->attach(element_, videoSink);
+    QMGStreamerPipelineTap::Handlers handlers;
+    handlers.message = [weakSelf](GstMessage* message) {
+        if (auto self = weakSelf.lock()) self->handleMessage(message);
+    };
+    handlers.seek = [weakSelf](double position, double rate) {
+        if (auto self = weakSelf.lock())
+            self->tell([&](QMGStreamerPipelineListener& l) { l.pipelineSeeked(position, rate); });
+    };
+    handlers.videoSize = [weakSelf](int width, int height) {
+        if (auto self = weakSelf.lock())
+            self->tell([&](QMGStreamerPipelineListener& l) { l.pipelineVideoSize(width, height); });
+    };
+    handlers.gone = [weakSelf] {
+        if (auto self = weakSelf.lock()) {
+            auto listeners = self->listeners_;
+            self->close();
+            for (auto* listener : listeners) listener->pipelineGone();
+        }
+    };
+    tap_ = QMGStreamerPipelineTap::tap(element, QMRunLoop::mainRunLoop(), std::move(handlers));
+    open_ = true;
+    gst_object_unref(element);
+}
+
+GstElement* QMGStreamerPipeline::element() const {
+    return static_cast<GstElement*>(g_weak_ref_get(&element_));
 }
 
 void QMGStreamerPipeline::close() {
-    listener_ = nullptr;
-    if (element_) {
-        // Joins GStreamer's threads: after this nothing more reaches the bridge.
-        gst_element_set_state(element_, GST_STATE_NULL);
-        if (bridge_) bridge_->detach();
-        gst_object_unref(element_);
-        element_ = nullptr;
+    if (!open_) {
+        return;
+    }
+    open_ = false;
+    if (owned_) {
+        // Joins GStreamer's threads: after this nothing more is posted.
+        gst_element_set_state(owned_, GST_STATE_NULL);
+    }
+    tap_->close();
+    tap_.reset();
+    listeners_.clear();
+    if (owned_) {
+        gst_object_unref(owned_);
+        owned_ = nullptr;
+    }
+}
+
+void QMGStreamerPipeline::addListener(QMGStreamerPipelineListener* listener) {
+    listeners_.push_back(listener);
+}
+
+void QMGStreamerPipeline::removeListener(QMGStreamerPipelineListener* listener) {
+    listeners_.erase(std::remove(listeners_.begin(), listeners_.end(), listener), listeners_.end());
+}
+
+template <typename Call>
+void QMGStreamerPipeline::tell(Call call) {
+    // A listener may remove itself, or close the pipeline, while it hears a fact.
+    const auto listeners = listeners_;
+    auto self = shared_from_this();
+    for (auto* listener : listeners) {
+        if (std::find(listeners_.begin(), listeners_.end(), listener) != listeners_.end()) {
+            call(*listener);
+        }
     }
 }
 
 void QMGStreamerPipeline::requestState(GstState state) {
-    if (element_ && state != requested_) {
+    if (owned_ && open_ && state != requested_) {
         requested_ = state;
-        gst_element_set_state(element_, state);
+        gst_element_set_state(owned_, state);
     }
 }
 
 void QMGStreamerPipeline::seekTo(double seconds) {
-    if (element_) {
-        gst_element_seek_simple(element_, GST_FORMAT_TIME,
+    if (owned_ && open_) {
+        gst_element_seek_simple(owned_, GST_FORMAT_TIME,
                                 static_cast<GstSeekFlags>(GST_SEEK_FLAG_FLUSH | GST_SEEK_FLAG_KEY_UNIT),
                                 static_cast<gint64>(seconds * GST_SECOND));
     }
 }
 
+std::optional<std::string> QMGStreamerPipeline::uri() const {
+    GstElement* element = this->element();
+    if (!element) {
+        return std::nullopt;
+    }
+    gchar* current = nullptr;
+    g_object_get(element, "uri", &current, nullptr);
+    if (!current) {
+        g_object_get(element, "current-uri", &current, nullptr);
+    }
+    gst_object_unref(element);
+    std::optional<std::string> uri;
+    if (current) uri = current;
+    g_free(current);
+    return uri;
+}
+
+void QMGStreamerPipeline::announceCurrentState() {
+    GstElement* element = this->element();
+    if (!element || !open_) {
+        if (element) gst_object_unref(element);
+        return;
+    }
+    GstState current = GST_STATE_VOID_PENDING;
+    GstState pending = GST_STATE_VOID_PENDING;
+    const GstStateChangeReturn result = gst_element_get_state(element, &current, &pending, 0);
+    gst_object_unref(element);
+    const GstState target = pending == GST_STATE_VOID_PENDING ? current : pending;
+    if (current >= GST_STATE_PAUSED && result != GST_STATE_CHANGE_ASYNC) {
+        tell([](QMGStreamerPipelineListener& l) { l.pipelinePrerolled(); });
+    }
+    tell([current, target](QMGStreamerPipelineListener& l) { l.pipelineStateChanged(current, target); });
+}
+
 std::optional<double> QMGStreamerPipeline::durationSeconds() const {
+    GstElement* element = this->element();
+    if (!element) {
+        return std::nullopt;
+    }
     gint64 duration = 0;
-    if (!element_ || !gst_element_query_duration(element_, GST_FORMAT_TIME, &duration) || duration <= 0) {
+    const bool known = gst_element_query_duration(element, GST_FORMAT_TIME, &duration) && duration > 0;
+    gst_object_unref(element);
+    if (!known) {
         return std::nullopt;
     }
     // Whole milliseconds, as the platform's media stack reports a duration: truncated on purpose.
@@ -104,21 +216,24 @@ std::optional<double> QMGStreamerPipeline::durationSeconds() const {
 }
 
 void QMGStreamerPipeline::handleMessage(GstMessage* message) {
-    if (!listener_) {
+    if (!open_) {
         return;
     }
-    listener_->pipelineDownloaded(bridge_->downloadedBytes(), bridge_->mediaRequests());
+    const int64_t bytes = tap_->downloadedBytes();
+    const int64_t requests = tap_->mediaRequests();
+    tell([&](QMGStreamerPipelineListener& l) { l.pipelineDownloaded(bytes, requests); });
     switch (GST_MESSAGE_TYPE(message)) {
         case GST_MESSAGE_STATE_CHANGED:
             onStateChanged(message);
             break;
         case GST_MESSAGE_ASYNC_DONE:
-            listener_->pipelinePrerolled();
+            announceStreamsOfPlaybin2();
+            tell([](QMGStreamerPipelineListener& l) { l.pipelinePrerolled(); });
             break;
         case GST_MESSAGE_BUFFERING: {
             int percent = 0;
             gst_message_parse_buffering(message, &percent);
-            listener_->pipelineBuffering(percent);
+            tell([percent](QMGStreamerPipelineListener& l) { l.pipelineBuffering(percent); });
             break;
         }
         case GST_MESSAGE_ELEMENT:
@@ -130,14 +245,18 @@ void QMGStreamerPipeline::handleMessage(GstMessage* message) {
         case GST_MESSAGE_WARNING: {
             // Playback survives a warning; only failed downloads concern the drivers.
             const QMGStreamerProblem problem = QMGStreamerProblem::fromMessage(message);
-            if (problem.httpStatus() != 0) listener_->pipelineHTTPWarning(problem);
+            if (problem.httpStatus() != 0) {
+                tell([&](QMGStreamerPipelineListener& l) { l.pipelineHTTPWarning(problem); });
+            }
             break;
         }
-        case GST_MESSAGE_ERROR:
-            listener_->pipelineError(QMGStreamerProblem::fromMessage(message));
+        case GST_MESSAGE_ERROR: {
+            const QMGStreamerProblem problem = QMGStreamerProblem::fromMessage(message);
+            tell([&](QMGStreamerPipelineListener& l) { l.pipelineError(problem); });
             break;
+        }
         case GST_MESSAGE_EOS:
-            listener_->pipelineEndOfStream();
+            tell([](QMGStreamerPipelineListener& l) { l.pipelineEndOfStream(); });
             break;
         default:
             break;
@@ -147,8 +266,10 @@ void QMGStreamerPipeline::handleMessage(GstMessage* message) {
 void QMGStreamerPipeline::onStateChanged(GstMessage* message) {
     GstState previous = GST_STATE_VOID_PENDING;
     GstState current = GST_STATE_VOID_PENDING;
-    gst_message_parse_state_changed(message, &previous, &current, nullptr);
-    listener_->pipelineStateReached(current);
+    GstState pending = GST_STATE_VOID_PENDING;
+    gst_message_parse_state_changed(message, &previous, &current, &pending);
+    const GstState target = pending == GST_STATE_VOID_PENDING ? current : pending;
+    tell([current, target](QMGStreamerPipelineListener& l) { l.pipelineStateChanged(current, target); });
 }
 
 void QMGStreamerPipeline::onStatistics(GstMessage* message) {
@@ -167,7 +288,29 @@ void QMGStreamerPipeline::onStatistics(GstMessage* message) {
         g_object_get(demuxer, "current-bandwidth", &bandwidth, nullptr);
         measured = bandwidth > 0 ? static_cast<double>(bandwidth) : -1.0;
     }
-    listener_->pipelineVariantAnnounced(uri, bitrate, measured);
+    const std::string variant = uri;
+    tell([&](QMGStreamerPipelineListener& l) { l.pipelineVariantAnnounced(variant, bitrate, measured); });
+}
+
+void QMGStreamerPipeline::announceStreamsOfPlaybin2() {
+    // playbin (unlike playbin3) posts no stream collection: it counts its streams once prerolled.
+    GstElement* element = this->element();
+    if (!element) {
+        return;
+    }
+    GstElementFactory* factory = gst_element_get_factory(element);
+    gint video = 0;
+    gint audio = 0;
+    const bool playbin2 = factory && std::strcmp(GST_OBJECT_NAME(factory), "playbin") == 0;
+    if (playbin2) {
+        g_object_get(element, "n-video", &video, "n-audio", &audio, nullptr);
+    }
+    gst_object_unref(element);
+    if (playbin2) {
+        tell([video, audio](QMGStreamerPipelineListener& l) {
+            l.pipelineStreamsAnnounced(video > 0, audio > 0);
+        });
+    }
 }
 
 void QMGStreamerPipeline::onStreamCollection(GstMessage* message) {
@@ -185,13 +328,7 @@ void QMGStreamerPipeline::onStreamCollection(GstMessage* message) {
         audio = audio || (type & GST_STREAM_TYPE_AUDIO) != 0;
     }
     gst_object_unref(collection);
-    listener_->pipelineStreamsAnnounced(video, audio);
-}
-
-void QMGStreamerPipeline::onVideoSize(int width, int height) {
-    if (listener_) {
-        listener_->pipelineVideoSize(width, height);
-    }
+    tell([video, audio](QMGStreamerPipelineListener& l) { l.pipelineStreamsAnnounced(video, audio); });
 }
 
 }  // namespace veyrakit

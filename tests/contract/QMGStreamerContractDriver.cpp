@@ -91,7 +91,7 @@ void QMGStreamerContractDriver::start() {
     if (avPlayer_) {
         avDriver_ = QMGStreamerAVPlayerDriver::driverWithPlayer(avPlayer_);
     } else {
-        movieDriver_ = QMGStreamerMoviePlayerDriver::driverWithPlayer(moviePlayer_);
+        movieDriver_ = QMGStreamerMPMoviePlayerDriver::driverWithPlayer(moviePlayer_);
     }
     for (const auto& scheduled : appEvents_) {
         const std::string event = scheduled.second;

@@ -9,7 +9,7 @@
 #include "contract/QMContractDriver.h"
 #include "support/QMTestMediaServer.h"
 #include "veyrakit/gstreamer/QMGStreamerAVPlayerDriver.h"
-#include "veyrakit/gstreamer/QMGStreamerMoviePlayerDriver.h"
+#include "veyrakit/gstreamer/QMGStreamerMPMoviePlayerDriver.h"
 #include "veyrakit/platform/QMRunLoop.h"
 
 namespace veyrakit {
@@ -49,7 +49,7 @@ class QMGStreamerContractDriver : public QMContractDriver {
     std::shared_ptr<AVPlayer> avPlayer_;
     std::shared_ptr<MPMoviePlayerController> moviePlayer_;
     std::shared_ptr<QMGStreamerAVPlayerDriver> avDriver_;
-    std::shared_ptr<QMGStreamerMoviePlayerDriver> movieDriver_;
+    std::shared_ptr<QMGStreamerMPMoviePlayerDriver> movieDriver_;
     std::vector<std::pair<int64_t, std::string>> appEvents_;
     std::optional<int64_t> stallAt_;
     std::optional<int64_t> recoverAt_;

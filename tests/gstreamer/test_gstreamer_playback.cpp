@@ -22,7 +22,7 @@
 #include "veyrakit/QMDiagnosticCollectors.h"
 #include "veyrakit/VeyraKit.h"
 #include "veyrakit/gstreamer/QMGStreamerAVPlayerDriver.h"
-#include "veyrakit/gstreamer/QMGStreamerMoviePlayerDriver.h"
+#include "veyrakit/gstreamer/QMGStreamerMPMoviePlayerDriver.h"
 #include "veyrakit/platform/QMNotificationCenter.h"
 #include "veyrakit/platform/avfoundation/AVError.h"
 #include "veyrakit/platform/avfoundation/AVPlayerItemNotifications.h"
@@ -129,7 +129,7 @@ class GStreamerPlayback : public QMVirtualTimeTest {
             });
         QMVeyraKit::pluginWithMPMoviePlayerController(moviePlayer, "A-1", collector->baseURL(), "C-1", "VOD",
                                                       "Test pattern", "V-1", std::nullopt, std::nullopt);
-        movieDriver = QMGStreamerMoviePlayerDriver::driverWithPlayer(moviePlayer);
+        movieDriver = QMGStreamerMPMoviePlayerDriver::driverWithPlayer(moviePlayer);
         moviePlayer->play();
         ASSERT_TRUE(realLoop->runUntil(
             [&] {
@@ -176,7 +176,7 @@ class GStreamerPlayback : public QMVirtualTimeTest {
     std::shared_ptr<AVPlayer> player;
     std::shared_ptr<QMGStreamerAVPlayerDriver> driver;
     std::shared_ptr<MPMoviePlayerController> moviePlayer;
-    std::shared_ptr<QMGStreamerMoviePlayerDriver> movieDriver;
+    std::shared_ptr<QMGStreamerMPMoviePlayerDriver> movieDriver;
     std::vector<long> finishReasons;
     std::string sessionId;
     std::string tracePath;

@@ -20,7 +20,7 @@ void QMDemoMoviePlayerMediaPlayback::start(const Settings& settings) {
                                                   "veyrakit-demo", "VOD", settings.assetName, "demo-viewer",
                                                   settings.assetMetadata, settings.viewerMetadata);
     try {
-        driver_ = QMGStreamerMoviePlayerDriver::driverWithPlayer(player_);
+        driver_ = QMGStreamerMPMoviePlayerDriver::driverWithPlayer(player_);
     } catch (const std::runtime_error& error) {
         throw QMDemoError(error.what(), QMDemoError::kFailure);
     }

@@ -2,7 +2,7 @@
 #include <memory>
 
 #include "demo/QMDemoMediaPlayback.h"
-#include "veyrakit/gstreamer/QMGStreamerMoviePlayerDriver.h"
+#include "veyrakit/gstreamer/QMGStreamerMPMoviePlayerDriver.h"
 #include "veyrakit/platform/mediaplayer/MPMoviePlayerController.h"
 
 namespace veyrakit {
@@ -27,7 +27,7 @@ class QMDemoMoviePlayerMediaPlayback : public QMDemoMediaPlayback {
     std::shared_ptr<QMVeyraPlugin> session() const override;
 
     std::shared_ptr<MPMoviePlayerController> player_;
-    std::shared_ptr<QMGStreamerMoviePlayerDriver> driver_;
+    std::shared_ptr<QMGStreamerMPMoviePlayerDriver> driver_;
 };
 
 }  // namespace veyrakit

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 
+#include "veyrakit/platform/QMExport.h"
 namespace veyrakit {
 
 class QMMediaAccessLogEvent;
@@ -11,7 +12,7 @@ class QMMediaErrorLogEvent;
 // What both drivers write into their players' access and error logs for one medium: the variant
 // the HLS demuxer announced last (or the medium's own URL), the server, the bitrates. The drivers
 // add what only their model's entries carry.
-class QMGStreamerLogEntries {
+class VEYRAKIT_EXPORT QMGStreamerLogEntries {
   public:
     // The domain the platform's media stack logs loading failures under.
     static constexpr const char* kErrorDomain = "CoreMediaErrorDomain";
@@ -21,6 +22,8 @@ class QMGStreamerLogEntries {
     // Returns whether `uri` is another variant than the one announced before.
     bool noteVariant(const std::string& uri, double bitrate, double measuredBitrate);
     bool isStreaming() const;
+    // Whether an access-log entry was opened before.
+    bool hasOpenedEntry() const { return entryOpened_; }
 
     // A new entry for the variant playing, opened at `startOffset` seconds of media now. It counts
     // the media downloaded from here on; the first one counts from the start of loading.

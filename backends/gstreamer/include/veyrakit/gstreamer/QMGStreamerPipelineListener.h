@@ -4,39 +4,46 @@
 #include <cstdint>
 #include <string>
 
+#include "veyrakit/platform/QMExport.h"
 namespace veyrakit {
 
 class QMGStreamerProblem;
 
-// What a QMGStreamerPipeline tells its driver, as plain facts decoded from the bus and the video
-// sink. Every call arrives on the main run loop's thread, in the order GStreamer produced them,
-// and none after the pipeline is closed.
-class QMGStreamerPipelineListener {
+// What a QMGStreamerPipeline tells its listeners, as plain facts decoded from what the pipeline
+// posts and is asked. Every call arrives on the main run loop's thread, in the order GStreamer
+// produced them, and none after the pipeline is closed.
+class VEYRAKIT_EXPORT QMGStreamerPipelineListener {
   public:
     virtual ~QMGStreamerPipelineListener() = default;
 
     // The media downloaded so far (bytes, and the fragments or files among them), announced
     // before every other fact so that a driver's logs stay current.
     virtual void pipelineDownloaded(int64_t /*bytes*/, int64_t /*mediaRequests*/) {}
-    // The pipeline has prerolled (the first one, and again after every flushing seek).
-    virtual void pipelinePrerolled() = 0;
+    // The pipeline has prerolled (the first time, and again after every flushing seek).
+    virtual void pipelinePrerolled() {}
     // The fill level of the buffering elements; below 100 the pipeline runs dry.
-    virtual void pipelineBuffering(int percent) = 0;
-    // The pipeline as a whole has reached `state`.
-    virtual void pipelineStateReached(GstState state) = 0;
+    virtual void pipelineBuffering(int /*percent*/) {}
+    // The pipeline as a whole has reached `current` on its way to `target`, the state its owner
+    // asked for (the same once it is there).
+    virtual void pipelineStateChanged(GstState /*current*/, GstState /*target*/) {}
+    // Its owner asked for a seek to `position` seconds (negative: the position stays) at `rate`.
+    virtual void pipelineSeeked(double /*position*/, double /*rate*/) {}
     // The streams of the medium are known: whether there is a picture, whether there is sound.
-    // Announced again when a demuxer finds more; a player model without media types ignores it.
+    // Announced again when a demuxer finds more.
     virtual void pipelineStreamsAnnounced(bool /*video*/, bool /*audio*/) {}
     // The HLS demuxer switched to (or started with) the variant playlist `uri` of `bitrate` bits
     // per second. `measuredBitrate` is its download bandwidth, or -1 when it has none.
-    virtual void pipelineVariantAnnounced(const std::string& uri, double bitrate, double measuredBitrate) = 0;
+    virtual void pipelineVariantAnnounced(const std::string& /*uri*/, double /*bitrate*/,
+                                          double /*measuredBitrate*/) {}
     // A new picture format reached the video sink.
-    virtual void pipelineVideoSize(int width, int height) = 0;
+    virtual void pipelineVideoSize(int /*width*/, int /*height*/) {}
     // A download failed with an HTTP status and playback goes on.
-    virtual void pipelineHTTPWarning(const QMGStreamerProblem& problem) = 0;
+    virtual void pipelineHTTPWarning(const QMGStreamerProblem& /*problem*/) {}
     // Playback cannot go on.
-    virtual void pipelineError(const QMGStreamerProblem& problem) = 0;
-    virtual void pipelineEndOfStream() = 0;
+    virtual void pipelineError(const QMGStreamerProblem& /*problem*/) {}
+    virtual void pipelineEndOfStream() {}
+    // Its owner let the pipeline go (finalized): nothing more will come.
+    virtual void pipelineGone() {}
 };
 
 }  // namespace veyrakit

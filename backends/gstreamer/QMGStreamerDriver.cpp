@@ -1,0 +1,235 @@
+#include "veyrakit/gstreamer/QMGStreamerDriver.h"
+
+#include <utility>
+
+#include "QMGStreamerProblem.h"
+#include "veyrakit/platform/QMRunLoop.h"
+#include "veyrakit/platform/avfoundation/QMMediaAccessLogEvent.h"
+
+namespace veyrakit {
+
+namespace {
+
+int64_t nowMicros() { return QMRunLoop::mainRunLoop()->nowMicros(); }
+
+}  // namespace
+
+QMGStreamerDriver::QMGStreamerDriver(std::string url) : log_(std::move(url)) {}
+
+QMGStreamerDriver::~QMGStreamerDriver() {
+    if (pipeline_) {
+        pipeline_->removeListener(this);
+        pipeline_->close();
+    }
+}
+
+void QMGStreamerDriver::follow(std::shared_ptr<QMGStreamerPipeline> pipeline) {
+    pipeline_ = std::move(pipeline);
+    pipeline_->addListener(this);
+    startMicros_ = nowMicros();
+}
+
+void QMGStreamerDriver::stop() {
+    if (!over_) {
+        over_ = true;
+        closeAccessLogEvent();
+    }
+    finish();
+}
+
+void QMGStreamerDriver::finish() {
+    if (!pipeline_) {
+        return;
+    }
+    modelUnobserved();
+    auto pipeline = std::move(pipeline_);
+    pipeline->removeListener(this);
+    // An owned pipeline is the driver's to bring down; an attached one is the app's.
+    if (pipeline->isOwned()) {
+        pipeline->close();
+    }
+}
+
+void QMGStreamerDriver::countStall() {
+    if (currentEvent_) {
+        currentEvent_->setNumberOfStalls(currentEvent_->numberOfStalls() + 1);
+    }
+}
+
+void QMGStreamerDriver::pipelineDownloaded(int64_t bytes, int64_t mediaRequests) {
+    log_.noteDownloaded(bytes, mediaRequests);
+    refreshTransfers();
+}
+
+void QMGStreamerDriver::pipelinePrerolled() {
+    prerolled_ = true;
+    if (seeking_) {
+        seekPrerolled_ = true;
+        endSeekIfRefilled();
+    }
+    becomeReadyIfLoaded();
+    applyState();
+}
+
+void QMGStreamerDriver::pipelineBuffering(int percent) {
+    const bool buffering = percent < 100;
+    if (buffering == buffering_) {
+        return;
+    }
+    buffering_ = buffering;
+    if (!started_) {
+        becomeReadyIfLoaded();
+    } else if (seeking_) {
+        endSeekIfRefilled();
+    } else if (buffering) {
+        modelStalls();
+    } else {
+        modelRecovers();
+    }
+    applyState();
+}
+
+void QMGStreamerDriver::leave() {
+    if (over_) {
+        return;
+    }
+    over_ = true;
+    closeAccessLogEvent();
+    finish();
+    ownerStops();
+}
+
+void QMGStreamerDriver::pipelineStateChanged(GstState current, GstState target) {
+    if (isFollowingOwner() && target <= GST_STATE_READY) {
+        // The app stopped the pipeline (or took it to another item): this playback is over.
+        leave();
+        return;
+    }
+    if (current == GST_STATE_PLAYING) {
+        if (!started_) {
+            started_ = true;
+            openAccessLogEvent();
+        }
+        modelReachesPlaying();
+    }
+    if (!isFollowingOwner()) {
+        return;
+    }
+    // A pipeline its owner pauses to refill (or that a seek flushes) is not paused by the viewer.
+    if (target == GST_STATE_PLAYING) {
+        ownerPlays(rate_);
+    } else if (target == GST_STATE_PAUSED && !buffering_ && !seeking_) {
+        ownerPauses();
+    }
+}
+
+void QMGStreamerDriver::pipelineSeeked(double position, double rate) {
+    // An owned pipeline seeks when the driver asks (seekPipeline): nothing new to learn.
+    if (!isFollowingOwner()) {
+        return;
+    }
+    if (rate > 0 && static_cast<float>(rate) != rate_) {
+        rate_ = static_cast<float>(rate);
+        if (started_) ownerPlays(rate_);
+    }
+    if (position >= 0) {
+        seeking_ = true;
+        seekPrerolled_ = false;
+        ownerSeeks(position);
+    }
+}
+
+void QMGStreamerDriver::applyState() {
+    if (!over_ && pipeline_ && pipeline_->isOwned()) {
+        pipeline_->requestState(ready_ && !buffering_ && modelWantsToPlay() ? GST_STATE_PLAYING
+                                                                            : GST_STATE_PAUSED);
+    }
+}
+
+void QMGStreamerDriver::seekPipeline(double position) {
+    if (!over_ && pipeline_ && pipeline_->isOwned()) {
+        seeking_ = true;
+        seekPrerolled_ = false;
+        pipeline_->seekTo(position);
+    }
+}
+
+void QMGStreamerDriver::endSeekIfRefilled() {
+    // A seek's flush empties the queues by design: refilling them is part of the seek.
+    if (seeking_ && seekPrerolled_ && !buffering_) {
+        seeking_ = false;
+        modelSeekEnds();
+    }
+}
+
+void QMGStreamerDriver::becomeReadyIfLoaded() {
+    if (ready_ || !prerolled_ || buffering_) {
+        return;
+    }
+    ready_ = true;
+    readyMicros_ = nowMicros();
+    modelBecomesReady(pipeline_->durationSeconds(), videoSize_);
+    applyState();
+}
+
+void QMGStreamerDriver::pipelineStreamsAnnounced(bool video, bool audio) { modelHasStreams(video, audio); }
+
+void QMGStreamerDriver::pipelineVariantAnnounced(const std::string& uri, double bitrate,
+                                                 double measuredBitrate) {
+    if (log_.noteVariant(uri, bitrate, measuredBitrate) && started_) {
+        closeAccessLogEvent();
+        openAccessLogEvent();
+    }
+}
+
+void QMGStreamerDriver::pipelineVideoSize(int width, int height) {
+    videoSize_ = CGSizeMake(width, height);
+    if (ready_) {
+        modelShowsPictureSize(*videoSize_);
+    }
+}
+
+void QMGStreamerDriver::openAccessLogEvent() {
+    currentEvent_ = modelOpensAccessLogEvent(!log_.hasOpenedEntry());
+}
+
+void QMGStreamerDriver::refreshTransfers() {
+    if (currentEvent_) {
+        modelRefreshesAccessLogEvent(*currentEvent_);
+    }
+}
+
+void QMGStreamerDriver::closeAccessLogEvent() {
+    if (currentEvent_) {
+        modelRefreshesAccessLogEvent(*currentEvent_);
+        log_.closeAccessLogEvent(*currentEvent_, modelPlayhead());
+    }
+}
+
+void QMGStreamerDriver::pipelineHTTPWarning(const QMGStreamerProblem& problem) {
+    modelLogsError(problem.httpStatus(), problem.comment());
+}
+
+void QMGStreamerDriver::pipelineError(const QMGStreamerProblem& problem) {
+    modelLogsError(problem.logStatusCode(), problem.comment());
+    over_ = true;
+    closeAccessLogEvent();
+    // Nothing the observers of the failure do to the model reaches the pipeline any more.
+    finish();
+    modelFails(problem.platformErrorCode(),
+               problem.message().empty() ? "The operation could not be completed" : problem.message());
+}
+
+void QMGStreamerDriver::pipelineEndOfStream() {
+    over_ = true;
+    closeAccessLogEvent();
+    finish();
+    modelEnds();
+}
+
+void QMGStreamerDriver::pipelineGone() {
+    leave();
+    finish();
+}
+
+}  // namespace veyrakit
