@@ -162,7 +162,7 @@ void QMGStreamerMonitor::endSession() {
     if (options_.player == PlayerKind::AVPlayer && avPlayerSessionOwner == this) {
         avPlayerSessionOwner = nullptr;
         if (!endedByMedia_) {
-            QMVeyraKit::stopPlayback();
+            QMVeyraKit::endAVPlayerMonitoring();
         }
     }
 }

@@ -54,6 +54,10 @@ class VEYRAKIT_EXPORT QMVeyraKit {
     static void sizeChangedToFullScreen();
     static void sizeChangedToWindow();
     static void stopPlayback();
+    // Ends the monitoring of the current AVPlayer for good, where the host will call nothing more
+    // (its player is gone): a session under way sends its last report as with stopPlayback; one
+    // still waiting for its session id sends nothing and ends at once.
+    static void endAVPlayerMonitoring();
     static void startAds();
     static void stopAds();
 };

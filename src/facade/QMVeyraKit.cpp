@@ -129,6 +129,16 @@ void QMVeyraKit::stopPlayback() {
     forwardToAVPlayerPlugin("QMVeyraKit::stopPlayback", std::mem_fn(&QMVeyraPlugin::stopPlayback));
 }
 
+void QMVeyraKit::endAVPlayerMonitoring() {
+    forwardToAVPlayerPlugin("QMVeyraKit::endAVPlayerMonitoring", [](QMVeyraPlugin& plugin) {
+        const bool started = plugin.periodicalReporter() != nullptr;
+        plugin.stopPlayback();
+        // A session still waiting for its id has no reporter to send a last report: stopPlayback
+        // alone would leave it to start, and report, once the id comes.
+        if (!started) plugin.destroy();
+    });
+}
+
 void QMVeyraKit::startAds() {
     forwardToAVPlayerPlugin("QMVeyraKit::startAds", std::mem_fn(&QMVeyraPlugin::startAds));
 }

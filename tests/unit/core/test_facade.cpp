@@ -137,4 +137,26 @@ TEST_F(QMFacadeTest, CommandsReachOnlyTheAVPlayerPlugin) {
     EXPECT_EQ(logs(), Lines{"E X Viewer wants to report a fault but there is no reporter to do that. "});
 }
 
+// A host whose player is gone ends monitoring for good: a session under way gets its last report
+// (stopPlayback), one still waiting for its id is destroyed as well, since it has no reporter yet.
+TEST_F(QMFacadeTest, EndingAVPlayerMonitoringDestroysOnlyASessionStillWaitingForItsId) {
+    QMVeyraKit::endAVPlayerMonitoring();  // no plugin: nothing happens
+    QMVeyraKit::pluginWithAVPlayer(avPlayer, "A-1", "C-1", std::nullopt, "N", "V", std::nullopt,
+                                   std::nullopt);
+    auto waiting = av();
+    QMVeyraKit::endAVPlayerMonitoring();
+    EXPECT_EQ(waiting->commands, Lines{"stop"});
+    EXPECT_TRUE(waiting->destroyed());
+
+    QMVeyraKit::pluginWithAVPlayer(avPlayer, "A-1", "C-1", std::nullopt, "N", "V", std::nullopt,
+                                   std::nullopt);
+    auto started = av();
+    runFor(1'000);
+    ASSERT_TRUE(started->periodicalReporter());
+    QMVeyraKit::endAVPlayerMonitoring();
+    EXPECT_EQ(started->commands, Lines{"stop"});
+    EXPECT_FALSE(started->destroyed());
+    started->destroy();
+}
+
 }  // namespace veyrakit
