@@ -41,7 +41,7 @@ std::unique_ptr<QMGLibRunLoopSource> QMGLibRunLoopSource::attach(std::shared_ptr
 }
 
 QMGLibRunLoopSource::QMGLibRunLoopSource(std::shared_ptr<QMRunLoop> loop, GMainContext* context)
-    : loop_(std::move(loop)) {
+    : loop_(std::move(loop)), context_(context) {
     GSource* source = g_source_new(&Source::funcs, sizeof(Source));
     source_ = reinterpret_cast<Source*>(source);
     source_->loop = loop_.get();
@@ -55,6 +55,24 @@ QMGLibRunLoopSource::~QMGLibRunLoopSource() {
     GSource* source = &source_->base;
     g_source_destroy(source);
     g_source_unref(source);
+}
+
+bool QMGLibRunLoopSource::drain(int timeoutMillis) {
+    const auto atRest = [this] {
+        return loop_->transferCount() == 0 && loop_->outsideWorkCount() == 0 && loop_->taskCount() == 0;
+    };
+    const gint64 deadline = g_get_monotonic_time() + int64_t{timeoutMillis} * 1000;
+    // Wakes the blocking iteration now and then to look at the clock.
+    GSource* tick = g_timeout_source_new(20);
+    g_source_set_callback(
+        tick, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr, nullptr);
+    g_source_attach(tick, context_);
+    while (!atRest() && g_get_monotonic_time() < deadline) {
+        g_main_context_iteration(context_, TRUE);
+    }
+    g_source_destroy(tick);
+    g_source_unref(tick);
+    return atRest();
 }
 
 unsigned long QMGLibRunLoopSource::dispatchCount() const { return source_->dispatches; }

@@ -27,6 +27,11 @@ class VEYRAKIT_EXPORT QMGLibRunLoopSource {
     QMGLibRunLoopSource(const QMGLibRunLoopSource&) = delete;
     QMGLibRunLoopSource& operator=(const QMGLibRunLoopSource&) = delete;
 
+    // Iterates the context until the SDK has nothing under way (no request waiting for its answer,
+    // no task to run), or `timeoutMillis` have passed: before an app leaves, so that the last
+    // reports go out. Returns whether the SDK came to rest.
+    bool drain(int timeoutMillis);
+
     // How many times the context dispatched the loop's work (an idle loop's figure is its timers).
     unsigned long dispatchCount() const;
 
@@ -35,6 +40,7 @@ class VEYRAKIT_EXPORT QMGLibRunLoopSource {
     QMGLibRunLoopSource(std::shared_ptr<QMRunLoop> loop, GMainContext* context);
 
     std::shared_ptr<QMRunLoop> loop_;
+    GMainContext* context_ = nullptr;
     Source* source_ = nullptr;
 };
 

@@ -38,9 +38,9 @@ class VEYRAKIT_EXPORT QMGStreamerMonitor : public std::enable_shared_from_this<Q
         // What the app says of each item, given its URI. Fields it leaves absent are filled from
         // `defaults`, then derived from the URI (asset id: the URI; asset name: its last path
         // segment that is not a generic playlist name; asset type "VOD").
-        std::function<QMSessionDescription(const std::string& uri)> describe;
+        std::function<QMSessionDescription(const std::string& uri)> describe{};
         // serverHost: the analytics server's base URL (absent: the built-in default).
-        QMSessionDescription defaults;
+        QMSessionDescription defaults{};
     };
 
     // Throws std::invalid_argument when `playbin` is not a playbin3 or a playbin.
