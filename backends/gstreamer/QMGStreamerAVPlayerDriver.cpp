@@ -141,16 +141,17 @@ std::shared_ptr<QMMediaAccessLogEvent> QMGStreamerAVPlayerDriver::modelOpensAcce
                            : log().isStreaming()                   ? "VOD"
                                                                    : "FILE");
     event->setStartupTime(first ? static_cast<double>(readyMicros() - startMicros()) / 1e6 : -1.0);
-    event->setSwitchBitrate(first ? -1.0 : log().measuredBitrate());
-    modelRefreshesAccessLogEvent(*event);
+    event->setSwitchBitrate(first ? -1.0 : log().observedBitrate());
+    modelCountsTransfers(*event, log().transfersOfEntry());
     item_->addAccessLogEvent(event);
     return event;
 }
 
-void QMGStreamerAVPlayerDriver::modelRefreshesAccessLogEvent(QMMediaAccessLogEvent& event) {
-    log().updateTransfers(event);
-    static_cast<AVPlayerItemAccessLogEvent&>(event).setNumberOfMediaRequests(
-        static_cast<long>(log().mediaRequestsOfEntry()));
+void QMGStreamerAVPlayerDriver::modelCountsTransfers(QMMediaAccessLogEvent& event,
+                                                     const QMGStreamerTransfers& figures) {
+    auto& entry = static_cast<AVPlayerItemAccessLogEvent&>(event);
+    entry.setNumberOfMediaRequests(static_cast<long>(figures.requests));
+    entry.setTransferDuration(figures.transferSeconds);
 }
 
 void QMGStreamerAVPlayerDriver::modelLogsError(long statusCode, const std::string& comment) {

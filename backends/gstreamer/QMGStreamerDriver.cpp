@@ -56,8 +56,8 @@ void QMGStreamerDriver::countStall() {
     }
 }
 
-void QMGStreamerDriver::pipelineDownloaded(int64_t bytes, int64_t mediaRequests) {
-    log_.noteDownloaded(bytes, mediaRequests);
+void QMGStreamerDriver::pipelineDownloaded(const QMGStreamerDownloads& downloads) {
+    log_.noteDownloaded(downloads);
     refreshTransfers();
 }
 
@@ -174,10 +174,14 @@ void QMGStreamerDriver::becomeReadyIfLoaded() {
 
 void QMGStreamerDriver::pipelineStreamsAnnounced(bool video, bool audio) { modelHasStreams(video, audio); }
 
-void QMGStreamerDriver::pipelineVariantAnnounced(const std::string& uri, double bitrate,
-                                                 double measuredBitrate) {
-    if (log_.noteVariant(uri, bitrate, measuredBitrate) && started_) {
-        closeAccessLogEvent();
+void QMGStreamerDriver::pipelineVariantShown(const std::string& uri, double bitrate) {
+    if (!started_) {
+        log_.noteVariant(uri, bitrate);
+        return;
+    }
+    if (uri != log_.variantShown()) {
+        closeAccessLogEvent(uri);
+        log_.noteVariant(uri, bitrate);
         openAccessLogEvent();
     }
 }
@@ -195,14 +199,13 @@ void QMGStreamerDriver::openAccessLogEvent() {
 
 void QMGStreamerDriver::refreshTransfers() {
     if (currentEvent_) {
-        modelRefreshesAccessLogEvent(*currentEvent_);
+        modelCountsTransfers(*currentEvent_, log_.updateTransfers(*currentEvent_));
     }
 }
 
-void QMGStreamerDriver::closeAccessLogEvent() {
+void QMGStreamerDriver::closeAccessLogEvent(const std::optional<std::string>& next) {
     if (currentEvent_) {
-        modelRefreshesAccessLogEvent(*currentEvent_);
-        log_.closeAccessLogEvent(*currentEvent_, modelPlayhead());
+        modelCountsTransfers(*currentEvent_, log_.closeAccessLogEvent(*currentEvent_, modelPlayhead(), next));
     }
 }
 

@@ -12,22 +12,36 @@ namespace veyrakit {
 
 QMGStreamerLogEntries::QMGStreamerLogEntries(std::string url) : url_(std::move(url)) {}
 
-bool QMGStreamerLogEntries::noteVariant(const std::string& uri, double bitrate, double measuredBitrate) {
-    const bool switched = variantURI_ != uri;
+void QMGStreamerLogEntries::noteVariant(const std::string& uri, double bitrate) {
     variantURI_ = uri;
     variantBitrate_ = bitrate;
-    measuredBitrate_ = measuredBitrate;
-    return switched;
 }
 
 bool QMGStreamerLogEntries::isStreaming() const { return url_.find(".m3u8") != std::string::npos; }
 
-void QMGStreamerLogEntries::fillAccessLogEvent(QMMediaAccessLogEvent& event, double startOffset) {
-    if (entryOpened_) {
-        // What the previous entry was closed with is its own; this one counts from there.
-        bytesBase_ = bytes_;
-        requestsBase_ = requests_;
+double QMGStreamerLogEntries::bitrateOf(int64_t bytes, double seconds) {
+    // Under a millisecond the clock says nothing: a local file arrives at once.
+    return seconds >= 0.001 ? static_cast<double>(bytes) * 8.0 / seconds : -1.0;
+}
+
+double QMGStreamerLogEntries::observedBitrate() const {
+    return bitrateOf(downloads_.total.bytes, downloads_.total.transferSeconds);
+}
+
+QMGStreamerTransfers QMGStreamerLogEntries::transfersOfEntry() const {
+    const std::string variant = variantURI_.value_or("");
+    const auto found = downloads_.byVariant.find(variant);
+    QMGStreamerTransfers figures =
+        found == downloads_.byVariant.end() ? QMGStreamerTransfers{} : found->second;
+    if (const auto counted = counted_.find(variant); counted != counted_.end()) {
+        figures.bytes -= counted->second.bytes;
+        figures.requests -= counted->second.requests;
+        figures.transferSeconds -= counted->second.transferSeconds;
     }
+    return figures;
+}
+
+void QMGStreamerLogEntries::fillAccessLogEvent(QMMediaAccessLogEvent& event, double startOffset) {
     entryOpened_ = true;
     event.setURI(variantURI_.value_or(url_));
     event.setServerAddress(QMURL::URLWithString(url_)->host());
@@ -36,32 +50,48 @@ void QMGStreamerLogEntries::fillAccessLogEvent(QMMediaAccessLogEvent& event, dou
     event.setDurationWatched(0.0);
     event.setNumberOfStalls(0);
     event.setIndicatedBitrate(variantBitrate_);
-    event.setObservedBitrate(measuredBitrate_);
     updateTransfers(event);
 }
 
-void QMGStreamerLogEntries::noteDownloaded(int64_t bytes, int64_t mediaRequests) {
-    bytes_ = bytes;
-    requests_ = mediaRequests;
-}
+void QMGStreamerLogEntries::noteDownloaded(const QMGStreamerDownloads& downloads) { downloads_ = downloads; }
 
-void QMGStreamerLogEntries::updateTransfers(QMMediaAccessLogEvent& event) const {
-    event.setNumberOfBytesTransferred(bytes_ - bytesBase_);
+QMGStreamerTransfers QMGStreamerLogEntries::updateTransfers(QMMediaAccessLogEvent& event) const {
+    const QMGStreamerTransfers figures = transfersOfEntry();
+    event.setNumberOfBytesTransferred(figures.bytes);
+    event.setObservedBitrate(bitrateOf(figures.bytes, figures.transferSeconds));
+    return figures;
 }
 
 void QMGStreamerLogEntries::fillErrorLogEvent(QMMediaErrorLogEvent& event, long statusCode,
-                                              const std::string& comment) const {
+                                              const std::string& comment, const std::string& domain) const {
     event.setDate(QMDate::date());
     event.setURI(variantURI_.value_or(url_));
     event.setServerAddress(QMURL::URLWithString(url_)->host());
     event.setErrorStatusCode(statusCode);
-    event.setErrorDomain(kErrorDomain);
+    event.setErrorDomain(domain);
     event.setErrorComment(comment);
 }
 
-void QMGStreamerLogEntries::closeAccessLogEvent(QMMediaAccessLogEvent& event, double playhead) const {
-    updateTransfers(event);
+QMGStreamerTransfers QMGStreamerLogEntries::closeAccessLogEvent(QMMediaAccessLogEvent& event, double playhead,
+                                                                const std::optional<std::string>& next) {
+    const std::string variant = variantURI_.value_or("");
+    QMGStreamerTransfers figures = transfersOfEntry();
+    for (const auto& [other, downloaded] : downloads_.byVariant) {
+        if (other != variant && other != next) {
+            const QMGStreamerTransfers& counted = counted_[other];
+            figures.bytes += downloaded.bytes - counted.bytes;
+            figures.requests += downloaded.requests - counted.requests;
+            figures.transferSeconds += downloaded.transferSeconds - counted.transferSeconds;
+            counted_[other] = downloaded;
+        }
+    }
+    if (const auto found = downloads_.byVariant.find(variant); found != downloads_.byVariant.end()) {
+        counted_[variant] = found->second;
+    }
+    event.setNumberOfBytesTransferred(figures.bytes);
+    event.setObservedBitrate(bitrateOf(figures.bytes, figures.transferSeconds));
     event.setDurationWatched(std::max(0.0, playhead - event.playbackStartOffset()));
+    return figures;
 }
 
 }  // namespace veyrakit

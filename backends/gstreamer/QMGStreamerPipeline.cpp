@@ -96,6 +96,14 @@ void QMGStreamerPipeline::open() {
         if (auto self = weakSelf.lock())
             self->tell([&](QMGStreamerPipelineListener& l) { l.pipelineVideoSize(width, height); });
     };
+    handlers.variantShown = [weakSelf](const std::string& uri, double bitrate) {
+        if (auto self = weakSelf.lock())
+            self->tell([&](QMGStreamerPipelineListener& l) { l.pipelineVariantShown(uri, bitrate); });
+    };
+    handlers.downloaded = [weakSelf](const QMGStreamerDownloads& downloads) {
+        if (auto self = weakSelf.lock())
+            self->tell([&](QMGStreamerPipelineListener& l) { l.pipelineDownloaded(downloads); });
+    };
     handlers.gone = [weakSelf] {
         if (auto self = weakSelf.lock()) {
             auto listeners = self->listeners_;
@@ -219,9 +227,8 @@ void QMGStreamerPipeline::handleMessage(GstMessage* message) {
     if (!open_) {
         return;
     }
-    const int64_t bytes = tap_->downloadedBytes();
-    const int64_t requests = tap_->mediaRequests();
-    tell([&](QMGStreamerPipelineListener& l) { l.pipelineDownloaded(bytes, requests); });
+    const QMGStreamerDownloads downloads = tap_->downloads();
+    tell([&](QMGStreamerPipelineListener& l) { l.pipelineDownloaded(downloads); });
     switch (GST_MESSAGE_TYPE(message)) {
         case GST_MESSAGE_STATE_CHANGED:
             onStateChanged(message);
@@ -236,9 +243,6 @@ void QMGStreamerPipeline::handleMessage(GstMessage* message) {
             tell([percent](QMGStreamerPipelineListener& l) { l.pipelineBuffering(percent); });
             break;
         }
-        case GST_MESSAGE_ELEMENT:
-            onStatistics(message);
-            break;
         case GST_MESSAGE_STREAM_COLLECTION:
             onStreamCollection(message);
             break;
@@ -270,26 +274,6 @@ void QMGStreamerPipeline::onStateChanged(GstMessage* message) {
     gst_message_parse_state_changed(message, &previous, &current, &pending);
     const GstState target = pending == GST_STATE_VOID_PENDING ? current : pending;
     tell([current, target](QMGStreamerPipelineListener& l) { l.pipelineStateChanged(current, target); });
-}
-
-void QMGStreamerPipeline::onStatistics(GstMessage* message) {
-    const GstStructure* figures = gst_message_get_structure(message);
-    int bitrate = 0;
-    const gchar* uri = gst_structure_get_string(figures, "uri");
-    // The demuxer announces a variant switch with the variant playlist and its bitrate; its other
-    // statistics (the master playlist's download) carry no bitrate.
-    if (!uri || !gst_structure_get_int(figures, "bitrate", &bitrate)) {
-        return;
-    }
-    double measured = -1.0;
-    GObject* demuxer = G_OBJECT(GST_MESSAGE_SRC(message));
-    if (g_object_class_find_property(G_OBJECT_GET_CLASS(demuxer), "current-bandwidth")) {
-        guint bandwidth = 0;
-        g_object_get(demuxer, "current-bandwidth", &bandwidth, nullptr);
-        measured = bandwidth > 0 ? static_cast<double>(bandwidth) : -1.0;
-    }
-    const std::string variant = uri;
-    tell([&](QMGStreamerPipelineListener& l) { l.pipelineVariantAnnounced(variant, bitrate, measured); });
 }
 
 void QMGStreamerPipeline::announceStreamsOfPlaybin2() {

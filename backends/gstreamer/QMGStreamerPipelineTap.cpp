@@ -1,5 +1,6 @@
 #include "QMGStreamerPipelineTap.h"
 
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
@@ -8,10 +9,60 @@
 
 namespace veyrakit {
 
+namespace {
+
+// The most of a master playlist kept: a real one is a few kilobytes.
+constexpr std::size_t kMaximumManifestBytes = std::size_t{2} << 20;
+// How often the download figures are handed over while they grow.
+constexpr int64_t kDownloadsEveryMicros = 250'000;
+
+}  // namespace
+
+struct QMGStreamerPipelineTap::Shared {
+    std::weak_ptr<QMGStreamerPipelineTap> tap;
+    mutable std::mutex downloadsMutex;
+    QMGStreamerDownloads downloads;
+    std::atomic<int64_t> lastHandedOver{0};
+    QMGStreamerVariantTracker tracker;
+    std::atomic<bool> demuxerHasVideo{false};
+};
+
+namespace {
+
+// Each probe's own state, alone on its pad's streaming thread.
+struct DownloadProbe {
+    explicit DownloadProbe(std::shared_ptr<void> state) : shared(std::move(state)) {}
+    std::shared_ptr<void> shared;
+    // The variant the fragment arriving now belongs to.
+    std::string variant;
+    int64_t lastBuffer = -1;
+};
+struct ManifestProbe {
+    explicit ManifestProbe(std::shared_ptr<void> state) : shared(std::move(state)) {}
+    std::shared_ptr<void> shared;
+    std::string text;
+    bool complete = false;
+};
+struct DemuxedProbe {
+    explicit DemuxedProbe(std::shared_ptr<void> state) : shared(std::move(state)) {}
+    std::shared_ptr<void> shared;
+    std::atomic<int> width{0};
+    std::atomic<int> height{0};
+    std::atomic<bool> video{false};
+};
+
+template <typename T>
+void destroy(gpointer state) {
+    delete static_cast<T*>(state);
+}
+
+}  // namespace
+
 std::shared_ptr<QMGStreamerPipelineTap> QMGStreamerPipelineTap::tap(GstElement* pipeline,
                                                                     std::shared_ptr<QMRunLoop> loop,
                                                                     Handlers handlers) {
     auto tap = std::make_shared<QMGStreamerPipelineTap>(pipeline, std::move(loop), std::move(handlers));
+    tap->shared_->tap = tap;
     QMGStreamerTracer::install();
     QMGStreamerTracer::addTap(tap);
     return tap;
@@ -19,26 +70,38 @@ std::shared_ptr<QMGStreamerPipelineTap> QMGStreamerPipelineTap::tap(GstElement* 
 
 QMGStreamerPipelineTap::QMGStreamerPipelineTap(GstElement* pipeline, std::shared_ptr<QMRunLoop> loop,
                                                Handlers handlers)
-    : pipeline_(pipeline), loop_(std::move(loop)), handlers_(std::move(handlers)) {}
+    : pipeline_(pipeline),
+      loop_(std::move(loop)),
+      handlers_(std::move(handlers)),
+      shared_(std::make_shared<Shared>()) {}
 
 QMGStreamerPipelineTap::~QMGStreamerPipelineTap() { close(); }
 
 void QMGStreamerPipelineTap::close() {
-    if (closed_) {
-        return;
+    std::vector<std::unique_ptr<Probe>> probes;
+    {
+        std::lock_guard<std::mutex> lock(probesMutex_);
+        if (closed_) {
+            return;
+        }
+        closed_ = true;
+        probes.swap(probes_);
+        watchedPads_.clear();
     }
-    closed_ = true;
     QMGStreamerTracer::removeTap(this);
     handlers_ = Handlers{};
-    std::lock_guard<std::mutex> lock(probesMutex_);
-    for (auto& probe : probes_) {
+    for (auto& probe : probes) {
         if (GstPad* pad = static_cast<GstPad*>(g_weak_ref_get(&probe->pad))) {
             gst_pad_remove_probe(pad, probe->id);
             gst_object_unref(pad);
         }
         g_weak_ref_clear(&probe->pad);
     }
-    probes_.clear();
+}
+
+QMGStreamerPipelineTap::Downloads QMGStreamerPipelineTap::downloads() const {
+    std::lock_guard<std::mutex> lock(shared_->downloadsMutex);
+    return shared_->downloads;
 }
 
 void QMGStreamerPipelineTap::deliver(std::function<void(const Handlers&)> call) {
@@ -48,6 +111,20 @@ void QMGStreamerPipelineTap::deliver(std::function<void(const Handlers&)> call) 
             call(self->handlers_);
         }
     });
+}
+
+void QMGStreamerPipelineTap::watch(GstPad* pad, GstPadProbeType type, GstPadProbeCallback callback,
+                                   void* state, GDestroyNotify destroyState) {
+    std::lock_guard<std::mutex> lock(probesMutex_);
+    if (closed_ || std::find(watchedPads_.begin(), watchedPads_.end(), pad) != watchedPads_.end()) {
+        destroyState(state);
+        return;
+    }
+    auto probe = std::make_unique<Probe>();
+    probe->id = gst_pad_add_probe(pad, type, callback, state, destroyState);
+    g_weak_ref_init(&probe->pad, pad);
+    probes_.push_back(std::move(probe));
+    watchedPads_.push_back(pad);
 }
 
 bool QMGStreamerPipelineTap::isWanted(GstMessage* message) const {
@@ -61,14 +138,22 @@ bool QMGStreamerPipelineTap::isWanted(GstMessage* message) const {
             return true;
         case GST_MESSAGE_STATE_CHANGED:
             return GST_MESSAGE_SRC(message) == GST_OBJECT_CAST(pipeline_);
-        case GST_MESSAGE_ELEMENT:
-            return gst_message_has_name(message, "adaptive-streaming-statistics");
         default:
             return false;
     }
 }
 
 void QMGStreamerPipelineTap::onMessage(GstMessage* message) {
+    if (GST_MESSAGE_TYPE(message) == GST_MESSAGE_ELEMENT &&
+        gst_message_has_name(message, "adaptive-streaming-statistics")) {
+        // The demuxer's variant switch: what it downloads now, not yet what is shown.
+        const GstStructure* figures = gst_message_get_structure(message);
+        const gchar* uri = gst_structure_get_string(figures, "uri");
+        int bitrate = 0;
+        if (uri && gst_structure_get_int(figures, "bitrate", &bitrate))
+            shared_->tracker.announce(uri, bitrate);
+        return;
+    }
     if (!isWanted(message)) {
         return;
     }
@@ -98,7 +183,9 @@ void QMGStreamerPipelineTap::onSeek(GstEvent* event) {
     });
 }
 
-void QMGStreamerPipelineTap::onVideoCaps(GstCaps* caps) {
+void QMGStreamerPipelineTap::onVideoCaps(GstPad* sinkPad, GstCaps* caps) {
+    watch(sinkPad, GST_PAD_PROBE_TYPE_BUFFER, &onShownPicture, new std::shared_ptr<Shared>(shared_),
+          &destroy<std::shared_ptr<Shared>>);
     const GstStructure* format = caps ? gst_caps_get_structure(caps, 0) : nullptr;
     int width = 0;
     int height = 0;
@@ -116,29 +203,154 @@ void QMGStreamerPipelineTap::onVideoCaps(GstCaps* caps) {
     });
 }
 
-void QMGStreamerPipelineTap::onParsebinAdded(GstElement* parsebin) {
-    GstPad* sink = gst_element_get_static_pad(parsebin, "sink");
-    if (!sink) {
-        return;
+GstPadProbeReturn QMGStreamerPipelineTap::onShownPicture(GstPad*, GstPadProbeInfo* info, gpointer state) {
+    Shared& shared = **static_cast<std::shared_ptr<Shared>*>(state);
+    GstBuffer* buffer = GST_PAD_PROBE_INFO_BUFFER(info);
+    if (!GST_BUFFER_PTS_IS_VALID(buffer)) {
+        return GST_PAD_PROBE_OK;
     }
-    auto* counters = new std::shared_ptr<Counters>(counters_);
-    const gulong id =
-        gst_pad_add_probe(sink, GST_PAD_PROBE_TYPE_BUFFER, &onDownloadedBuffer, counters,
-                          [](gpointer data) { delete static_cast<std::shared_ptr<Counters>*>(data); });
-    auto probe = std::make_unique<Probe>();
-    g_weak_ref_init(&probe->pad, sink);
-    probe->id = id;
-    gst_object_unref(sink);
-    std::lock_guard<std::mutex> lock(probesMutex_);
-    probes_.push_back(std::move(probe));
+    if (const auto shown = shared.tracker.pictureShown(static_cast<int64_t>(GST_BUFFER_PTS(buffer)))) {
+        if (auto tap = shared.tap.lock()) {
+            tap->deliver([uri = shown->uri, bitrate = shown->bitrate](const Handlers& handlers) {
+                if (handlers.variantShown) handlers.variantShown(uri, bitrate);
+            });
+        }
+    }
+    return GST_PAD_PROBE_OK;
 }
 
-GstPadProbeReturn QMGStreamerPipelineTap::onDownloadedBuffer(GstPad*, GstPadProbeInfo* info, gpointer data) {
-    Counters& counters = **static_cast<std::shared_ptr<Counters>*>(data);
+void QMGStreamerPipelineTap::onParsebinAdded(GstElement* parsebin) {
+    if (GstPad* sink = gst_element_get_static_pad(parsebin, "sink")) {
+        watch(sink, GST_PAD_PROBE_TYPE_BUFFER, &onDownloadedBuffer, new DownloadProbe(shared_),
+              &destroy<DownloadProbe>);
+        gst_object_unref(sink);
+    }
+}
+
+GstPadProbeReturn QMGStreamerPipelineTap::onDownloadedBuffer(GstPad*, GstPadProbeInfo* info, gpointer state) {
+    auto& probe = *static_cast<DownloadProbe*>(state);
+    Shared& shared = *static_cast<Shared*>(probe.shared.get());
     GstBuffer* buffer = GST_PAD_PROBE_INFO_BUFFER(info);
-    counters.bytes.fetch_add(static_cast<int64_t>(gst_buffer_get_size(buffer)), std::memory_order_relaxed);
-    if (GST_BUFFER_OFFSET(buffer) == 0) {
-        counters.requests.fetch_add(1, std::memory_order_relaxed);
+    const int64_t now = g_get_monotonic_time();
+    const auto bytes = static_cast<int64_t>(gst_buffer_get_size(buffer));
+    // A buffer at offset 0 starts a fragment (or a file): of the variant downloaded now.
+    const bool starts = GST_BUFFER_OFFSET(buffer) == 0;
+    if (starts) probe.variant = shared.tracker.downloading();
+    const double took =
+        starts || probe.lastBuffer < 0 ? 0.0 : static_cast<double>(now - probe.lastBuffer) / 1e6;
+    probe.lastBuffer = now;
+    {
+        std::lock_guard<std::mutex> lock(shared.downloadsMutex);
+        for (QMGStreamerTransfers* figures :
+             {&shared.downloads.total, &shared.downloads.byVariant[probe.variant]}) {
+            figures->bytes += bytes;
+            figures->requests += starts ? 1 : 0;
+            figures->transferSeconds += took;
+        }
+    }
+    int64_t last = shared.lastHandedOver.load(std::memory_order_relaxed);
+    if (now - last >= kDownloadsEveryMicros && shared.lastHandedOver.compare_exchange_strong(last, now)) {
+        if (auto tap = shared.tap.lock()) {
+            tap->deliver([figures = tap->downloads()](const Handlers& handlers) {
+                if (handlers.downloaded) handlers.downloaded(figures);
+            });
+        }
+    }
+    return GST_PAD_PROBE_OK;
+}
+
+void QMGStreamerPipelineTap::onAdaptiveDemuxerAdded(GstElement* demuxer) {
+    if (GstPad* sink = gst_element_get_static_pad(demuxer, "sink")) {
+        watch(sink,
+              static_cast<GstPadProbeType>(GST_PAD_PROBE_TYPE_BUFFER | GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM),
+              &onManifestData, new ManifestProbe(shared_), &destroy<ManifestProbe>);
+        gst_object_unref(sink);
+    }
+}
+
+GstPadProbeReturn QMGStreamerPipelineTap::onManifestData(GstPad* pad, GstPadProbeInfo* info, gpointer state) {
+    auto& probe = *static_cast<ManifestProbe*>(state);
+    if (probe.complete) {
+        return GST_PAD_PROBE_OK;
+    }
+    if (GST_PAD_PROBE_INFO_TYPE(info) & GST_PAD_PROBE_TYPE_BUFFER) {
+        GstBuffer* buffer = GST_PAD_PROBE_INFO_BUFFER(info);
+        GstMapInfo map;
+        if (probe.text.size() < kMaximumManifestBytes && gst_buffer_map(buffer, &map, GST_MAP_READ)) {
+            probe.text.append(reinterpret_cast<const char*>(map.data),
+                              std::min<std::size_t>(map.size, kMaximumManifestBytes - probe.text.size()));
+            gst_buffer_unmap(buffer, &map);
+        }
+        return GST_PAD_PROBE_OK;
+    }
+    if (GST_EVENT_TYPE(GST_PAD_PROBE_INFO_EVENT(info)) != GST_EVENT_EOS) {
+        return GST_PAD_PROBE_OK;
+    }
+    probe.complete = true;
+    std::string uri;
+    GstQuery* query = gst_query_new_uri();
+    if (gst_pad_peer_query(pad, query)) {
+        gchar* found = nullptr;
+        gst_query_parse_uri_redirection(query, &found);
+        if (!found) gst_query_parse_uri(query, &found);
+        if (found) uri = found;
+        g_free(found);
+    }
+    gst_query_unref(query);
+    static_cast<Shared*>(probe.shared.get())->tracker.setMasterPlaylist(probe.text, uri);
+    probe.text.clear();
+    return GST_PAD_PROBE_OK;
+}
+
+void QMGStreamerPipelineTap::onDemuxerCaps(GstPad* sourcePad, GstCaps* caps) {
+    const GstStructure* format = caps ? gst_caps_get_structure(caps, 0) : nullptr;
+    if (!format) {
+        return;
+    }
+    const bool video = g_str_has_prefix(gst_structure_get_name(format), "video/");
+    if (video) shared_->demuxerHasVideo = true;
+    auto* probe = new DemuxedProbe(shared_);
+    probe->video = video;
+    int width = 0;
+    int height = 0;
+    gst_structure_get_int(format, "width", &width);
+    gst_structure_get_int(format, "height", &height);
+    probe->width = width;
+    probe->height = height;
+    watch(sourcePad,
+          static_cast<GstPadProbeType>(GST_PAD_PROBE_TYPE_BUFFER | GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM |
+                                       GST_PAD_PROBE_TYPE_EVENT_FLUSH),
+          &onDemuxedData, probe, &destroy<DemuxedProbe>);
+}
+
+GstPadProbeReturn QMGStreamerPipelineTap::onDemuxedData(GstPad*, GstPadProbeInfo* info, gpointer state) {
+    auto& probe = *static_cast<DemuxedProbe*>(state);
+    Shared& shared = *static_cast<Shared*>(probe.shared.get());
+    if (GST_PAD_PROBE_INFO_TYPE(info) & GST_PAD_PROBE_TYPE_BUFFER) {
+        GstBuffer* buffer = GST_PAD_PROBE_INFO_BUFFER(info);
+        // The demuxer marks the first buffer of every fragment as a discontinuity.
+        const bool counts = probe.video || !shared.demuxerHasVideo;
+        if (counts && GST_BUFFER_FLAG_IS_SET(buffer, GST_BUFFER_FLAG_DISCONT) &&
+            GST_BUFFER_PTS_IS_VALID(buffer)) {
+            shared.tracker.fragmentStarted(static_cast<int64_t>(GST_BUFFER_PTS(buffer)), probe.width,
+                                           probe.height);
+        }
+        return GST_PAD_PROBE_OK;
+    }
+    GstEvent* event = GST_PAD_PROBE_INFO_EVENT(info);
+    if (GST_EVENT_TYPE(event) == GST_EVENT_FLUSH_STOP) {
+        shared.tracker.flush();
+    } else if (GST_EVENT_TYPE(event) == GST_EVENT_CAPS) {
+        GstCaps* caps = nullptr;
+        gst_event_parse_caps(event, &caps);
+        const GstStructure* format = caps ? gst_caps_get_structure(caps, 0) : nullptr;
+        int width = 0;
+        int height = 0;
+        if (format && gst_structure_get_int(format, "width", &width) &&
+            gst_structure_get_int(format, "height", &height)) {
+            probe.width = width;
+            probe.height = height;
+        }
     }
     return GST_PAD_PROBE_OK;
 }

@@ -6,7 +6,11 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <vector>
+
+#include "QMGStreamerVariantTracker.h"
+#include "veyrakit/gstreamer/QMGStreamerPipelineListener.h"
 
 namespace veyrakit {
 
@@ -14,25 +18,33 @@ class QMRunLoop;
 
 // What the tracer (QMGStreamerTracer) sees of one pipeline, carried over to the main run loop:
 // the messages the pipeline posts to its bus, the seeks asked of it (a rate change is a seek too),
-// the picture size reaching its video sink, and its end. GStreamer's threads call in; the handlers
-// run later, on the main run loop only, so the player models are never touched from another
-// thread. Nothing is delivered after close().
+// the picture size reaching its video sink, the HLS variant whose pictures are shown, what it
+// downloads, and its end. GStreamer's threads call in; the handlers run later, on the main run
+// loop only, so the player models are never touched from another thread. Nothing is delivered
+// after close().
 //
-// It also counts the media the pipeline downloads, where GStreamer shows it: the bytes entering
-// each parsebin that a source or an adaptive demuxer feeds (an HLS demuxer hands each fragment to
-// its parsebin as downloaded, a file arrives whole), and the requests among them (a buffer at
-// offset 0 starts a fragment or a file). GStreamer 1.22 posts no per-fragment figures of its own.
-// The streaming threads only add to the counters; the main loop reads them.
+// Downloads are counted where GStreamer shows them: the bytes entering each parsebin that a source
+// or an adaptive demuxer feeds (an HLS demuxer hands each fragment to its parsebin as downloaded, a
+// file arrives whole), the requests among them (a buffer at offset 0 starts a fragment or a file),
+// and the time each took to arrive. GStreamer 1.22 posts no per-fragment figures of its own. The
+// figures are handed over as they grow, at most four times a second.
+//
+// The variant shown (QMGStreamerVariantTracker) comes from the master playlist the adaptive
+// demuxer reads, the fragments it hands on and the pictures that reach the video sink.
 //
 // The tap changes nothing in the pipeline: it holds no reference to it, sets no bus handler and no
-// property; its only traces in it are buffer probes on those parsebins, removed by close().
+// property; its only traces in it are pad probes that watch and pass everything on, removed by
+// close().
 class QMGStreamerPipelineTap : public std::enable_shared_from_this<QMGStreamerPipelineTap> {
   public:
+    using Downloads = QMGStreamerDownloads;
     struct Handlers {
         std::function<void(GstMessage* message)> message;
         // A seek to `position` seconds (negative: the position stays, only the rate changes).
         std::function<void(double position, double rate)> seek;
         std::function<void(int width, int height)> videoSize;
+        std::function<void(const std::string& uri, double bitrate)> variantShown;
+        std::function<void(const Downloads& downloads)> downloaded;
         // The pipeline was finalized by its owner.
         std::function<void()> gone;
     };
@@ -47,48 +59,55 @@ class QMGStreamerPipelineTap : public std::enable_shared_from_this<QMGStreamerPi
     // Main loop: unregisters, removes the probes, and drops the handlers.
     void close();
 
-    // Bytes and media requests counted so far; safe from any thread.
-    int64_t downloadedBytes() const { return counters_->bytes.load(std::memory_order_relaxed); }
-    int64_t mediaRequests() const { return counters_->requests.load(std::memory_order_relaxed); }
+    // What was downloaded so far; safe from any thread.
+    Downloads downloads() const;
 
     // The tracer's side, on any thread.
     const GstElement* pipeline() const { return pipeline_; }
     void onMessage(GstMessage* message);
     void onSeek(GstEvent* event);
-    void onVideoCaps(GstCaps* caps);
+    // Raw video caps pushed into `sinkPad`, the pad of a sink (or a sink bin).
+    void onVideoCaps(GstPad* sinkPad, GstCaps* caps);
     void onParsebinAdded(GstElement* parsebin);
+    void onAdaptiveDemuxerAdded(GstElement* demuxer);
+    // Caps pushed out of an adaptive demuxer's `sourcePad`.
+    void onDemuxerCaps(GstPad* sourcePad, GstCaps* caps);
     void onFinalized();
 
     // Public for make_shared only: use tap().
     QMGStreamerPipelineTap(GstElement* pipeline, std::shared_ptr<QMRunLoop> loop, Handlers handlers);
 
   private:
-    struct Counters {
-        std::atomic<int64_t> bytes{0};
-        std::atomic<int64_t> requests{0};
+    // What the probes share with the tap; they may fire until they are removed.
+    struct Shared;
+    struct Probe {
+        GWeakRef pad;
+        gulong id;
     };
     // Bus traffic no driver uses (the state changes of inner elements, stream status, tags) is
     // dropped on the posting thread instead of crossing to the main loop.
     bool isWanted(GstMessage* message) const;
     void deliver(std::function<void(const Handlers&)> call);
-    static GstPadProbeReturn onDownloadedBuffer(GstPad* pad, GstPadProbeInfo* info, gpointer counters);
+    // Watches `pad` with `callback` (once per pad), until close().
+    void watch(GstPad* pad, GstPadProbeType type, GstPadProbeCallback callback, void* state,
+               GDestroyNotify destroy);
+    static GstPadProbeReturn onDownloadedBuffer(GstPad* pad, GstPadProbeInfo* info, gpointer state);
+    static GstPadProbeReturn onManifestData(GstPad* pad, GstPadProbeInfo* info, gpointer state);
+    static GstPadProbeReturn onDemuxedData(GstPad* pad, GstPadProbeInfo* info, gpointer state);
+    static GstPadProbeReturn onShownPicture(GstPad* pad, GstPadProbeInfo* info, gpointer state);
 
     // Compared, never dereferenced: the pipeline may be gone.
     GstElement* const pipeline_;
     const std::shared_ptr<QMRunLoop> loop_;
     // The main loop's own.
     Handlers handlers_;
-    // Shared with the probes, which may fire until they are removed.
-    const std::shared_ptr<Counters> counters_ = std::make_shared<Counters>();
+    const std::shared_ptr<Shared> shared_;
     std::atomic<uint32_t> lastSeekSeqnum_{GST_SEQNUM_INVALID};
     std::atomic<int64_t> lastVideoSize_{-1};
     std::mutex probesMutex_;
-    struct Probe {
-        GWeakRef pad;
-        gulong id;
-    };
     std::vector<std::unique_ptr<Probe>> probes_;
-    bool closed_ = false;
+    std::vector<const GstPad*> watchedPads_;
+    std::atomic<bool> closed_{false};
 };
 
 }  // namespace veyrakit

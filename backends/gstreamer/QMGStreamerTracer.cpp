@@ -72,31 +72,50 @@ void onMessagePosted(GObject* tracer, GstClockTime, GstElement* element, GstMess
     }
 }
 
-void onEventPushed(GObject* tracer, GstClockTime, GstPad* pad, GstEvent* event) {
-    if (!counts(tracer) || registry().count.load(std::memory_order_acquire) == 0) {
-        return;
-    }
-    if (GST_EVENT_TYPE(event) == GST_EVENT_SEEK) {
-        if (auto tap = tapAbove(GST_OBJECT_CAST(pad))) tap->onSeek(event);
-        return;
-    }
-    if (GST_EVENT_TYPE(event) != GST_EVENT_CAPS) {
-        return;
-    }
+bool isAdaptiveDemuxer(GstElement* element) {
+    GstElementFactory* factory = element ? gst_element_get_factory(element) : nullptr;
+    const gchar* klass =
+        factory ? gst_element_factory_get_metadata(factory, GST_ELEMENT_METADATA_KLASS) : nullptr;
+    return klass && std::strstr(klass, "Demuxer/Adaptive");
+}
+
+void onCapsPushed(GstPad* pad, GstEvent* event) {
     GstCaps* caps = nullptr;
     gst_event_parse_caps(event, &caps);
     const GstStructure* format = caps ? gst_caps_get_structure(caps, 0) : nullptr;
-    if (!format || !gst_structure_has_name(format, "video/x-raw")) {
+    if (!format) {
+        return;
+    }
+    if (GstElement* sender = gst_pad_get_parent_element(pad)) {
+        const bool demuxed = isAdaptiveDemuxer(sender);
+        gst_object_unref(sender);
+        if (demuxed) {
+            if (auto tap = tapAbove(GST_OBJECT_CAST(pad))) tap->onDemuxerCaps(pad, caps);
+            return;
+        }
+    }
+    if (!gst_structure_has_name(format, "video/x-raw")) {
         return;
     }
     // The picture size that reaches a sink (or a sink bin) is the one shown.
     GstPad* peer = gst_pad_get_peer(pad);
     GstElement* receiver = peer ? gst_pad_get_parent_element(peer) : nullptr;
     if (receiver && GST_OBJECT_FLAG_IS_SET(receiver, GST_ELEMENT_FLAG_SINK)) {
-        if (auto tap = tapAbove(GST_OBJECT_CAST(receiver))) tap->onVideoCaps(caps);
+        if (auto tap = tapAbove(GST_OBJECT_CAST(receiver))) tap->onVideoCaps(peer, caps);
     }
     if (receiver) gst_object_unref(receiver);
     if (peer) gst_object_unref(peer);
+}
+
+void onEventPushed(GObject* tracer, GstClockTime, GstPad* pad, GstEvent* event) {
+    if (!counts(tracer) || registry().count.load(std::memory_order_acquire) == 0) {
+        return;
+    }
+    if (GST_EVENT_TYPE(event) == GST_EVENT_SEEK) {
+        if (auto tap = tapAbove(GST_OBJECT_CAST(pad))) tap->onSeek(event);
+    } else if (GST_EVENT_TYPE(event) == GST_EVENT_CAPS) {
+        onCapsPushed(pad, event);
+    }
 }
 
 // A parsebin whose input is what was downloaded: in a source bin or an adaptive demuxer.
@@ -115,11 +134,14 @@ bool takesDownloads(GstBin* bin, GstElement* element) {
 }
 
 void onElementAdded(GObject* tracer, GstClockTime, GstBin* bin, GstElement* element, gboolean added) {
-    if (!added || !counts(tracer) || registry().count.load(std::memory_order_acquire) == 0 ||
-        !takesDownloads(bin, element)) {
+    if (!added || !counts(tracer) || registry().count.load(std::memory_order_acquire) == 0) {
         return;
     }
-    if (auto tap = tapAbove(GST_OBJECT_CAST(bin))) tap->onParsebinAdded(element);
+    if (takesDownloads(bin, element)) {
+        if (auto tap = tapAbove(GST_OBJECT_CAST(bin))) tap->onParsebinAdded(element);
+    } else if (isAdaptiveDemuxer(element)) {
+        if (auto tap = tapAbove(GST_OBJECT_CAST(bin))) tap->onAdaptiveDemuxerAdded(element);
+    }
 }
 
 void onObjectDestroyed(GObject* tracer, GstClockTime, GstObject* object) {

@@ -64,7 +64,7 @@ class VEYRAKIT_EXPORT QMGStreamerAVPlayerDriver : public QMGStreamerDriver {
     bool modelWantsToPlay() const override;
     void modelShowsPictureSize(CGSize size) override;
     std::shared_ptr<QMMediaAccessLogEvent> modelOpensAccessLogEvent(bool first) override;
-    void modelRefreshesAccessLogEvent(QMMediaAccessLogEvent& event) override;
+    void modelCountsTransfers(QMMediaAccessLogEvent& event, const QMGStreamerTransfers& figures) override;
     void modelLogsError(long statusCode, const std::string& comment) override;
     void modelFails(long code, const std::string& message) override;
     void modelEnds() override;

@@ -84,8 +84,10 @@ class VEYRAKIT_EXPORT QMGStreamerDriver : public QMObject, protected QMGStreamer
     // Makes a new access-log event, fills it (log().fillAccessLogEvent, then what only this
     // model's events carry), appends it to the model's log and returns it.
     virtual std::shared_ptr<QMMediaAccessLogEvent> modelOpensAccessLogEvent(bool first) = 0;
-    // Brings the current event's download figures up to date.
-    virtual void modelRefreshesAccessLogEvent(QMMediaAccessLogEvent& event) { log_.updateTransfers(event); }
+    // The download figures of `event` (its bytes and observed bitrate are set already) for what
+    // only this model's events carry.
+    virtual void modelCountsTransfers(QMMediaAccessLogEvent& /*event*/,
+                                      const QMGStreamerTransfers& /*figures*/) {}
     virtual void modelLogsError(long statusCode, const std::string& comment) = 0;
     virtual void modelFails(long code, const std::string& message) = 0;
     virtual void modelEnds() = 0;
@@ -98,13 +100,13 @@ class VEYRAKIT_EXPORT QMGStreamerDriver : public QMObject, protected QMGStreamer
     int64_t readyMicros() const { return readyMicros_; }
 
   private:
-    void pipelineDownloaded(int64_t bytes, int64_t mediaRequests) override;
+    void pipelineDownloaded(const QMGStreamerDownloads& downloads) override;
     void pipelinePrerolled() override;
     void pipelineBuffering(int percent) override;
     void pipelineStateChanged(GstState current, GstState target) override;
     void pipelineSeeked(double position, double rate) override;
     void pipelineStreamsAnnounced(bool video, bool audio) override;
-    void pipelineVariantAnnounced(const std::string& uri, double bitrate, double measuredBitrate) override;
+    void pipelineVariantShown(const std::string& uri, double bitrate) override;
     void pipelineVideoSize(int width, int height) override;
     void pipelineHTTPWarning(const QMGStreamerProblem& problem) override;
     void pipelineError(const QMGStreamerProblem& problem) override;
@@ -114,7 +116,8 @@ class VEYRAKIT_EXPORT QMGStreamerDriver : public QMObject, protected QMGStreamer
     void becomeReadyIfLoaded();
     void endSeekIfRefilled();
     void openAccessLogEvent();
-    void closeAccessLogEvent();
+    // `next`: the variant shown from now on (none: playback is over).
+    void closeAccessLogEvent(const std::optional<std::string>& next = std::nullopt);
     void refreshTransfers();
     void end();
 

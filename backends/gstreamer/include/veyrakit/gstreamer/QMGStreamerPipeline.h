@@ -69,7 +69,6 @@ class VEYRAKIT_EXPORT QMGStreamerPipeline : public std::enable_shared_from_this<
     GstElement* element() const;
     void handleMessage(GstMessage* message);
     void onStateChanged(GstMessage* message);
-    void onStatistics(GstMessage* message);
     void onStreamCollection(GstMessage* message);
     void announceStreamsOfPlaybin2();
     template <typename Call>

@@ -2,12 +2,28 @@
 #include <gst/gst.h>
 
 #include <cstdint>
+#include <map>
 #include <string>
 
 #include "veyrakit/platform/QMExport.h"
 namespace veyrakit {
 
 class QMGStreamerProblem;
+
+// Media downloaded: bytes, the fragments or files among them, and how long the bytes took to
+// arrive (each fragment from its first buffer to its last).
+struct QMGStreamerTransfers {
+    int64_t bytes = 0;
+    int64_t requests = 0;
+    double transferSeconds = 0.0;
+};
+
+// What a pipeline has downloaded so far, in all and for each HLS variant playlist (by its URI; ""
+// for media that has no variants).
+struct QMGStreamerDownloads {
+    QMGStreamerTransfers total;
+    std::map<std::string, QMGStreamerTransfers> byVariant;
+};
 
 // What a QMGStreamerPipeline tells its listeners, as plain facts decoded from what the pipeline
 // posts and is asked. Every call arrives on the main run loop's thread, in the order GStreamer
@@ -16,9 +32,9 @@ class VEYRAKIT_EXPORT QMGStreamerPipelineListener {
   public:
     virtual ~QMGStreamerPipelineListener() = default;
 
-    // The media downloaded so far (bytes, and the fragments or files among them), announced
-    // before every other fact so that a driver's logs stay current.
-    virtual void pipelineDownloaded(int64_t /*bytes*/, int64_t /*mediaRequests*/) {}
+    // The media downloaded so far, announced as it grows and before every other fact, so that a
+    // driver's logs stay current.
+    virtual void pipelineDownloaded(const QMGStreamerDownloads& /*downloads*/) {}
     // The pipeline has prerolled (the first time, and again after every flushing seek).
     virtual void pipelinePrerolled() {}
     // The fill level of the buffering elements; below 100 the pipeline runs dry.
@@ -31,10 +47,9 @@ class VEYRAKIT_EXPORT QMGStreamerPipelineListener {
     // The streams of the medium are known: whether there is a picture, whether there is sound.
     // Announced again when a demuxer finds more.
     virtual void pipelineStreamsAnnounced(bool /*video*/, bool /*audio*/) {}
-    // The HLS demuxer switched to (or started with) the variant playlist `uri` of `bitrate` bits
-    // per second. `measuredBitrate` is its download bandwidth, or -1 when it has none.
-    virtual void pipelineVariantAnnounced(const std::string& /*uri*/, double /*bitrate*/,
-                                          double /*measuredBitrate*/) {}
+    // The pictures shown now come from the HLS variant playlist `uri` of `bitrate` bits per second
+    // (the first variant, and every switch, at the moment its first picture is shown).
+    virtual void pipelineVariantShown(const std::string& /*uri*/, double /*bitrate*/) {}
     // A new picture format reached the video sink.
     virtual void pipelineVideoSize(int /*width*/, int /*height*/) {}
     // A download failed with an HTTP status and playback goes on.
