@@ -3,6 +3,7 @@
 #include <cctype>
 #include <cstdlib>
 #include <memory>
+#include <string_view>
 
 #include "platform/QMRegularExpression.h"
 
@@ -129,13 +130,16 @@ std::vector<std::string> QMAVPlayerPlaylistReader::attributeValues(const std::st
     }
     // Each match runs from the attribute name to the character that ends the value, cut off here.
     const auto expression = QMRegularExpression::regularExpressionWithPattern(name + "=(.*?)[,\\n\\r]", 0);
-    const std::size_t nameLength = name.size() + 1;
+    const std::string attribute = name + "=";
     forEachLine(text, [&](std::size_t begin, std::size_t end) {
+        if (std::string_view(text).substr(begin, end - begin).find(attribute) == std::string_view::npos) {
+            return;  // most lines of a playlist: no need to run the pattern
+        }
         const std::string line = text.substr(begin, end - begin);
         for (const auto& match : expression->matchesInString(line)) {
             const QMRange range = match.range();
-            values.push_back(
-                QMSubstring(line, QMRange{range.location + nameLength, range.length - nameLength - 1}));
+            values.push_back(QMSubstring(
+                line, QMRange{range.location + attribute.size(), range.length - attribute.size() - 1}));
         }
     });
     return values;

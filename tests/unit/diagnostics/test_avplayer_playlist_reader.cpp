@@ -80,7 +80,7 @@ TEST(QMAVPlayerPlaylistReader, AMegabytePlaylistGivesWhatItsVariantsGiveOneByOne
 TEST(QMAVPlayerPlaylistReader, AttributesWithNothingToEndThemAddNothing) {
     const std::string sane = "#EXTM3U\n" + variant(1) + variant(2);
     std::string unterminated = sane;
-    while (unterminated.size() < (std::size_t{512} << 10)) {
+    while (unterminated.size() < (std::size_t{1} << 20)) {
         unterminated += "BANDWIDTH=RESOLUTION=";
     }
     EXPECT_EQ(Reader::bitratesInPlaylist(unterminated), Reader::bitratesInPlaylist(sane));
