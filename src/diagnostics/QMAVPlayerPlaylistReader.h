@@ -28,7 +28,7 @@ class QMAVPlayerPlaylistReader {
     static std::vector<CGSize> resolutionsInPlaylist(const std::string& text);
     // The text of every value of the attribute `name` (without the "="), as the pattern
     // "<name>=(.*?)[,\n\r]" finds it over the whole text: from after the "=" up to, not including,
-    // the first comma or line break.
+    // the first comma or line break. `name` is taken as a pattern: letters, digits and "-" only.
     static std::vector<std::string> attributeValues(const std::string& text, const std::string& name);
 };
 
