@@ -81,10 +81,12 @@ tidy: configure
 # A crash leaves its input in build-fuzz/crashes/ and fails the run.
 FUZZ_SECONDS ?= 60
 FUZZ_TARGETS = session_start_answer periodical_answer rest_loader_answer playlist scenario user_defaults \
-  collector_policy collector_request
-# Inputs larger than libFuzzer's default (at most 4 KiB, grown from the seeds), per target:
-# target=bytes. The collector's requests reach their bounds (64 levels, 1,000 keys) and past them.
-FUZZ_MAX_LEN = collector_request=262144
+  stored_viewer_id collector_policy collector_request
+# Inputs as large as what they stand for, where size is the point (target:bytes; libFuzzer's own
+# choice for the others): JSON answers nested past the depth bound, playlists past their cap,
+# the collector's requests past their bounds (64 levels, 1,000 keys).
+FUZZ_MAX_LEN = session_start_answer:262144 periodical_answer:262144 rest_loader_answer:262144 \
+  user_defaults:262144 stored_viewer_id:262144 playlist:2228224 collector_request:262144
 
 fuzz: bootstrap
 	@cmake -S . -B build-fuzz -DVEYRAKIT_FUZZ=ON -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
@@ -94,7 +96,7 @@ fuzz: bootstrap
 	@for target in $(FUZZ_TARGETS); do \
 	  mkdir -p build-fuzz/corpus/$$target; \
 	  echo "== fuzz_$$target ($(FUZZ_SECONDS) s)"; \
-	  maxlen=$$(for entry in $(FUZZ_MAX_LEN); do echo $$entry; done | sed -n "s/^$$target=//p"); \
+	  maxlen=$$(printf '%s\n' $(FUZZ_MAX_LEN) | sed -n "s/^$$target://p"); \
 	  build-fuzz/fuzz/fuzz_$$target -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 $${maxlen:+-max_len=$$maxlen} \
 	    -artifact_prefix=build-fuzz/crashes/$$target- build-fuzz/corpus/$$target fuzz/corpus/$$target \
 	    > build-fuzz/fuzz_$$target.log 2>&1 \

@@ -162,6 +162,15 @@ QMSessionStartProtocol::Throttle QMSessionStartProtocol::throttleOf(int32_t skip
     return skipReports >= 1 ? Throttle::RetryLater : Throttle::Proceed;
 }
 
+std::optional<std::string> QMSessionStartProtocol::viewerIdRefusal(const QMJSON& offered) {
+    const std::size_t length = QMJSONSerialization::dataWithJSONObject(offered).size();
+    if (length <= kMaximumStoredViewerIdLength) {
+        return std::nullopt;
+    }
+    return QMFormat("Offered viewer id not stored: %lu bytes, over the bound of %lu", length,
+                    kMaximumStoredViewerIdLength);
+}
+
 double QMSessionStartProtocol::retryDelaySeconds(int32_t skipReports, int32_t intervalLength) {
     return static_cast<double>(static_cast<int32_t>(static_cast<int64_t>(skipReports) * intervalLength));
 }

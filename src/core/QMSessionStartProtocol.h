@@ -1,4 +1,5 @@
 #pragma once
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -40,6 +41,11 @@ class QMSessionStartProtocol {
         std::optional<QMJSON> offeredViewerId;   // "offerViewerId" unless null or "null"
     };
 
+    // The longest offered viewer id the plugin stores, in bytes of its compact JSON text (a
+    // string's quotes included): 1 KiB. A viewer id is a short string; a longer value is the
+    // server's fault, and storing it would let an answer grow the user defaults file.
+    static constexpr std::size_t kMaximumStoredViewerIdLength = 1024;
+
     // What the answer's "skipReports" asks for.
     enum class Throttle { Proceed, RetryLater, ShutDown };
 
@@ -69,6 +75,10 @@ class QMSessionStartProtocol {
     static Answer readAnswer(const std::string& body);
 
     static Throttle throttleOf(int32_t skipReports);
+
+    // nullopt when the plugin may store `offered`; otherwise the error line it logs instead of
+    // storing it: "Offered viewer id not stored: <n> bytes, over the bound of 1024".
+    static std::optional<std::string> viewerIdRefusal(const QMJSON& offered);
 
     // One-shot retry delay: skipReports intervals, the product truncated to 32 bits.
     static double retryDelaySeconds(int32_t skipReports, int32_t intervalLength);

@@ -293,9 +293,13 @@ bool QMVeyraPlugin::applyThrottle(const QMSessionStartProtocol::Answer& answer) 
 
 void QMVeyraPlugin::acceptSessionId(const QMSessionStartProtocol::Answer& answer) {
     if (answer.offeredViewerId) {
-        auto defaults = QMUserDefaults::standardUserDefaults();
-        defaults->setObject(*answer.offeredViewerId, kViewerIdDefaultsKey);
-        defaults->synchronize();
+        if (const auto refusal = QMSessionStartProtocol::viewerIdRefusal(*answer.offeredViewerId)) {
+            QMLogger::error(*refusal, "X");
+        } else {
+            auto defaults = QMUserDefaults::standardUserDefaults();
+            defaults->setObject(*answer.offeredViewerId, kViewerIdDefaultsKey);
+            defaults->synchronize();
+        }
     }
     setPeriodicalReporter(std::make_shared<QMPeriodicalReporter>());
     setOnDemandReporter(std::make_shared<QMOnDemandReporter>());

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <vector>
 
 namespace veyrakit {
 
@@ -86,6 +87,17 @@ void appendQuoted(std::string& out, const std::string& s) {
     out += '"';
 }
 
+// A collection being written: the next member to write and the collection's own nesting level.
+// The writers below keep these on a stack of their own rather than recursing, so that how deep a
+// value nests costs heap, never the host's stack.
+struct OpenCollection {
+    const QMJSON* collection;
+    QMJSON::const_iterator next;
+    int level;
+};
+
+bool isCollection(const QMJSON& value) { return value.is_object() || value.is_array(); }
+
 // indentStep 0 writes the compact form; otherwise each level is indented by indentStep spaces
 // and keys are followed by " : ".
 void appendJSON(std::string& out, const QMJSON& value, int indentStep, int depth) {
@@ -96,38 +108,39 @@ void appendJSON(std::string& out, const QMJSON& value, int indentStep, int depth
             out.append(static_cast<std::size_t>(level) * static_cast<std::size_t>(indentStep), ' ');
         }
     };
-    if (value.is_string()) {
-        appendQuoted(out, value.get_ref<const std::string&>());
-    } else if (value.is_object()) {
-        out += '{';
-        bool first = true;
-        for (const auto& [key, member] : value.items()) {
-            out += first ? "" : ",";
-            first = false;
-            newline(depth + 1);
-            appendQuoted(out, key);
+    std::vector<OpenCollection> open;
+    // A scalar is written whole; a collection is opened (and closed at once when empty).
+    auto begin = [&](const QMJSON& item, int level) {
+        if (item.is_string()) {
+            appendQuoted(out, item.get_ref<const std::string&>());
+        } else if (!isCollection(item)) {
+            appendScalar(out, item);
+        } else if (item.empty()) {
+            out += item.is_object() ? "{}" : "[]";
+        } else {
+            out += item.is_object() ? '{' : '[';
+            open.push_back({&item, item.cbegin(), level});
+        }
+    };
+    begin(value, depth);
+    while (!open.empty()) {
+        OpenCollection& top = open.back();
+        if (top.next == top.collection->cend()) {
+            newline(top.level);
+            out += top.collection->is_object() ? '}' : ']';
+            open.pop_back();
+            continue;
+        }
+        out += top.next == top.collection->cbegin() ? "" : ",";
+        newline(top.level + 1);
+        if (top.collection->is_object()) {
+            appendQuoted(out, top.next.key());
             out += pretty ? " : " : ":";
-            appendJSON(out, member, indentStep, depth + 1);
         }
-        if (!first) {
-            newline(depth);
-        }
-        out += '}';
-    } else if (value.is_array()) {
-        out += '[';
-        bool first = true;
-        for (const auto& element : value) {
-            out += first ? "" : ",";
-            first = false;
-            newline(depth + 1);
-            appendJSON(out, element, indentStep, depth + 1);
-        }
-        if (!first) {
-            newline(depth);
-        }
-        out += ']';
-    } else {
-        appendScalar(out, value);
+        const QMJSON& member = *top.next;
+        const int level = top.level + 1;
+        ++top.next;
+        begin(member, level);  // may grow the stack: `top` is not used after this
     }
 }
 
@@ -173,10 +186,7 @@ void appendDescribedString(std::string& out, const std::string& s, bool inCollec
 
 void appendIndent(std::string& out, int level) { out.append(static_cast<std::size_t>(level) * 4, ' '); }
 
-// A nested collection opens with its own level's indentation, right after the indentation (or
-// "key = ") its parent already wrote: the platform's characteristic "key =     (" layout.
-void appendDescription(std::string& out, const QMJSON& value, int level) {
-    const bool inCollection = level > 0;
+void appendDescribedScalar(std::string& out, const QMJSON& value, bool inCollection) {
     switch (value.type()) {
         case QMJSON::value_t::string:
             appendDescribedString(out, value.get_ref<const std::string&>(), inCollection);
@@ -190,39 +200,50 @@ void appendDescription(std::string& out, const QMJSON& value, int level) {
         case QMJSON::value_t::number_float:
             appendNumber(out, value.get<double>(), false);
             break;
-        case QMJSON::value_t::array: {
-            appendIndent(out, level);
-            out += '(';
-            std::size_t remaining = value.size();
-            for (const auto& element : value) {
-                out += '\n';
-                appendIndent(out, level + 1);
-                appendDescription(out, element, level + 1);
-                out += --remaining ? "," : "";
-            }
-            out += '\n';
-            appendIndent(out, level);
-            out += ')';
-            break;
-        }
-        case QMJSON::value_t::object:
-            appendIndent(out, level);
-            out += '{';
-            for (const auto& [key, member] : value.items()) {
-                out += '\n';
-                appendIndent(out, level + 1);
-                appendDescribedString(out, key, true);
-                out += " = ";
-                appendDescription(out, member, level + 1);
-                out += ';';
-            }
-            out += '\n';
-            appendIndent(out, level);
-            out += '}';
-            break;
         default:
             appendScalar(out, value);
             break;
+    }
+}
+
+// A nested collection opens with its own level's indentation, right after the indentation (or
+// "key = ") its parent already wrote: the platform's characteristic "key =     (" layout. Array
+// elements are separated by ",", every object member ends with ";".
+void appendDescription(std::string& out, const QMJSON& value) {
+    std::vector<OpenCollection> open;
+    auto begin = [&](const QMJSON& item, int level) {
+        if (!isCollection(item)) {
+            appendDescribedScalar(out, item, level > 0);
+            return;
+        }
+        appendIndent(out, level);
+        out += item.is_object() ? '{' : '(';
+        open.push_back({&item, item.cbegin(), level});
+    };
+    begin(value, 0);
+    while (!open.empty()) {
+        OpenCollection& top = open.back();
+        const bool isObject = top.collection->is_object();
+        const bool done = top.next == top.collection->cend();
+        if (top.next != top.collection->cbegin()) {
+            out += isObject ? ";" : (done ? "" : ",");
+        }
+        out += '\n';
+        if (done) {
+            appendIndent(out, top.level);
+            out += isObject ? '}' : ')';
+            open.pop_back();
+            continue;
+        }
+        appendIndent(out, top.level + 1);
+        if (isObject) {
+            appendDescribedString(out, top.next.key(), true);
+            out += " = ";
+        }
+        const QMJSON& member = *top.next;
+        const int level = top.level + 1;
+        ++top.next;
+        begin(member, level);  // may grow the stack: `top` is not used after this
     }
 }
 
@@ -245,9 +266,22 @@ void QMJSONSerialization::appendPrettyData(std::string& out, const QMJSON& value
 }
 
 std::optional<QMJSON> QMJSONSerialization::JSONObjectWithData(const std::string& data) {
-    QMJSON parsed = QMJSON::parse(data, nullptr, false);
+    // The parser keeps its open collections on the heap; the callback only counts how deep they
+    // nest and drops (without building) any collection beyond the bound, which then fails the
+    // whole document.
+    bool tooDeep = false;
+    const auto depthCheck = [&tooDeep](int depth, QMJSON::parse_event_t event, QMJSON&) {
+        const bool opens =
+            event == QMJSON::parse_event_t::object_start || event == QMJSON::parse_event_t::array_start;
+        if (opens && depth >= static_cast<int>(kMaximumNestingDepth)) {  // depth: collections around it
+            tooDeep = true;
+            return false;
+        }
+        return true;
+    };
+    QMJSON parsed = QMJSON::parse(data, depthCheck, false);
     // As on the platform without fragments allowed, only an object or an array is a document.
-    if (parsed.is_discarded() || !(parsed.is_object() || parsed.is_array())) {
+    if (tooDeep || parsed.is_discarded() || !(parsed.is_object() || parsed.is_array())) {
         return std::nullopt;
     }
     return parsed;
@@ -255,7 +289,7 @@ std::optional<QMJSON> QMJSONSerialization::JSONObjectWithData(const std::string&
 
 std::string QMDescription(const QMJSON& value) {
     std::string out;
-    appendDescription(out, value, 0);
+    appendDescription(out, value);
     return out;
 }
 

@@ -1,4 +1,5 @@
 #pragma once
+#include <cstddef>
 #include <cstdint>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -14,6 +15,15 @@ using QMJSON = nlohmann::ordered_json;
 
 class VEYRAKIT_EXPORT QMJSONSerialization {
   public:
+    // The deepest nesting of objects and arrays a parsed document may have: 512 collections, one
+    // inside the other; a document nested deeper is not JSON. 512 is where the platform's own
+    // parser stops, so every answer it would read is read here too (the protocol's answers are
+    // flat objects, and a stored viewer id is a string). The bound also keeps what the SDK
+    // does with a parsed value cheap: its own writers and describers do not recurse, but the JSON
+    // library copies and compares values recursively: at 512 levels a copy and a comparison
+    // fit in 80 KiB of stack (an optimised build), where 100,000 levels overflowed the host's.
+    static constexpr std::size_t kMaximumNestingDepth = 512;
+
     // Compact: no whitespace at all ({"a":1,"b":"x"}). Numbers as the platform writes them:
     // integers as integers, a double with an integral value without a fraction (2.0 -> 2),
     // other doubles in their shortest round-trip form; NaN and infinities as null. Strings are
@@ -25,8 +35,9 @@ class VEYRAKIT_EXPORT QMJSONSerialization {
     // its inner lines indented by that many levels more. Lets a sender write a document's parts
     // separately, keeping a part that does not change as text.
     static void appendPrettyData(std::string& out, const QMJSON& value, int nestingLevel);
-    // nullopt for an empty or broken body, and for a bare scalar ("3", "\"x\""): as on the
-    // platform without fragments allowed, only an object or an array is a document. Never throws.
+    // nullopt for an empty or broken body, for a bare scalar ("3", "\"x\""): as on the platform
+    // without fragments allowed, only an object or an array is a document; and for one nested
+    // deeper than kMaximumNestingDepth. Linear in the body's size, and never throws.
     static std::optional<QMJSON> JSONObjectWithData(const std::string& data);
 };
 

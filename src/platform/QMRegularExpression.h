@@ -30,7 +30,8 @@ enum QMRegularExpressionOptions : unsigned {
     NSRegularExpressionDotMatchesLineSeparators = 1u << 3,
 };
 
-// PCRE2-backed regular expression with the platform's matching API.
+// PCRE2-backed regular expression with the platform's matching API. Enumerating the matches of
+// valid UTF-8 costs one check of the subject's encoding in all, not one per match.
 class VEYRAKIT_EXPORT QMRegularExpression : public QMObject {
   public:
     // nullptr (and `error` filled when given) for a pattern that does not compile.
@@ -44,11 +45,12 @@ class VEYRAKIT_EXPORT QMRegularExpression : public QMObject {
     QMTextCheckingResult firstMatchInString(const std::string& string) const;  // empty ranges: none
     const std::string& pattern() const { return pattern_; }
 
-    QMRegularExpression(std::string pattern, void* code);
+    QMRegularExpression(std::string pattern, void* code, void* invalidUTFCode);
 
   private:
     std::string pattern_;
-    void* code_;  // pcre2_code*
+    void* code_;            // pcre2_code* for subjects of valid UTF-8
+    void* invalidUTFCode_;  // pcre2_code* for the others: invalid sequences match nothing
 };
 
 // Substring helper for match ranges.

@@ -14,6 +14,10 @@ namespace {
 
 std::shared_ptr<QMUserDefaults> sharedDefaults;
 
+std::string fileText(const QMJSON& values) {
+    return QMJSONSerialization::prettyDataWithJSONObject(values) + "\n";
+}
+
 std::string defaultsPath() {
     const char* explicitPath = std::getenv("VEYRAKIT_DEFAULTS_PATH");
     if (explicitPath && *explicitPath) {
@@ -38,6 +42,14 @@ QMUserDefaults::QMUserDefaults(std::string path) : path_(std::move(path)) { load
 void QMUserDefaults::load() {
     std::error_code error;
     if (!std::filesystem::exists(path_, error)) {
+        return;
+    }
+    const auto size = std::filesystem::file_size(path_, error);
+    if (!error && size > kMaximumFileLength) {
+        // Too large to be anything the SDK wrote within its bound: nothing in it is worth the disk.
+        std::filesystem::remove(path_, error);
+        QMConsoleLog("User defaults at %@ take %llu bytes, over the bound of %lu; removed and starting empty",
+                     path_, static_cast<unsigned long long>(size), kMaximumFileLength);
         return;
     }
     const auto contents = QMFileManager::defaultManager()->contentsAtPath(path_);
@@ -74,8 +86,17 @@ void QMUserDefaults::setObject(const QMJSON& value, const std::string& forKey) {
         removeObjectForKey(forKey);
         return;
     }
-    values_[forKey] = value;
-    persist();
+    QMJSON changed = values_;
+    changed[forKey] = value;
+    const std::string text = fileText(changed);
+    if (text.size() > kMaximumFileLength) {
+        QMConsoleLog(
+            "User defaults at %@ not changed: \"%@\" would make them %lu bytes, over the bound of %lu", path_,
+            forKey, text.size(), kMaximumFileLength);
+        return;
+    }
+    values_ = std::move(changed);
+    write(text);
 }
 
 void QMUserDefaults::removeObjectForKey(const std::string& key) {
@@ -85,14 +106,16 @@ void QMUserDefaults::removeObjectForKey(const std::string& key) {
 
 bool QMUserDefaults::synchronize() { return persist(); }
 
-bool QMUserDefaults::persist() {
+bool QMUserDefaults::persist() { return write(fileText(values_)); }
+
+bool QMUserDefaults::write(const std::string& text) {
     const auto files = QMFileManager::defaultManager();
     const auto parent = std::filesystem::path(path_).parent_path();
     std::error_code ignored;
     if (!parent.empty()) {
         std::filesystem::create_directories(parent, ignored);
     }
-    if (!files->createFileAtPath(path_, QMJSONSerialization::prettyDataWithJSONObject(values_) + "\n")) {
+    if (!files->createFileAtPath(path_, text)) {
         QMConsoleLog("User defaults could not be written to %@: %s", path_, std::strerror(errno));
         return false;
     }

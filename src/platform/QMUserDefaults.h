@@ -1,4 +1,5 @@
 #pragma once
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
@@ -15,8 +16,17 @@ namespace veyrakit {
 // through at once (so nothing set is lost if the host dies); synchronize() writes again and says
 // whether the file could be written. Never throws to the caller. Used on the main loop's thread
 // only, like the rest of the SDK, so nothing is locked.
+//
+// The file never grows beyond kMaximumFileLength: a change that would make it larger is refused
+// with a console line, and the store keeps what it had, in memory and on disk. A file found
+// larger than that (written by an older version) is not read but removed, with a console line,
+// and the store starts empty.
 class VEYRAKIT_EXPORT QMUserDefaults : public QMObject {
   public:
+    // 64 KiB. What the SDK stores is one viewer id, a short string that a server offers; the bound
+    // is what keeps a server's answer from filling the user's disk.
+    static constexpr std::size_t kMaximumFileLength = std::size_t{64} << 10;
+
     static std::shared_ptr<QMUserDefaults> standardUserDefaults();
     // Drops the shared instance so that the next call reloads from the (possibly new) location.
     static void resetStandardUserDefaults();
@@ -33,6 +43,7 @@ class VEYRAKIT_EXPORT QMUserDefaults : public QMObject {
   private:
     void load();
     bool persist();
+    bool write(const std::string& text);
     std::string path_;
     QMJSON values_ = QMJSON::object();
 };

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "core/QMVeyraPlugin.h"
+#include "platform/QMFileManager.h"
 #include "platform/QMJSON.h"
 #include "platform/QMUserDefaults.h"
 #include "reporting/QMPeriodicalReporter.h"
@@ -111,6 +112,71 @@ TEST_F(QMCoreTest, ResponseSetsIntervalLogSwitchesAndTheOfferedViewerId) {
     }
     QMUserDefaults::resetStandardUserDefaults();
     EXPECT_EQ(QMUserDefaults::standardUserDefaults()->stringForKey("viewerId"), "OLD");  // synchronised
+}
+
+TEST_F(QMCoreTest, InitAnswersNestedBeyondTheBoundAreNotJSONSoTheSessionEndsAndNothingIsStored) {
+    const auto nested = [](std::size_t depth) { return std::string(depth, '[') + std::string(depth, ']'); };
+    const std::string defaultsFile = tempDir() + "/defaults.json";
+    answer("/player/report", "{}", 200, -1);
+    for (const std::string& body : {R"({"sessionId":"S-1","offerViewerId":)" + nested(10'000) + "}",
+                                    R"({"sessionId":"S-1","offerViewerId":)" + nested(100'000) + "}",
+                                    R"({"sessionId":)" + nested(100'000) + ",\"offerViewerId\":\"V-9\"}"}) {
+        QMUserDefaults::standardUserDefaults()->setObject("OLD", "viewerId");
+        const auto stored = QMFileManager::defaultManager()->contentsAtPath(defaultsFile);
+        answer("/player/init", body);
+        console.clear();
+        auto plugin = makeTestPlugin();
+        runFor(60'000);
+        // Read as an empty answer: no session id, so the plugin ends the session, as on a
+        // server that answered nothing usable.
+        const auto lines = logs();
+        EXPECT_EQ(Lines(lines.begin() + 2, lines.end()),
+                  (Lines{"I T log queue size:0", "E X sessionID is null", "I T Disposing all parts"}));
+        EXPECT_TRUE(plugin->destroyed());
+        EXPECT_FALSE(plugin->sessionId());
+        EXPECT_EQ(QMFileManager::defaultManager()->contentsAtPath(defaultsFile), stored);
+    }
+    EXPECT_EQ(times("/player/init").size(), 3u);
+    EXPECT_TRUE(bodies("/player/report").empty());
+}
+
+TEST_F(QMCoreTest, OfferedViewerIdsBeyondTheStoredBoundsAreLeftOutAndTheSessionGoesOn) {
+    const std::string defaultsFile = tempDir() + "/defaults.json";
+    const std::string longest(1022, 'v');  // 1024 bytes with its quotes
+    struct Case {
+        std::string offered;
+        std::string line;  // logged or written to the console instead of storing
+        std::string stored;
+    };
+    const std::vector<Case> cases = {
+        {'"' + longest + '"', "", longest},
+        {"\"" + longest + "v\"", "E X Offered viewer id not stored: 1025 bytes, over the bound of 1024",
+         "OLD"},
+        // Within the nesting bound and 1000 bytes as JSON, but half a megabyte in the file.
+        {std::string(500, '[') + std::string(500, ']'),
+         "User defaults at " + defaultsFile +
+             " not changed: \"viewerId\" would make them 502016 bytes, over the bound of 65536",
+         "OLD"},
+    };
+    answer("/player/report", "{}", 200, -1);
+    for (const auto& c : cases) {
+        QMUserDefaults::standardUserDefaults()->setObject("OLD", "viewerId");
+        answer("/player/init", R"({"sessionId":"S","offerViewerId":)" + c.offered + "}");
+        console.clear();
+        auto plugin = makeTestPlugin();
+        runFor(0);
+        EXPECT_EQ(plugin->sessionId(), "S");
+        const auto lines = logs();
+        EXPECT_EQ(Lines(lines.begin() + 2, lines.end()),
+                  c.line.empty()
+                      ? (Lines{"I T log queue size:0", "I IR skipReports: , sessionId: 'S'"})
+                      : (Lines{"I T log queue size:0", c.line, "I IR skipReports: , sessionId: 'S'"}));
+        QMUserDefaults::resetStandardUserDefaults();  // what the next start reads from the file
+        EXPECT_EQ(QMUserDefaults::standardUserDefaults()->stringForKey("viewerId"), c.stored);
+        EXPECT_LE(QMFileManager::defaultManager()->contentsAtPath(defaultsFile)->size(),
+                  QMUserDefaults::kMaximumFileLength);
+        plugin->destroy();
+    }
 }
 
 TEST_F(QMCoreTest, ThrottledInitRetriesLaterAndTheKeptBufferEndsTheSession) {

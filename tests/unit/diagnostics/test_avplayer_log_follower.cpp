@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "diagnostics/QMAVPlayerLogFollower.h"
-#include "diagnostics/QMAVPlayerPlaylistReader.h"
 
 namespace veyrakit {
 
@@ -132,23 +131,6 @@ TEST(QMAVPlayerLogFollower, ErrorLogSharesUriAndAddressAndNilAlwaysCounts) {
                        "errorComment {} | Error log comment: (null)"}));
     follower.resetProperties();
     EXPECT_EQ(follower.accessLogChanges(access.get()).size(), 21u);
-}
-
-TEST(QMAVPlayerPlaylistReader, PatternsTakeAverageBandwidthAndNeedAnEndingCharacter) {
-    const std::string variant = "#EXTM3U\n#EXT-X-STREAM-INF:BANDWIDTH=1280000,RESOLUTION=640x360\nlow.m3u8\n";
-    EXPECT_EQ(QMAVPlayerPlaylistReader::bitratesInPlaylist(variant), (std::vector<double>{1280000.0}));
-    const auto sizes = QMAVPlayerPlaylistReader::resolutionsInPlaylist(variant);
-    ASSERT_EQ(sizes.size(), 1u);
-    EXPECT_EQ(sizes[0].width, 640.0);
-    EXPECT_EQ(sizes[0].height, 360.0);
-
-    const std::string both =
-        "#EXT-X-STREAM-INF:AVERAGE-BANDWIDTH=1000000,BANDWIDTH=1280000\r\n"
-        "#EXT-X-STREAM-INF:BANDWIDTH=0x9,RESOLUTION=1x2x3,RESOLUTION=1920x1080";
-    EXPECT_EQ(QMAVPlayerPlaylistReader::bitratesInPlaylist(both),
-              (std::vector<double>{1000000.0, 1280000.0, 0.0}));
-    // 1x2x3 is not two parts; the last RESOLUTION has nothing after it.
-    EXPECT_TRUE(QMAVPlayerPlaylistReader::resolutionsInPlaylist(both).empty());
 }
 
 }  // namespace veyrakit

@@ -79,6 +79,47 @@ TEST_F(UserDefaultsTest, CorruptFileIsSetAsideWithAConsoleLineAndTheStoreStartsE
     }
 }
 
+TEST_F(UserDefaultsTest, AChangeThatWouldTakeTheFileBeyondItsBoundIsRefusedWithAConsoleLine) {
+    EXPECT_EQ(QMUserDefaults::kMaximumFileLength, 65'536u);
+    QMUserDefaults defaults(path);
+    // {\n  "viewerId" : "<id>"\n}\n: 22 bytes around the id.
+    const std::string fits(65'536 - 22, 'v');
+    defaults.setObject(fits, "viewerId");
+    EXPECT_EQ(read(path).size(), 65'536u);
+    defaults.setObject("V-1", "viewerId");
+    const std::string before = read(path);
+
+    // One byte more, or a value short as JSON but long written out: 500 arrays deep take 1000
+    // bytes compact and half a megabyte indented.
+    const auto deep = QMJSONSerialization::JSONObjectWithData(std::string(500, '[') + std::string(500, ']'));
+    const std::vector<std::pair<QMJSON, std::string>> refused = {{fits + "v", "65537"}, {*deep, "502016"}};
+    for (const auto& [value, size] : refused) {
+        capture.clear();
+        defaults.setObject(value, "viewerId");
+        EXPECT_EQ(capture.lines(), (std::vector<std::string>{"User defaults at " + path +
+                                                             " not changed: \"viewerId\" would make them " +
+                                                             size + " bytes, over the bound of 65536"}));
+        EXPECT_EQ(defaults.stringForKey("viewerId"), "V-1");
+        EXPECT_EQ(read(path), before);
+    }
+}
+
+TEST_F(UserDefaultsTest, AFileFoundBeyondTheBoundIsRemovedWithAConsoleLineAndTheStoreStartsEmpty) {
+    std::filesystem::create_directories(dir + "/prefs");
+    ASSERT_TRUE(QMFileManager::defaultManager()->createFileAtPath(
+        path, "{\n  \"viewerId\" : " + std::string(70'000, '[') + std::string(70'000, ']') + "\n}\n"));
+    QMUserDefaults defaults(path);
+    EXPECT_EQ(defaults.objectForKey("viewerId"), std::nullopt);
+    EXPECT_FALSE(std::filesystem::exists(path));
+    EXPECT_FALSE(std::filesystem::exists(path + ".corrupt"));
+    EXPECT_EQ(capture.lines(),
+              (std::vector<std::string>{"User defaults at " + path +
+                                        " take 140020 bytes, over the bound of 65536; removed "
+                                        "and starting empty"}));
+    defaults.setObject("V-2", "viewerId");
+    EXPECT_EQ(QMUserDefaults(path).stringForKey("viewerId"), "V-2");
+}
+
 TEST_F(UserDefaultsTest, UnwritableLocationReportsFailureWithoutThrowing) {
     const std::string unwritable = "/proc/veyrakit-no-such-dir/defaults.json";
     QMUserDefaults defaults(unwritable);

@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
+#include <pthread.h>
 
+#include <algorithm>
 #include <cmath>
+#include <functional>
 
 #include "platform/QMJSON.h"
 
@@ -59,6 +62,81 @@ TEST(JSONSerialization, ParsingGivesNothingForEmptyBrokenOrBareScalarInput) {
     EXPECT_EQ(parsed->begin().key(), "z");
     EXPECT_TRUE(parsed->at("offerViewerId").is_null());  // present but null, unlike an absent key
     EXPECT_EQ(QMJSONSerialization::JSONObjectWithData("[]"), QMJSON::array());
+}
+
+namespace {
+
+// `depth` arrays, one inside the other, built by moving (a copy would recurse).
+QMJSON nestedArrays(std::size_t depth) {
+    QMJSON value = QMJSON::array();
+    for (std::size_t level = 1; level < depth; ++level) {
+        QMJSON outer = QMJSON::array();
+        outer.push_back(std::move(value));
+        value = std::move(outer);
+    }
+    return value;
+}
+
+std::string nestedText(std::size_t depth) { return std::string(depth, '[') + std::string(depth, ']'); }
+
+void onSmallStack(const std::function<void()>& work) {
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, std::size_t{64} << 10);
+    pthread_t thread;
+    const auto run = [](void* argument) -> void* {
+        (*static_cast<const std::function<void()>*>(argument))();
+        return nullptr;
+    };
+    ASSERT_EQ(pthread_create(&thread, &attributes, run, const_cast<std::function<void()>*>(&work)), 0);
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&attributes);
+}
+
+}  // namespace
+
+TEST(JSONSerialization, DocumentsNestedDeeperThanTheBoundAreNotJSON) {
+    EXPECT_EQ(QMJSONSerialization::kMaximumNestingDepth, 512u);
+    const auto deepest = QMJSONSerialization::JSONObjectWithData(nestedText(512));
+    ASSERT_TRUE(deepest);
+    EXPECT_EQ(QMJSONSerialization::dataWithJSONObject(*deepest), nestedText(512));
+    EXPECT_EQ(QMJSONSerialization::JSONObjectWithData(nestedText(513)), std::nullopt);
+    // However the levels are made up and wherever they sit in the document.
+    std::string objects;
+    for (int level = 0; level < 513; ++level) {
+        objects += level % 2 ? "[" : "{\"k\":";
+    }
+    objects += "1";
+    for (int level = 512; level >= 0; --level) {
+        objects += level % 2 ? "]" : "}";
+    }
+    EXPECT_EQ(QMJSONSerialization::JSONObjectWithData(objects), std::nullopt);
+    EXPECT_EQ(QMJSONSerialization::JSONObjectWithData(R"({"sessionId":"S-1","offerViewerId":)" +
+                                                      nestedText(100'000) + "}"),
+              std::nullopt);
+    EXPECT_TRUE(QMJSONSerialization::JSONObjectWithData(R"({"sessionId":"S-1","offerViewerId":)" +
+                                                        nestedText(511) + "}"));
+}
+
+TEST(JSONSerialization, WritersAndDescriptionsDoNotRecurse) {
+    // On a 64 KiB stack, which one call per level would overflow within a few hundred levels. The
+    // indented forms grow with the square of the depth: 1000 levels take megabytes.
+    const QMJSON deep = nestedArrays(100'000);
+    const QMJSON deepish = nestedArrays(1'000);
+    std::string compact;
+    std::string pretty;
+    std::string description;
+    onSmallStack([&] {
+        compact = QMJSONSerialization::dataWithJSONObject(deep);
+        pretty = QMJSONSerialization::prettyDataWithJSONObject(deepish);
+        description = QMDescription(deepish);
+    });
+    EXPECT_EQ(compact, nestedText(100'000));
+    EXPECT_EQ(pretty.substr(0, 12), "[\n  [\n    [\n");
+    EXPECT_EQ(pretty.size(), 2'000'000u);  // two lines a level, indented by two spaces a level
+    EXPECT_EQ(std::count(description.begin(), description.end(), '('), 1'000);
+    EXPECT_EQ(description.substr(0, 16), "(\n        (\n    ");
+    EXPECT_EQ(description.substr(description.size() - 8), "\n    )\n)");
 }
 
 TEST(JSONDescription, ScalarsAndCollectionsUseThePlatformLayout) {
