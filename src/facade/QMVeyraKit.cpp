@@ -15,25 +15,6 @@ namespace veyrakit {
 
 namespace {
 
-// The host's fields by name, so that none can take another's place on the way.
-QMSessionDescription describe(const std::optional<std::string>& assetId,
-                              const std::optional<std::string>& serverHost,
-                              const std::optional<std::string>& qmrCID,
-                              const std::optional<std::string>& assetType,
-                              const std::optional<std::string>& assetName,
-                              const std::optional<std::string>& viewerId,
-                              const std::optional<QMCustomMetadataArray>& assetMetadata,
-                              const std::optional<QMCustomMetadataArray>& viewerMetadata) {
-    return {.assetId = assetId,
-            .serverHost = serverHost,
-            .qmrCID = qmrCID,
-            .assetType = assetType,
-            .assetName = assetName,
-            .viewerId = viewerId,
-            .assetMetadata = assetMetadata,
-            .viewerMetadata = viewerMetadata};
-}
-
 // The plugin metadata is the facade's: it names the player kind.
 QMSessionDescription withPluginName(QMSessionDescription description, const std::string& pluginName) {
     description.pluginMetadata = QMPluginMetadata{{"pluginName", pluginName}};
@@ -60,8 +41,9 @@ void QMVeyraKit::pluginWithAVPlayer(
     const std::optional<std::string>& assetType, const std::optional<std::string>& assetName,
     const std::optional<std::string>& viewerId, const std::optional<QMCustomMetadataArray>& assetMetadata,
     const std::optional<QMCustomMetadataArray>& viewerMetadata) {
-    pluginWithAVPlayer(player, describe(assetId, serverHost, qmrCID, assetType, assetName, viewerId,
-                                        assetMetadata, viewerMetadata));
+    pluginWithAVPlayer(
+        player, QMSessionDescription::withFields(assetId, serverHost, qmrCID, assetType, assetName, viewerId,
+                                                 assetMetadata, viewerMetadata));
 }
 
 void QMVeyraKit::pluginWithAVPlayer(const std::shared_ptr<AVPlayer>& player,
@@ -104,8 +86,9 @@ void QMVeyraKit::pluginWithMPMoviePlayerController(
     const std::optional<std::string>& assetType, const std::optional<std::string>& assetName,
     const std::optional<std::string>& viewerId, const std::optional<QMCustomMetadataArray>& assetMetadata,
     const std::optional<QMCustomMetadataArray>& viewerMetadata) {
-    pluginWithMPMoviePlayerController(player, describe(assetId, serverHost, qmrCID, assetType, assetName,
-                                                       viewerId, assetMetadata, viewerMetadata));
+    pluginWithMPMoviePlayerController(
+        player, QMSessionDescription::withFields(assetId, serverHost, qmrCID, assetType, assetName, viewerId,
+                                                 assetMetadata, viewerMetadata));
 }
 
 void QMVeyraKit::pluginWithMPMoviePlayerController(const std::shared_ptr<MPMoviePlayerController>& player,

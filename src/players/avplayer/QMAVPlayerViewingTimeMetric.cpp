@@ -5,10 +5,6 @@
 
 namespace veyrakit {
 
-namespace {
-constexpr double kTickSeconds = 0.25;
-}  // namespace
-
 void QMAVPlayerViewingTimeMetric::startMetricCollection() {
     if (!player_) {
         return;

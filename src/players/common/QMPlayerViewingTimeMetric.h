@@ -102,6 +102,9 @@ class QMPlayerViewingTimeMetric : public PlayingStateMetric {
     const ViewedTimeMap& currentViewedTimeMap() const { return viewedTime_.currentViewedTimeMap(); }
 
   protected:
+    // How often the kind samples the playhead, in seconds (of media or of the clock).
+    static constexpr double kTickSeconds = 0.25;
+
     // How the kind's state tests read the named state.
     virtual bool inState(const std::string& name) const = 0;
     // Whether a report re-opens the interval's playing state: while playing mode is on.
