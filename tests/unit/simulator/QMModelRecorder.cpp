@@ -119,12 +119,12 @@ void QMModelRecorder::watch(const std::shared_ptr<AVPlayer>& player) {
 }
 
 void QMModelRecorder::watch(const std::shared_ptr<MPMoviePlayerController>& player) {
-    moviePlayer_ = player;
+    mpMoviePlayer_ = player;
     for (const char* name : movieNotifications) {
         QMNotificationCenter::defaultCenter()->addObserver(
             this, name, player.get(), [this](const QMNotification& note) {
                 std::string what = note.name();
-                const std::string value = movieValue(note.name(), *moviePlayer_);
+                const std::string value = movieValue(note.name(), *mpMoviePlayer_);
                 if (!value.empty()) {
                     what += " " + value;
                 }
@@ -154,7 +154,7 @@ void QMModelRecorder::unwatch() {
     }
     player_.reset();
     item_.reset();
-    moviePlayer_.reset();
+    mpMoviePlayer_.reset();
 }
 
 std::vector<std::string> QMModelRecorder::linesStartingWith(const std::string& prefix) const {

@@ -20,11 +20,11 @@ const std::string movieHeader =
     "variant 800000 960x540\n"
     "variant 1500000 1280x720\n";
 
-class MoviePlayerSimulation : public QMSimulationTest {};
+class MPMoviePlayerSimulation : public QMSimulationTest {};
 
 }  // namespace
 
-TEST_F(MoviePlayerSimulation, SessionNotificationsInPlatformOrderWithLogs) {
+TEST_F(MPMoviePlayerSimulation, SessionNotificationsInPlatformOrderWithLogs) {
     play(movieHeader +
              "at 0 play\nat 1 ready\nat 2 bitrate 1500000\nat 3 stall 1\nat 5 seek 2\n"
              "at 6 fullscreen\nat 6 airplay on\nat 6 scaling fill\nat 7 server-error 503\nat 7.5 "
@@ -50,7 +50,7 @@ TEST_F(MoviePlayerSimulation, SessionNotificationsInPlatformOrderWithLogs) {
                                         "7500 MPMoviePlayerLoadStateDidChangeNotification 3",
                                         "13000 MPMoviePlayerPlaybackDidFinishNotification reason=0",
                                         "13000 MPMoviePlayerPlaybackStateDidChangeNotification 0"}));
-    auto player = simulator->moviePlayer();
+    auto player = simulator->mpMoviePlayer();
     EXPECT_DOUBLE_EQ(player->currentPlaybackTime(), 10.0);
     const auto& events = player->accessLog()->events();
     ASSERT_EQ(events.size(), 2u);
@@ -70,7 +70,7 @@ TEST_F(MoviePlayerSimulation, SessionNotificationsInPlatformOrderWithLogs) {
     EXPECT_EQ(error.date()->timeIntervalSince1970(), 1'700'000'007.0);
 }
 
-TEST_F(MoviePlayerSimulation, FailureAndUserExitCarryTheirFinishReasons) {
+TEST_F(MPMoviePlayerSimulation, FailureAndUserExitCarryTheirFinishReasons) {
     play(movieHeader +
              "at 0 ready\nat 0 play\nat 2 fail code=-1100 domain=NSURLErrorDomain message=\"not found\"\n",
          5'000);
