@@ -3,7 +3,7 @@
 namespace veyrakit {
 
 QMSimulatedMPMoviePlayer::QMSimulatedMPMoviePlayer(const std::shared_ptr<QMScenario>& scenario,
-                                               std::shared_ptr<QMSimulatedStream> stream)
+                                                   std::shared_ptr<QMSimulatedStream> stream)
     : QMSimulatedPlayer(scenario, std::move(stream)),
       player_(std::make_shared<MPMoviePlayerController>(QMURL::URLWithString(scenario->url().value_or("")))) {
 }

@@ -11,7 +11,7 @@ namespace veyrakit {
 class QMSimulatedMPMoviePlayer : public QMSimulatedPlayer {
   public:
     QMSimulatedMPMoviePlayer(const std::shared_ptr<QMScenario>& scenario,
-                           std::shared_ptr<QMSimulatedStream> stream);
+                             std::shared_ptr<QMSimulatedStream> stream);
     ~QMSimulatedMPMoviePlayer() override;
 
     const std::shared_ptr<MPMoviePlayerController>& player() const { return player_; }

@@ -127,8 +127,9 @@ class GStreamerPlayback : public QMVirtualTimeTest {
                 finishReasons.push_back(std::any_cast<long>(
                     notification.userInfo().at(MPMoviePlayerPlaybackDidFinishReasonUserInfoKey)));
             });
-        QMVeyraKit::pluginWithMPMoviePlayerController(mpMoviePlayer, "A-1", collector->baseURL(), "C-1", "VOD",
-                                                      "Test pattern", "V-1", std::nullopt, std::nullopt);
+        QMVeyraKit::pluginWithMPMoviePlayerController(mpMoviePlayer, "A-1", collector->baseURL(), "C-1",
+                                                      "VOD", "Test pattern", "V-1", std::nullopt,
+                                                      std::nullopt);
         movieDriver = QMGStreamerMoviePlayerDriver::driverWithPlayer(mpMoviePlayer);
         mpMoviePlayer->play();
         ASSERT_TRUE(realLoop->runUntil(

@@ -49,14 +49,7 @@ void QMAVPlayerViewingTimeMetric::onPlayerTimeChanged() {
     viewedTime_.recordPosition(seconds);
 }
 
-void QMAVPlayerViewingTimeMetric::handleBuffering() {
-    if (inState(STATE_CURRENT_INTERVAL_PLAYING()) || inState(STATE_PLAYING())) {
-        stopPlaying();
-        enterStateWithName(STATE_PLAYING_BUFFERING());
-    } else if (!inState(STATE_PLAYING_BUFFERING())) {
-        enterStateWithName(STATE_BUFFERING());
-    }
-}
+void QMAVPlayerViewingTimeMetric::interruptPlaying() { stopPlaying(); }
 
 std::optional<QMJSON> QMAVPlayerViewingTimeMetric::calculateMetric() {
     if (!isActive_) {

@@ -35,8 +35,6 @@ class QMAVPlayerViewingTimeMetric : public QMPlayerViewingTimeMetric<QMAVPlayerP
     // The time observer's action: records the playhead's second while playing.
     void onPlayerTimeChanged();
 
-    // Playing that buffering interrupts stops, playing mode included.
-    void handleBuffering() override;
     // During an advertisement: the values frozen at its start for the first report, then nothing.
     std::optional<QMJSON> calculateMetric() override;
 
@@ -53,6 +51,8 @@ class QMAVPlayerViewingTimeMetric : public QMPlayerViewingTimeMetric<QMAVPlayerP
   protected:
     // Whether the state is open.
     bool inState(const std::string& name) const override;
+    // Playing stops, playing mode included.
+    void interruptPlaying() override;
     // Only while "playing" is open, playing mode is on and no advertisement runs.
     bool reopensPlayingInterval() const override;
 

@@ -66,6 +66,18 @@ class QMPlayerViewingTimeMetric : public PlayingStateMetric {
         }
     }
 
+    // Buffering that interrupts playing holds it up (the kind says how, interruptPlaying);
+    // buffering otherwise is waiting for data before playing.
+    void handleBuffering() override {
+        if (inState(STATE_CURRENT_INTERVAL_PLAYING()) || inState(STATE_PLAYING())) {
+            interruptPlaying();
+            this->enterStateWithName(STATE_PLAYING_BUFFERING());
+        }
+        if (!inState(STATE_PLAYING_BUFFERING())) {
+            this->enterStateWithName(STATE_BUFFERING());
+        }
+    }
+
     bool canCollectMetric() override { return true; }
     // {"totalPlayingTime", "currentPlayingTime"} ("%lld", once their states exist) and
     // {"totalViewedTime", "currentViewedTime"} ("%d").
@@ -107,6 +119,8 @@ class QMPlayerViewingTimeMetric : public PlayingStateMetric {
 
     // How the kind's state tests read the named state.
     virtual bool inState(const std::string& name) const = 0;
+    // Ends the playing states when buffering interrupts them.
+    virtual void interruptPlaying() = 0;
     // Whether a report re-opens the interval's playing state: while playing mode is on.
     virtual bool reopensPlayingInterval() const { return isInPlayingMode_; }
 

@@ -43,15 +43,9 @@ void QMMPMoviePlayerViewingTimeMetric::onCurrentTimeTimerTick() {
     viewedTime_.recordPosition(position);
 }
 
-void QMMPMoviePlayerViewingTimeMetric::handleBuffering() {
-    if (inState(STATE_CURRENT_INTERVAL_PLAYING()) || inState(STATE_PLAYING())) {
-        // Only the state entered last is vouched for: the other may be closed and log so.
-        exitPlayingStates();
-        enterStateWithName(STATE_PLAYING_BUFFERING());
-    }
-    if (!inState(STATE_PLAYING_BUFFERING())) {
-        enterStateWithName(STATE_BUFFERING());
-    }
+void QMMPMoviePlayerViewingTimeMetric::interruptPlaying() {
+    // Only the state entered last is vouched for: the other may be closed and log so.
+    exitPlayingStates();
 }
 
 bool QMMPMoviePlayerViewingTimeMetric::inState(const std::string& name) const {

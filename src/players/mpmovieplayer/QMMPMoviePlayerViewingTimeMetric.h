@@ -30,15 +30,14 @@ class QMMPMoviePlayerViewingTimeMetric : public QMPlayerViewingTimeMetric<QMMPMo
     // The tick's action: records the playhead's second while playing.
     void onCurrentTimeTimerTick();
 
-    // Playing that buffering interrupts is closed, but playing mode stays on.
-    void handleBuffering() override;
-
     double lastCurrentTime() const { return lastCurrentTime_; }
     std::shared_ptr<QMTimer> currentTimeChangeTimer() const { return currentTimeChangeTimer_; }
 
   protected:
     // Whether the state is the one entered last.
     bool inState(const std::string& name) const override;
+    // The playing states are closed, but playing mode stays on.
+    void interruptPlaying() override;
 
   private:
     // A first tick exactly at position 0.0 is taken as not moved.
