@@ -5,17 +5,14 @@
 
 namespace veyrakit {
 
-void QMAVPlayerViewingTimeMetric::startMetricCollection() {
-    if (!player_) {
-        return;
-    }
-    observePlayer();
+void QMAVPlayerViewingTimeMetric::startSamplingPlayhead() {
     auto self = selfAs<QMAVPlayerViewingTimeMetric>();
     periodicalTimeObserver_ =
         player_->addPeriodicTimeObserverForInterval(CMTimeMakeWithSeconds(kTickSeconds, kCMTimeMaxTimescale),
                                                     nullptr, [self](CMTime) { self->onPlayerTimeChanged(); });
-    takePlayerCondition();
 }
+
+void QMAVPlayerViewingTimeMetric::takeStartingCondition() { takePlayerCondition(); }
 
 void QMAVPlayerViewingTimeMetric::stopMetricCollection() {
     QMAVPlayerPlayingStateMetric::stopMetricCollection();
@@ -49,8 +46,6 @@ void QMAVPlayerViewingTimeMetric::onPlayerTimeChanged() {
     viewedTime_.recordPosition(seconds);
 }
 
-void QMAVPlayerViewingTimeMetric::interruptPlaying() { stopPlaying(); }
-
 std::optional<QMJSON> QMAVPlayerViewingTimeMetric::calculateMetric() {
     if (!isActive_) {
         if (!firstAds_) {
@@ -73,12 +68,6 @@ void QMAVPlayerViewingTimeMetric::pauseMetricCollection() {
 void QMAVPlayerViewingTimeMetric::resumeMetricCollection() {
     firstAds_ = false;
     isActive_ = true;
-}
-
-bool QMAVPlayerViewingTimeMetric::inState(const std::string& name) const { return isLastActiveState(name); }
-
-bool QMAVPlayerViewingTimeMetric::reopensPlayingInterval() const {
-    return isLastActiveState(STATE_PLAYING()) && isInPlayingMode_ && isActive_;
 }
 
 }  // namespace veyrakit

@@ -11,20 +11,17 @@
 
 namespace veyrakit {
 
-// Viewing time of an AVPlayer. The playhead is sampled by a periodic time observer of the
-// player: every 0.25 s of media, and at jumps, starts and stops. The state tests ask whether a
-// state is open. An advertisement pauses it: playing stops, the values are frozen for the first
-// report, and the player is ignored until the advertisement ends.
+// Viewing time of an AVPlayer, which observes the current item's buffer key paths and the
+// player's "rate". The playhead is sampled by a periodic time observer of the player. The state
+// tests ask whether a state is open. An advertisement pauses it: playing stops, the values are frozen for the
+// first report, and the player is ignored until the advertisement ends.
 class QMAVPlayerViewingTimeMetric : public QMPlayerViewingTimeMetric<QMAVPlayerPlayingStateMetric>,
                                     public QMAdvertisementPause {
   public:
     // Takes the player of the current plugin from the repository.
-    QMAVPlayerViewingTimeMetric() = default;
+    QMAVPlayerViewingTimeMetric()
+        : QMPlayerViewingTimeMetric({.testsLastEnteredState = false, .bufferingEndsPlayingMode = true}) {}
 
-    // Observes the current item's buffer key paths and the player's "rate", registers the
-    // 0.25 s time observer (which holds this metric until stopped), then takes the player's
-    // present condition. Needs a shared owner.
-    void startMetricCollection() override;
     // Removes the item observations (from the item current now), the "rate" observation and the
     // time observer. States and maps are kept.
     void stopMetricCollection() override;
@@ -49,10 +46,11 @@ class QMAVPlayerViewingTimeMetric : public QMPlayerViewingTimeMetric<QMAVPlayerP
     std::shared_ptr<QMObject> periodicalTimeObserver() const { return periodicalTimeObserver_; }
 
   protected:
-    // Whether the state is open.
-    bool inState(const std::string& name) const override;
-    // Playing stops, playing mode included.
-    void interruptPlaying() override;
+    // A periodic time observer of the player: every 0.25 s of media, and at jumps, starts and
+    // stops.
+    void startSamplingPlayhead() override;
+    // Buffer empty: buffering; then, independently, a rate above zero: unpause.
+    void takeStartingCondition() override;
     // Only while "playing" is open, playing mode is on and no advertisement runs.
     bool reopensPlayingInterval() const override;
 

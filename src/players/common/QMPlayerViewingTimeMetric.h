@@ -15,8 +15,8 @@ namespace veyrakit {
 // each as a session total and for the current report interval.
 //
 // `PlayingStateMetric` is the kind's playing-state metric. The kind samples the playhead (and
-// records it in viewedTime_ while playing), handles buffering, and says how its state tests read
-// (inState) and whether a report re-opens the interval's playing state.
+// records it in viewedTime_ while playing), says how its state tests read and what buffering
+// does to playing mode (KindRules), and whether a report re-opens the interval's playing state.
 template <typename PlayingStateMetric>
 class QMPlayerViewingTimeMetric : public PlayingStateMetric {
   public:
@@ -37,6 +37,17 @@ class QMPlayerViewingTimeMetric : public PlayingStateMetric {
     static const std::string& STATE_BUFFERING() {  // "buffering"
         static const std::string name = "buffering";
         return name;
+    }
+
+    // With a player: observes it, starts sampling the playhead (the sampler holds this metric
+    // until stopped, so it needs a shared owner), then takes the player's present condition.
+    void startMetricCollection() override {
+        if (!this->player_) {
+            return;
+        }
+        this->observePlayer();
+        startSamplingPlayhead();
+        takeStartingCondition();
     }
 
     // Viewed time in ms: seconds in the total / current map times 1000.
@@ -66,11 +77,17 @@ class QMPlayerViewingTimeMetric : public PlayingStateMetric {
         }
     }
 
-    // Buffering that interrupts playing holds it up (the kind says how, interruptPlaying);
+    // Buffering that interrupts playing holds it up (and ends playing mode where the kind says so);
     // buffering otherwise is waiting for data before playing.
     void handleBuffering() override {
         if (inState(STATE_CURRENT_INTERVAL_PLAYING()) || inState(STATE_PLAYING())) {
-            interruptPlaying();
+            if (kind_.bufferingEndsPlayingMode) {
+                stopPlaying();
+            } else {
+                // Where the state tests read the state entered last, only that one is vouched
+                // for: the other may be closed already and logs so.
+                exitPlayingStates();
+            }
             this->enterStateWithName(STATE_PLAYING_BUFFERING());
         }
         if (!inState(STATE_PLAYING_BUFFERING())) {
@@ -114,13 +131,32 @@ class QMPlayerViewingTimeMetric : public PlayingStateMetric {
     const ViewedTimeMap& currentViewedTimeMap() const { return viewedTime_.currentViewedTimeMap(); }
 
   protected:
+    // How the kinds differ in the state tests and at buffering.
+    struct KindRules {
+        // A state test asks whether the state is the one entered last (rather than open).
+        bool testsLastEnteredState;
+        // Buffering that interrupts playing ends playing mode too (rather than only the states).
+        bool bufferingEndsPlayingMode;
+    };
+
+    explicit QMPlayerViewingTimeMetric(KindRules kind) : kind_(kind) {}
+
+    // The state test of the kind.
+    bool inState(const std::string& name) const {
+        if (!kind_.testsLastEnteredState) {
+            return this->isLastActiveState(name);
+        }
+        const auto last = this->lastActiveState();
+        return last && last->name() == name;
+    }
+
     // How often the kind samples the playhead, in seconds (of media or of the clock).
     static constexpr double kTickSeconds = 0.25;
 
-    // How the kind's state tests read the named state.
-    virtual bool inState(const std::string& name) const = 0;
-    // Ends the playing states when buffering interrupts them.
-    virtual void interruptPlaying() = 0;
+    // Starts the kind's playhead sampler, every kTickSeconds.
+    virtual void startSamplingPlayhead() = 0;
+    // The playing events the player's condition at the start stands for.
+    virtual void takeStartingCondition() = 0;
     // Whether a report re-opens the interval's playing state: while playing mode is on.
     virtual bool reopensPlayingInterval() const { return isInPlayingMode_; }
 
@@ -141,6 +177,9 @@ class QMPlayerViewingTimeMetric : public PlayingStateMetric {
 
     bool isInPlayingMode_ = false;
     QMViewedTime viewedTime_;
+
+  private:
+    KindRules kind_;
 };
 
 }  // namespace veyrakit

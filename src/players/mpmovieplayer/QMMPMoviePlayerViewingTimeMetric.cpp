@@ -5,14 +5,13 @@
 
 namespace veyrakit {
 
-void QMMPMoviePlayerViewingTimeMetric::startMetricCollection() {
-    if (!player_) {
-        return;
-    }
-    observePlayer();
+void QMMPMoviePlayerViewingTimeMetric::startSamplingPlayhead() {
     auto self = selfAs<QMMPMoviePlayerViewingTimeMetric>();
     currentTimeChangeTimer_ = QMTimer::scheduledTimerWithTimeInterval(
         kTickSeconds, [self](QMTimer&) { self->onCurrentTimeTimerTick(); }, true);
+}
+
+void QMMPMoviePlayerViewingTimeMetric::takeStartingCondition() {
     const auto loadState = player_->loadState();
     if (loadState == MPMovieLoadStateStalled) {
         handleBuffering();
@@ -41,16 +40,6 @@ void QMMPMoviePlayerViewingTimeMetric::onCurrentTimeTimerTick() {
     }
     lastCurrentTime_ = position;
     viewedTime_.recordPosition(position);
-}
-
-void QMMPMoviePlayerViewingTimeMetric::interruptPlaying() {
-    // Only the state entered last is vouched for: the other may be closed and log so.
-    exitPlayingStates();
-}
-
-bool QMMPMoviePlayerViewingTimeMetric::inState(const std::string& name) const {
-    const auto last = lastActiveState();
-    return last && last->name() == name;
 }
 
 }  // namespace veyrakit

@@ -9,8 +9,8 @@ namespace veyrakit {
 
 class QMTimer;
 
-// Viewing time of a movie player. The playhead (currentPlaybackTime) is sampled by a 0.25 s
-// repeating timer.
+// Viewing time of a movie player, which observes its load and playback state. The playhead
+// (currentPlaybackTime) is sampled by a repeating timer.
 //
 // The state tests look at the state entered last, not at which states are open; and buffering
 // that interrupts playing leaves playing mode on. A report taken during such buffering therefore
@@ -19,11 +19,9 @@ class QMTimer;
 // "playing_buffering" open and "playing" closed until a pause and a new play.
 class QMMPMoviePlayerViewingTimeMetric : public QMPlayerViewingTimeMetric<QMMPMoviePlayerPlayingStateMetric> {
   public:
-    QMMPMoviePlayerViewingTimeMetric() = default;
+    QMMPMoviePlayerViewingTimeMetric()
+        : QMPlayerViewingTimeMetric({.testsLastEnteredState = true, .bufferingEndsPlayingMode = false}) {}
 
-    // Observes load and playback state, starts the tick timer (which holds this metric until
-    // stopped), then takes the player's load state: stalled is buffering, playable is unpause.
-    void startMetricCollection() override;
     // Removes both observations and invalidates the timer. States and maps are kept.
     void stopMetricCollection() override;
 
@@ -34,10 +32,10 @@ class QMMPMoviePlayerViewingTimeMetric : public QMPlayerViewingTimeMetric<QMMPMo
     std::shared_ptr<QMTimer> currentTimeChangeTimer() const { return currentTimeChangeTimer_; }
 
   protected:
-    // Whether the state is the one entered last.
-    bool inState(const std::string& name) const override;
-    // The playing states are closed, but playing mode stays on.
-    void interruptPlaying() override;
+    // A repeating timer.
+    void startSamplingPlayhead() override;
+    // The player's load state: stalled is buffering, playable is unpause.
+    void takeStartingCondition() override;
 
   private:
     // A first tick exactly at position 0.0 is taken as not moved.
