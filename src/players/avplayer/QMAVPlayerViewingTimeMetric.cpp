@@ -70,4 +70,8 @@ void QMAVPlayerViewingTimeMetric::resumeMetricCollection() {
     isActive_ = true;
 }
 
+bool QMAVPlayerViewingTimeMetric::reopensPlayingInterval() const {
+    return isLastActiveState(STATE_PLAYING()) && isInPlayingMode_ && isActive_;
+}
+
 }  // namespace veyrakit
