@@ -44,8 +44,8 @@ std::shared_ptr<AVPlayerItem> QMPlayerSimulator::playerItem() const {
 }
 
 std::shared_ptr<MPMoviePlayerController> QMPlayerSimulator::mpMoviePlayer() const {
-    auto movie = std::dynamic_pointer_cast<QMSimulatedMPMoviePlayer>(driver_);
-    return movie ? movie->player() : nullptr;
+    auto driver = std::dynamic_pointer_cast<QMSimulatedMPMoviePlayer>(driver_);
+    return driver ? driver->player() : nullptr;
 }
 
 void QMPlayerSimulator::start() {

@@ -20,9 +20,9 @@ QMGStreamerContractDriver::~QMGStreamerContractDriver() { tearDown(); }
 
 void QMGStreamerContractDriver::tearDown() {
     if (avDriver_) avDriver_->stop();
-    if (movieDriver_) movieDriver_->stop();
+    if (mpMoviePlayerDriver_) mpMoviePlayerDriver_->stop();
     avDriver_.reset();
-    movieDriver_.reset();
+    mpMoviePlayerDriver_.reset();
     avPlayer_.reset();
     mpMoviePlayer_.reset();
     server_.reset();
@@ -91,7 +91,7 @@ void QMGStreamerContractDriver::start() {
     if (avPlayer_) {
         avDriver_ = QMGStreamerAVPlayerDriver::driverWithPlayer(avPlayer_);
     } else {
-        movieDriver_ = QMGStreamerMoviePlayerDriver::driverWithPlayer(mpMoviePlayer_);
+        mpMoviePlayerDriver_ = QMGStreamerMoviePlayerDriver::driverWithPlayer(mpMoviePlayer_);
     }
     for (const auto& scheduled : appEvents_) {
         const std::string event = scheduled.second;
@@ -119,7 +119,7 @@ void QMGStreamerContractDriver::perform(const std::string& event) {
 }
 
 bool QMGStreamerContractDriver::isOver() const {
-    return (avDriver_ && avDriver_->isOver()) || (movieDriver_ && movieDriver_->isOver());
+    return (avDriver_ && avDriver_->isOver()) || (mpMoviePlayerDriver_ && mpMoviePlayerDriver_->isOver());
 }
 
 void QMGStreamerContractDriver::runFor(int64_t millis) {

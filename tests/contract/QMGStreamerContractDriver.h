@@ -49,7 +49,7 @@ class QMGStreamerContractDriver : public QMContractDriver {
     std::shared_ptr<AVPlayer> avPlayer_;
     std::shared_ptr<MPMoviePlayerController> mpMoviePlayer_;
     std::shared_ptr<QMGStreamerAVPlayerDriver> avDriver_;
-    std::shared_ptr<QMGStreamerMoviePlayerDriver> movieDriver_;
+    std::shared_ptr<QMGStreamerMoviePlayerDriver> mpMoviePlayerDriver_;
     std::vector<std::pair<int64_t, std::string>> appEvents_;
     std::optional<int64_t> stallAt_;
     std::optional<int64_t> recoverAt_;

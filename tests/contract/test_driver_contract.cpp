@@ -101,7 +101,7 @@ class DriverContract : public QMVirtualTimeTest, public ::testing::WithParamInte
 class ScriptedDriverContract : public DriverContract {};
 
 const QMContractDriver::Media vod{Kind::AVPlayer, false, false};
-const QMContractDriver::Media movie{Kind::MPMoviePlayer, false, false};
+const QMContractDriver::Media mpMoviePlayerMedia{Kind::MPMoviePlayer, false, false};
 
 }  // namespace
 
@@ -216,7 +216,7 @@ TEST_P(ScriptedDriverContract, AVPlayerPeriodicTimeObserverFollowsTheTimeline) {
 }
 
 TEST_P(ScriptedDriverContract, MPMoviePlayerReadyPlayStallSeekAndEnd) {
-    drive(movie,
+    drive(mpMoviePlayerMedia,
           {{0, "play"},
            {1000, "ready"},
            {2000, "buffer-full"},
@@ -246,11 +246,11 @@ TEST_P(ScriptedDriverContract, MPMoviePlayerReadyPlayStallSeekAndEnd) {
 }
 
 TEST_P(ScriptedDriverContract, MPMoviePlayerFailureAndStop) {
-    drive(movie, {{0, "ready"}, {0, "play"}, {1000, "fail"}}, 2000);
+    drive(mpMoviePlayerMedia, {{0, "ready"}, {0, "play"}, {1000, "fail"}}, 2000);
     EXPECT_EQ(from(1000), (Lines{"1000 MPMoviePlayerPlaybackDidFinishNotification reason=1 "
                                  "error=AVFoundationErrorDomain/-11800/The operation could not be completed",
                                  "1000 MPMoviePlayerPlaybackStateDidChangeNotification 0"}));
-    drive(movie, {{0, "ready"}, {0, "play"}, {1000, "stop"}}, 2000);
+    drive(mpMoviePlayerMedia, {{0, "ready"}, {0, "play"}, {1000, "stop"}}, 2000);
     EXPECT_EQ(from(1000), (Lines{"1000 MPMoviePlayerPlaybackDidFinishNotification reason=2",
                                  "1000 MPMoviePlayerPlaybackStateDidChangeNotification 0"}));
 }
@@ -294,7 +294,7 @@ TEST_P(DriverContract, AVPlayerItemFailsOnceWithItsErrorAndNothingFollows) {
 }
 
 TEST_P(DriverContract, MPMoviePlayerLoadsPlaysPausesSeeksAndPlaysToTheEnd) {
-    drive(movie,
+    drive(mpMoviePlayerMedia,
           {{0, "play"}, {0, "ready"}, {0, "buffer-full"}, {1500, "pause"}, {2000, "play"}, {2500, "seek 6"}},
           30'000);
     const auto facts = driver->facts();
@@ -316,7 +316,7 @@ TEST_P(DriverContract, MPMoviePlayerLoadsPlaysPausesSeeksAndPlaysToTheEnd) {
 }
 
 TEST_P(DriverContract, MPMoviePlayerStallsWhilePlayingAndRecovers) {
-    drive(movie,
+    drive(mpMoviePlayerMedia,
           {{0, "play"},
            {0, "ready"},
            {0, "buffer-full"},
@@ -339,7 +339,7 @@ TEST_P(DriverContract, MPMoviePlayerStallsWhilePlayingAndRecovers) {
 TEST_P(DriverContract, MPMoviePlayerFinishesWithThePlaybackErrorAndStops) {
     // The error the finish carries, read when it arrives.
     std::shared_ptr<QMError> carried;
-    drive(movie, {{0, "play"}, {0, "ready"}, {2000, "fail"}}, 0);
+    drive(mpMoviePlayerMedia, {{0, "play"}, {0, "ready"}, {2000, "fail"}}, 0);
     QMNotificationCenter::defaultCenter()->addObserver(
         this, MPMoviePlayerPlaybackDidFinishNotification, nullptr, [&](const QMNotification& note) {
             const auto error = note.userInfo().find(MPMoviePlayerPlaybackDidFinishErrorUserInfoKey);

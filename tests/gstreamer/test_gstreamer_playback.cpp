@@ -66,10 +66,10 @@ class GStreamerPlayback : public QMVirtualTimeTest {
     }
     void TearDown() override {
         driver.reset();
-        movieDriver.reset();
+        mpMoviePlayerDriver.reset();
         // The host drops its movie player plugin: the plugin's own two player observations go
         // with it (its finish left them in place).
-        if (auto plugin = moviePlugin()) plugin->dispose();
+        if (auto plugin = mpMoviePlayerPlugin()) plugin->dispose();
         QMMonitoringSessions::setCurrentAVPlayerMonitoringSession(nullptr);
         QMMonitoringSessions::setCurrentMPMoviePlayerMonitoringSession(nullptr);
         QMNotificationCenter::defaultCenter()->removeObserver(this);
@@ -112,14 +112,14 @@ class GStreamerPlayback : public QMVirtualTimeTest {
         sessionId = plugin()->sessionId().value_or("");
     }
 
-    static std::shared_ptr<QMMPMoviePlayerControllerVeyraPlugin> moviePlugin() {
+    static std::shared_ptr<QMMPMoviePlayerControllerVeyraPlugin> mpMoviePlayerPlugin() {
         return std::dynamic_pointer_cast<QMMPMoviePlayerControllerVeyraPlugin>(
             QMMonitoringSessions::currentMPMoviePlayerMonitoringSession());
     }
 
     // Plays `path` of the media with a movie player to its finish under monitoring, and lets the
     // last reports land.
-    void playMovie(const std::string& path) {
+    void playMPMoviePlayer(const std::string& path) {
         mpMoviePlayer = std::make_shared<MPMoviePlayerController>(QMURL::URLWithString(media.url(path)));
         QMNotificationCenter::defaultCenter()->addObserver(
             this, MPMoviePlayerPlaybackDidFinishNotification, mpMoviePlayer.get(),
@@ -130,17 +130,18 @@ class GStreamerPlayback : public QMVirtualTimeTest {
         QMVeyraKit::pluginWithMPMoviePlayerController(mpMoviePlayer, "A-1", collector->baseURL(), "C-1",
                                                       "VOD", "Test pattern", "V-1", std::nullopt,
                                                       std::nullopt);
-        movieDriver = QMGStreamerMoviePlayerDriver::driverWithPlayer(mpMoviePlayer);
+        mpMoviePlayerDriver = QMGStreamerMoviePlayerDriver::driverWithPlayer(mpMoviePlayer);
         mpMoviePlayer->play();
         ASSERT_TRUE(realLoop->runUntil(
             [&] {
-                return movieDriver->isOver() && moviePlugin()->destroyed() && realLoop->transferCount() == 0;
+                return mpMoviePlayerDriver->isOver() && mpMoviePlayerPlugin()->destroyed() &&
+                       realLoop->transferCount() == 0;
             },
             15'000));
         // The pipeline's last bus messages, posted while it was brought down, find no listener.
         realLoop->runUntil([&] { return realLoop->outsideWorkCount() == 0 && realLoop->taskCount() == 0; },
                            2'000);
-        sessionId = moviePlugin()->sessionId().value_or("");
+        sessionId = mpMoviePlayerPlugin()->sessionId().value_or("");
     }
 
     // The session's reports in pulse order, each with the time it arrived.
@@ -177,7 +178,7 @@ class GStreamerPlayback : public QMVirtualTimeTest {
     std::shared_ptr<AVPlayer> player;
     std::shared_ptr<QMGStreamerAVPlayerDriver> driver;
     std::shared_ptr<MPMoviePlayerController> mpMoviePlayer;
-    std::shared_ptr<QMGStreamerMoviePlayerDriver> movieDriver;
+    std::shared_ptr<QMGStreamerMoviePlayerDriver> mpMoviePlayerDriver;
     std::vector<long> finishReasons;
     std::string sessionId;
     std::string tracePath;
@@ -406,7 +407,7 @@ TEST_F(GStreamerPlayback, ASegmentMissingDuringPlaybackFailsToPlayToTheEndWithTh
 }
 
 TEST_F(GStreamerPlayback, AnMPMoviePlayerPlaysTheLadderToItsFinishAndTheCollectorSeesAnEndedSession) {
-    playMovie("master.m3u8");
+    playMPMoviePlayer("master.m3u8");
     ASSERT_FALSE(sessionId.empty());
 
     // The model as the movie player left it: played through on a variant of the ladder.
@@ -464,7 +465,7 @@ TEST_F(GStreamerPlayback, AnMPMoviePlayerMissingASegmentFinishesWithAPlaybackErr
         media.remove(std::string(variant) + "/seg1.ts");
         media.delay(std::string(variant) + "/seg1.ts", 1'000);
     }
-    playMovie("master.m3u8");
+    playMPMoviePlayer("master.m3u8");
     ASSERT_FALSE(sessionId.empty());
 
     EXPECT_EQ(finishReasons, std::vector<long>{MPMovieFinishReasonPlaybackError});

@@ -11,7 +11,7 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-const std::string movieHeader =
+const std::string mpMoviePlayerHeader =
     "player mpmovieplayer\n"
     "url https://media.example.invalid/vod/a/master.m3u8\n"
     "duration 10\n"
@@ -25,7 +25,7 @@ class MPMoviePlayerSimulation : public QMSimulationTest {};
 }  // namespace
 
 TEST_F(MPMoviePlayerSimulation, SessionNotificationsInPlatformOrderWithLogs) {
-    play(movieHeader +
+    play(mpMoviePlayerHeader +
              "at 0 play\nat 1 ready\nat 2 bitrate 1500000\nat 3 stall 1\nat 5 seek 2\n"
              "at 6 fullscreen\nat 6 airplay on\nat 6 scaling fill\nat 7 server-error 503\nat 7.5 "
              "buffer-full\n",
@@ -71,7 +71,7 @@ TEST_F(MPMoviePlayerSimulation, SessionNotificationsInPlatformOrderWithLogs) {
 }
 
 TEST_F(MPMoviePlayerSimulation, FailureAndUserExitCarryTheirFinishReasons) {
-    play(movieHeader +
+    play(mpMoviePlayerHeader +
              "at 0 ready\nat 0 play\nat 2 fail code=-1100 domain=NSURLErrorDomain message=\"not found\"\n",
          5'000);
     EXPECT_EQ(recorder->linesStartingWith("MPMoviePlayerPlaybackDidFinishNotification"),
@@ -82,7 +82,7 @@ TEST_F(MPMoviePlayerSimulation, FailureAndUserExitCarryTheirFinishReasons) {
     EXPECT_EQ(recorder->linesStartingWith("MPMoviePlayerLoadStateDidChangeNotification"),
               (Lines{"0 MPMoviePlayerLoadStateDidChangeNotification 1"}));
 
-    play(movieHeader + "at 0 play\nat 1 ready\nat 3 pause\nat 4 stop\n", 5'000);
+    play(mpMoviePlayerHeader + "at 0 play\nat 1 ready\nat 3 pause\nat 4 stop\n", 5'000);
     const Lines& all = recorder->lines();
     EXPECT_EQ(Lines(all.end() - 3, all.end()),
               (Lines{"3000 MPMoviePlayerPlaybackStateDidChangeNotification 2",
