@@ -57,7 +57,8 @@ class QMPlayerSessionOverSockets : public KindTest {
     void play(const std::string& scenario) {
         this->simulator = QMPlayerSimulator::simulatorWithScenario(QMScenarioParser::parse(scenario),
                                                                    std::make_shared<QMFacadeSimulatorHost>());
-        KindTest::Kind::monitor(KindTest::Kind::playerOf(*this->simulator), base, std::nullopt, std::nullopt);
+        KindTest::PlayerKind::monitor(KindTest::PlayerKind::playerOf(*this->simulator), base, std::nullopt,
+                                      std::nullopt);
         this->simulator->start();
     }
     void runUntilTheSessionEnds() {

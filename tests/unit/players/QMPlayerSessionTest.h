@@ -24,11 +24,11 @@ namespace veyrakit {
 //   playerOf(simulator)                the simulator's player of the kind
 //   kDiagnosticsPath, kDiagnosticsAnswer where the kind's diagnostic stream posts, and the answer
 //   keepsLogLine(line)                 false for the diagnostic stream's console lines
-template <typename KindTraits>
+template <typename Kind>
 class QMPlayerSessionTest : public QMCoreTest {
   protected:
     using Strings = std::vector<std::string>;
-    using Kind = KindTraits;
+    using PlayerKind = Kind;
     using Plugin = typename Kind::Plugin;
     using Player = typename Kind::Player;
 

@@ -30,7 +30,7 @@ TYPED_TEST(QMPlayerPluginTest, NoPlayerMakesNoPluginAndLogsAnErrorNamingThePlaye
     EXPECT_EQ(Plugin::pluginWithParams(nullptr, "A-1", std::nullopt, "C-1", std::nullopt, "N", std::nullopt,
                                        std::nullopt, std::nullopt, std::nullopt),
               nullptr);
-    EXPECT_EQ(this->logs().back(), TestFixture::Kind::kNoPlayerLine);
+    EXPECT_EQ(this->logs().back(), TestFixture::PlayerKind::kNoPlayerLine);
     EXPECT_EQ(QMObjectRepository::getRepositoryInstance()->plugin(), nullptr);
 }
 
