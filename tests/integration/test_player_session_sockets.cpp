@@ -85,7 +85,7 @@ class QMPlayerSessionOverSockets : public KindTest {
         for (const auto& [pulse, body] : byPulse) {
             EXPECT_EQ(pulse, static_cast<int>(types.size()) + 1);
             EXPECT_EQ(body["sessionId"], "S-7");
-            types += body["type"].get<std::string>();
+            types += body["type"].template get<std::string>();
             if (body["type"] == "P") {
                 EXPECT_EQ(body["periodicalNumber"], ++periodical);
             }
