@@ -13,8 +13,8 @@ namespace veyrakit {
 
 // Viewing time of an AVPlayer, which observes the current item's buffer key paths and the
 // player's "rate". The playhead is sampled by a periodic time observer of the player. The state
-// tests ask whether a state is open. An advertisement pauses it: playing stops, the values are frozen for the
-// first report, and the player is ignored until the advertisement ends.
+// tests ask whether a state is open. An advertisement pauses it: playing stops, the values are
+// frozen for the first report, and the player is ignored until the advertisement ends.
 class QMAVPlayerViewingTimeMetric : public QMPlayerViewingTimeMetric<QMAVPlayerPlayingStateMetric>,
                                     public QMAdvertisementPause {
   public:
