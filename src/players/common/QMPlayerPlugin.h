@@ -31,11 +31,16 @@ class QMPlayerPlugin : public QMVeyraPlugin {
                                                        const QMSessionDescription& description) {
         return std::make_shared<Kind>()->initWithDescription(player, description);
     }
-    // The same with initWithParams' arguments after the player.
-    template <typename... Fields>
-    static std::shared_ptr<Kind> pluginWithParams(const std::shared_ptr<Player>& player,
-                                                  const Fields&... fields) {
-        return std::make_shared<Kind>()->initWithParams(player, fields...);
+    static std::shared_ptr<Kind> pluginWithParams(
+        const std::shared_ptr<Player>& player, const std::optional<std::string>& assetId,
+        const std::optional<std::string>& serverHost, const std::optional<std::string>& qmrCID,
+        const std::optional<std::string>& assetType, const std::optional<std::string>& assetName,
+        const std::optional<std::string>& viewerId, const std::optional<QMCustomMetadataArray>& assetMetadata,
+        const std::optional<QMCustomMetadataArray>& viewerMetadata,
+        const std::optional<QMPluginMetadata>& pluginMetadata) {
+        return pluginWithDescription(player, QMSessionDescription::withFields(
+                                                 assetId, serverHost, qmrCID, assetType, assetName, viewerId,
+                                                 assetMetadata, viewerMetadata, pluginMetadata));
     }
 
     // The base initialiser stays reachable for plugins that supply URL and stream type.
