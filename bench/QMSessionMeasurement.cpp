@@ -57,7 +57,7 @@ void monitor(QMBenchPlayer kind, const std::shared_ptr<QMPlayerSimulator>& simul
         QMVeyraKit::pluginWithAVPlayer(simulator->player(), "bench-asset", server, "bench-customer", "VOD",
                                        "Benchmark feature", "bench-viewer", std::nullopt, std::nullopt);
     } else {
-        QMVeyraKit::pluginWithMPMoviePlayerController(simulator->moviePlayer(), "bench-asset", server,
+        QMVeyraKit::pluginWithMPMoviePlayerController(simulator->mpMoviePlayer(), "bench-asset", server,
                                                       "bench-customer", "VOD", "Benchmark feature",
                                                       "bench-viewer", std::nullopt, std::nullopt);
     }

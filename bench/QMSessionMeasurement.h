@@ -4,7 +4,7 @@
 
 namespace veyrakit {
 
-enum class QMBenchPlayer { AVPlayer, MoviePlayer };
+enum class QMBenchPlayer { AVPlayer, MPMoviePlayer };
 
 struct QMSessionSetup {
     QMBenchPlayer player = QMBenchPlayer::AVPlayer;

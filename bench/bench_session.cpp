@@ -42,7 +42,7 @@ void publish(benchmark::State& state, const QMSessionFigures& figures, bool loop
 // reporting interval in seconds, session length in hours (minutes over loopback).
 QMSessionSetup setupFrom(const benchmark::State& state, bool loopback) {
     QMSessionSetup setup;
-    setup.player = state.range(0) == 0 ? QMBenchPlayer::AVPlayer : QMBenchPlayer::MoviePlayer;
+    setup.player = state.range(0) == 0 ? QMBenchPlayer::AVPlayer : QMBenchPlayer::MPMoviePlayer;
     setup.diagnosticEventsPerHour = static_cast<int>(state.range(1));
     setup.reportIntervalSeconds = static_cast<int>(state.range(2));
     // Over real HTTP the virtual clock waits for every request in real time: loopback sessions are short.

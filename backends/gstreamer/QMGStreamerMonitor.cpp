@@ -126,27 +126,11 @@ void QMGStreamerMonitor::startSession() {
         auto player = AVPlayer::playerWithURL(url);
         driver_ = QMGStreamerAVPlayerDriver::driverFollowing(pipeline_, player);
         avPlayerSessionOwner = this;
-        const auto& d = description;
-        if (d.serverHost) {
-            QMVeyraKit::pluginWithAVPlayer(player, d.assetId, d.serverHost, d.qmrCID, d.assetType,
-                                           d.assetName, d.viewerId, d.assetMetadata, d.viewerMetadata);
-        } else {
-            QMVeyraKit::pluginWithAVPlayer(player, d.assetId, d.qmrCID, d.assetType, d.assetName, d.viewerId,
-                                           d.assetMetadata, d.viewerMetadata);
-        }
+        QMVeyraKit::pluginWithAVPlayer(player, description);
     } else {
         auto player = std::make_shared<MPMoviePlayerController>(url);
         driver_ = QMGStreamerMPMoviePlayerDriver::driverFollowing(pipeline_, player);
-        const auto& d = description;
-        if (d.serverHost) {
-            QMVeyraKit::pluginWithMPMoviePlayerController(player, d.assetId, d.serverHost, d.qmrCID,
-                                                          d.assetType, d.assetName, d.viewerId,
-                                                          d.assetMetadata, d.viewerMetadata);
-        } else {
-            QMVeyraKit::pluginWithMPMoviePlayerController(player, d.assetId, d.qmrCID, d.assetType,
-                                                          d.assetName, d.viewerId, d.assetMetadata,
-                                                          d.viewerMetadata);
-        }
+        QMVeyraKit::pluginWithMPMoviePlayerController(player, description);
     }
     // The driver catches up with what the pipeline is doing now.
     pipeline_->announceCurrentState();

@@ -30,6 +30,26 @@ class QMSessionDescription {
     std::optional<QMCustomMetadataArray> viewerMetadata{};
     // Set by the facade for the plugins it makes (it names the player kind there).
     std::optional<QMPluginMetadata> pluginMetadata{};
+
+    // The fields in the order of the facade's and the plugins' parameter lists: the one place
+    // where those lists become named fields.
+    static QMSessionDescription withFields(
+        const std::optional<std::string>& assetId, const std::optional<std::string>& serverHost,
+        const std::optional<std::string>& qmrCID, const std::optional<std::string>& assetType,
+        const std::optional<std::string>& assetName, const std::optional<std::string>& viewerId,
+        const std::optional<QMCustomMetadataArray>& assetMetadata,
+        const std::optional<QMCustomMetadataArray>& viewerMetadata,
+        const std::optional<QMPluginMetadata>& pluginMetadata = std::nullopt) {
+        return {.assetId = assetId,
+                .serverHost = serverHost,
+                .qmrCID = qmrCID,
+                .assetType = assetType,
+                .assetName = assetName,
+                .viewerId = viewerId,
+                .assetMetadata = assetMetadata,
+                .viewerMetadata = viewerMetadata,
+                .pluginMetadata = pluginMetadata};
+    }
 };
 
 }  // namespace veyrakit

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "veyrakit/QMCustomMetadata.h"
+#include "veyrakit/QMSessionDescription.h"
 #include "veyrakit/platform/QMExport.h"
 
 namespace veyrakit {
@@ -33,6 +34,10 @@ class VEYRAKIT_EXPORT QMVeyraKit {
         const std::optional<std::string>& assetType, const std::optional<std::string>& assetName,
         const std::optional<std::string>& viewerId, const std::optional<QMCustomMetadataArray>& assetMetadata,
         const std::optional<QMCustomMetadataArray>& viewerMetadata);
+    // The same with the session described by its fields' names. The description's plugin
+    // metadata is not read: the facade names the plugin's kind there itself.
+    static void pluginWithAVPlayer(const std::shared_ptr<AVPlayer>& player,
+                                   const QMSessionDescription& description);
 
     static void pluginWithMPMoviePlayerController(const std::shared_ptr<MPMoviePlayerController>& player,
                                                   const std::optional<std::string>& assetId,
@@ -48,6 +53,8 @@ class VEYRAKIT_EXPORT QMVeyraKit {
         const std::optional<std::string>& assetType, const std::optional<std::string>& assetName,
         const std::optional<std::string>& viewerId, const std::optional<QMCustomMetadataArray>& assetMetadata,
         const std::optional<QMCustomMetadataArray>& viewerMetadata);
+    static void pluginWithMPMoviePlayerController(const std::shared_ptr<MPMoviePlayerController>& player,
+                                                  const QMSessionDescription& description);
 
     // Forwarded to the current AVPlayer plugin only; nothing happens without one.
     static void viewerFaultReport(const std::string& errorCode, const std::string& playerVersion);

@@ -67,7 +67,8 @@ class QMSessionStartProtocol {
     static QMJSON requestBody(const Fields& fields);
 
     // "URL: '...', ST: '...', ... " with the metadata blocks. Without a media URL it throws
-    // QMInvalidArgumentException, as appending a missing string does on the platform.
+    // QMInvalidArgumentException, with the message the facade's error line carries: a player that
+    // is not loaded from a URL gets no session.
     static std::string initLog(const Fields& fields,
                                const std::optional<std::map<std::string, std::string>>& pluginMetadata);
 

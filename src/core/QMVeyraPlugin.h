@@ -10,6 +10,7 @@
 #include "platform/QMJSON.h"
 #include "platform/QMURLConnection.h"
 #include "reporting/QMReportingSession.h"
+#include "veyrakit/QMSessionDescription.h"
 #include "veyrakit/platform/QMObject.h"
 #include "veyrakit/platform/QMURL.h"
 
@@ -19,9 +20,6 @@ class QMEventManager;
 class QMMetricManager;
 class QMOnDemandReporter;
 class QMPeriodicalReporter;
-
-// Plugin metadata: {"pluginName": "iOS-AVPlayer"} and the like.
-using QMPluginMetadata = std::map<std::string, std::string>;
 
 // Base of every player plugin: one monitoring session. Holds the host's parameters, obtains the
 // session id from the server (it is the session request's connection delegate), owns both

@@ -19,7 +19,7 @@ namespace veyrakit {
 //
 // What counts as a difference is what the collectors were built against: strings and dates by
 // equality, with a nil new value always different; numbers by inequality, so a NaN is always
-// different; the platform's "not available" (-1.0) ignored where it means nothing (startup time,
+// different; the log's "not available" (-1.0) ignored where it means nothing (startup time,
 // bitrate standard deviation, switch bitrate) and a nil start date or playback type ignored.
 class QMAVPlayerLogFollower {
   public:

@@ -73,13 +73,25 @@ std::shared_ptr<QMAVPlayerPIEReporter> QMAVPlayerPIEReporter::initWithPlayer(
     const std::optional<std::string>& qmrCID, const std::optional<std::string>& assetType,
     const std::optional<std::string>& assetName, const std::optional<std::string>& viewerId,
     const std::optional<QMJSON>& assetMetadata, const std::optional<QMJSON>& viewerMetadata) {
+    return initWithPlayer(std::move(player),
+                          QMSessionDescription{.assetId = assetId,
+                                               .qmrCID = qmrCID,
+                                               .assetType = assetType,
+                                               .assetName = assetName,
+                                               .viewerId = viewerId},
+                          assetMetadata, viewerMetadata);
+}
+
+std::shared_ptr<QMAVPlayerPIEReporter> QMAVPlayerPIEReporter::initWithPlayer(
+    std::shared_ptr<AVPlayer> player, const QMSessionDescription& description,
+    const std::optional<QMJSON>& assetMetadata, const std::optional<QMJSON>& viewerMetadata) {
     player_ = std::move(player);
     observedItem_ = player_ ? player_->currentItem() : nullptr;
-    putIfPresent(session_, "assetId", assetId);
-    putIfPresent(session_, "qmrCID", qmrCID);
-    putIfPresent(session_, "assetType", assetType);
-    putIfPresent(session_, "assetName", assetName);
-    putIfPresent(session_, "viewerId", viewerId);
+    putIfPresent(session_, "assetId", description.assetId);
+    putIfPresent(session_, "qmrCID", description.qmrCID);
+    putIfPresent(session_, "assetType", description.assetType);
+    putIfPresent(session_, "assetName", description.assetName);
+    putIfPresent(session_, "viewerId", description.viewerId);
     if (assetMetadata) {
         session_["assetMetadata"] = *assetMetadata;
     }

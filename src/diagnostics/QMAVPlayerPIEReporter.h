@@ -8,6 +8,7 @@
 #include "diagnostics/QMDiagnosticEventQueue.h"
 #include "platform/QMJSON.h"
 #include "platform/QMTimer.h"
+#include "veyrakit/QMSessionDescription.h"
 #include "veyrakit/platform/QMNotificationCenter.h"
 #include "veyrakit/platform/QMObject.h"
 #include "veyrakit/platform/QMURL.h"
@@ -15,6 +16,8 @@
 
 namespace veyrakit {
 
+// PIE: player insight events, the diagnostic stream of a session (apart from its reports).
+//
 // The diagnostic companion of the AVPlayer plugin. From its creation it watches the player and
 // the item current then (key-value changes and item notifications), follows the item's access and
 // error logs, samples the playback position every second, reads the master playlist once and
@@ -37,6 +40,12 @@ class QMAVPlayerPIEReporter : public QMObject {
         const std::optional<std::string>& qmrCID, const std::optional<std::string>& assetType,
         const std::optional<std::string>& assetName, const std::optional<std::string>& viewerId,
         const std::optional<QMJSON>& assetMetadata, const std::optional<QMJSON>& viewerMetadata);
+    // The same from the host's session description, with its metadata already converted for the
+    // session request (the description's own metadata arrays are not read).
+    std::shared_ptr<QMAVPlayerPIEReporter> initWithPlayer(std::shared_ptr<AVPlayer> player,
+                                                          const QMSessionDescription& description,
+                                                          const std::optional<QMJSON>& assetMetadata,
+                                                          const std::optional<QMJSON>& viewerMetadata);
 
     // Where the posts go (see QMDiagnosticCollectors); nothing is posted before it is set.
     void setSessionEventsURL(const std::string& url);

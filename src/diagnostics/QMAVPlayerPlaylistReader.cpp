@@ -86,8 +86,9 @@ void forEachLine(const std::string& text, OnLine onLine) {
     }
 }
 
-// The platform's reading of a decimal number at the start of a text (after white space): 0 when
-// there is none. Unlike strtod it knows no hexadecimal, infinity or NaN.
+// A decimal number at the start of a text (after white space): 0 when there is none. Unlike
+// strtod it knows no hexadecimal, infinity or NaN: a playlist attribute never holds them, and
+// the collectors expect 0 for anything else.
 double numberValue(const std::string& text) {
     std::size_t end = text.find_first_not_of(" \t\n\r");
     if (end == std::string::npos) {

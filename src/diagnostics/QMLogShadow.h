@@ -8,9 +8,9 @@
 
 namespace veyrakit {
 
-// How both diagnostic log followers tell a log entry's value from the shadow they keep of it, as
-// the platform's comparisons do: a new string or date of nothing never equals anything (so it is
-// always a change), numbers by plain inequality (so a NaN is always a change).
+// How both diagnostic log followers tell a log entry's value from the shadow they keep of it, the
+// way the diagnostic collectors count changes: a new string or date of nothing never equals
+// anything (so it is always a change), numbers by plain inequality (so a NaN is always a change).
 class QMLogShadow {
   public:
     QMLogShadow() = delete;

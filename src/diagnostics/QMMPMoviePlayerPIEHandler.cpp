@@ -1,6 +1,5 @@
 #include "diagnostics/QMMPMoviePlayerPIEHandler.h"
 
-#include <any>
 #include <type_traits>
 #include <utility>
 
@@ -11,6 +10,7 @@
 #include "platform/QMConsole.h"
 #include "platform/QMFormat.h"
 #include "platform/QMURLSession.h"
+#include "platform/mediaplayer/QMMPMoviePlayerFinishReason.h"
 #include "reporting/QMJSONPostRequest.h"
 #include "veyrakit/QMDiagnosticCollectors.h"
 #include "veyrakit/platform/QMURL.h"
@@ -47,13 +47,6 @@ QMJSON metadataDictionary(const std::optional<QMJSON>& items) {
         }
     }
     return dictionary;
-}
-
-// The finish reason as the platform reads a missing number: 0.
-long finishReason(const QMNotification& notification) {
-    auto it = notification.userInfo().find(MPMoviePlayerPlaybackDidFinishReasonUserInfoKey);
-    const long* reason = it == notification.userInfo().end() ? nullptr : std::any_cast<long>(&it->second);
-    return reason ? *reason : 0;
 }
 
 // The newest entry of a log, or nothing when there is no log or it is empty.
@@ -113,7 +106,8 @@ void QMMPMoviePlayerPIEHandler::resetProperties() {
 }
 
 void QMMPMoviePlayerPIEHandler::attachHandlers() {
-    // The timer holds its target until it is invalidated, as the platform's timer does.
+    // The timer holds this handler until detachHandlers invalidates it, so posting never outlives
+    // the attachment nor ends before it.
     auto self = selfAs<QMMPMoviePlayerPIEHandler>();
     timer_ = QMTimer::scheduledTimerWithTimeInterval(
         kPostIntervalSeconds, [self](QMTimer&) { self->sendPeriodicalReport(); }, true);
@@ -227,8 +221,8 @@ void QMMPMoviePlayerPIEHandler::follow(T& shadow, const V& value, const char* fo
 }
 
 void QMMPMoviePlayerPIEHandler::checkAccessLogChanges() {
-    // No entry reads as the platform reads a message to nothing: strings and dates nothing,
-    // numbers zero.
+    // No entry reads as an entry of nothing: strings and dates nothing, numbers zero, which is
+    // what the diagnostic server has always been sent for an empty log.
     const auto event = newestEvent(player_ ? player_->accessLog() : nullptr);
     follow(uri_, event ? event->URI() : std::nullopt, "URI: %@\n");
     follow(address_, event ? event->serverAddress() : std::nullopt, "Server address: %@\n");
@@ -340,7 +334,8 @@ void QMMPMoviePlayerPIEHandler::nowPlayingMovieDidChange(const QMNotification&) 
 }
 
 void QMMPMoviePlayerPIEHandler::playbackDidFinish(const QMNotification& notification) {
-    switch (finishReason(notification)) {
+    // A missing reason reads as 0 (playback ended), the finish the diagnostic stream expects.
+    switch (finishReasonOf(notification).value_or(0)) {
         case MPMovieFinishReasonPlaybackEnded:
             log("Playback did finish\n");
             break;

@@ -16,7 +16,9 @@ namespace veyrakit {
 
 class QMVeyraPlugin;
 
-// The diagnostic ("PIE") handler of a movie player session. While attached it turns the player's
+// PIE: player insight events, the diagnostic stream of a session (apart from its reports).
+//
+// The diagnostic handler of a movie player session. While attached it turns the player's
 // notifications, and every change in the newest entries of its access and error logs, into short
 // event texts with a timestamp and a running index, and once a second posts the pending ones with
 // a description of the session to the diagnostic events collector. Nothing it collects reaches

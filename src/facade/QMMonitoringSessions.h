@@ -11,17 +11,14 @@ namespace veyrakit {
 
 // The facade's two slots (the current plugin of each player kind) and optional creators that
 // replace the player plugins' own factories (hosts embedding a custom plugin, tests). A creator
-// returns the initialised plugin, or nothing when the plugin refused to initialise; it may throw.
-// Without a creator the facade calls the player plugin's factory.
+// is given the description with the facade's plugin metadata; it returns the initialised plugin, or nothing
+// when the plugin refused to initialise; it may throw. Without a creator the facade calls the player plugin's
+// factory.
 class QMMonitoringSessions {
   public:
     template <typename Player>
-    using Creator = std::function<std::shared_ptr<QMVeyraPlugin>(
-        const std::shared_ptr<Player>& player, const std::optional<std::string>& assetId,
-        const std::optional<std::string>& serverHost, const std::optional<std::string>& qmrCID,
-        const std::optional<std::string>& assetType, const std::optional<std::string>& assetName,
-        const std::optional<std::string>& viewerId, const std::optional<QMCustomMetadataArray>& assetMetadata,
-        const std::optional<QMCustomMetadataArray>& viewerMetadata, const QMPluginMetadata& pluginMetadata)>;
+    using Creator = std::function<std::shared_ptr<QMVeyraPlugin>(const std::shared_ptr<Player>& player,
+                                                                 const QMSessionDescription& description)>;
     using AVPlayerPluginCreator = Creator<AVPlayer>;
     using MPMoviePlayerPluginCreator = Creator<MPMoviePlayerController>;
 

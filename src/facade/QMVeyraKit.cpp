@@ -13,6 +13,16 @@
 
 namespace veyrakit {
 
+namespace {
+
+// The plugin metadata is the facade's: it names the player kind.
+QMSessionDescription withPluginName(QMSessionDescription description, const std::string& pluginName) {
+    description.pluginMetadata = QMPluginMetadata{{"pluginName", pluginName}};
+    return description;
+}
+
+}  // namespace
+
 void QMVeyraKit::pluginWithAVPlayer(const std::shared_ptr<AVPlayer>& player,
                                     const std::optional<std::string>& assetId,
                                     const std::optional<std::string>& qmrCID,
@@ -31,6 +41,13 @@ void QMVeyraKit::pluginWithAVPlayer(
     const std::optional<std::string>& assetType, const std::optional<std::string>& assetName,
     const std::optional<std::string>& viewerId, const std::optional<QMCustomMetadataArray>& assetMetadata,
     const std::optional<QMCustomMetadataArray>& viewerMetadata) {
+    pluginWithAVPlayer(
+        player, QMSessionDescription::withFields(assetId, serverHost, qmrCID, assetType, assetName, viewerId,
+                                                 assetMetadata, viewerMetadata));
+}
+
+void QMVeyraKit::pluginWithAVPlayer(const std::shared_ptr<AVPlayer>& player,
+                                    const QMSessionDescription& description) {
     QM_DCHECK_ON_MAIN_LOOP_THREAD("QMVeyraKit::pluginWithAVPlayer");
     if (auto old = QMMonitoringSessions::currentAVPlayerMonitoringSession()) {
         old->destroy();
@@ -39,17 +56,12 @@ void QMVeyraKit::pluginWithAVPlayer(
     if (!player) {
         return;
     }
-    const QMPluginMetadata pluginMetadata{{"pluginName", "iOS-AVPlayer"}};
+    const auto session = withPluginName(description, "iOS-AVPlayer");
     std::shared_ptr<QMVeyraPlugin> plugin;
     try {
-        if (const auto& create = QMMonitoringSessions::avPlayerPluginCreator()) {
-            plugin = create(player, assetId, serverHost, qmrCID, assetType, assetName, viewerId,
-                            assetMetadata, viewerMetadata, pluginMetadata);
-        } else {
-            plugin = QMAVPlayerVeyraPlugin::pluginWithParams(player, assetId, serverHost, qmrCID, assetType,
-                                                             assetName, viewerId, assetMetadata,
-                                                             viewerMetadata, pluginMetadata);
-        }
+        const auto& create = QMMonitoringSessions::avPlayerPluginCreator();
+        plugin =
+            create ? create(player, session) : QMAVPlayerVeyraPlugin::pluginWithDescription(player, session);
     } catch (const std::exception& e) {
         // The host never sees the failure: the session simply does not exist.
         QMLogger::error(QMFormat("can't create plugin.error:%@", std::string(e.what())), "SV");
@@ -74,6 +86,13 @@ void QMVeyraKit::pluginWithMPMoviePlayerController(
     const std::optional<std::string>& assetType, const std::optional<std::string>& assetName,
     const std::optional<std::string>& viewerId, const std::optional<QMCustomMetadataArray>& assetMetadata,
     const std::optional<QMCustomMetadataArray>& viewerMetadata) {
+    pluginWithMPMoviePlayerController(
+        player, QMSessionDescription::withFields(assetId, serverHost, qmrCID, assetType, assetName, viewerId,
+                                                 assetMetadata, viewerMetadata));
+}
+
+void QMVeyraKit::pluginWithMPMoviePlayerController(const std::shared_ptr<MPMoviePlayerController>& player,
+                                                   const QMSessionDescription& description) {
     QM_DCHECK_ON_MAIN_LOOP_THREAD("QMVeyraKit::pluginWithMPMoviePlayerController");
     // Unlike the AVPlayer path: logged, destroyed and disposed, and the slot is not emptied here.
     if (auto old = QMMonitoringSessions::currentMPMoviePlayerMonitoringSession()) {
@@ -84,18 +103,12 @@ void QMVeyraKit::pluginWithMPMoviePlayerController(
     if (!player) {
         return;
     }
-    const QMPluginMetadata pluginMetadata{{"pluginName", "iOS-MPMoviePlayerController"}};
+    const auto session = withPluginName(description, "iOS-MPMoviePlayerController");
     // Nothing is caught on this path: what the creation throws reaches the host.
-    std::shared_ptr<QMVeyraPlugin> plugin;
-    if (const auto& create = QMMonitoringSessions::mpMoviePlayerPluginCreator()) {
-        plugin = create(player, assetId, serverHost, qmrCID, assetType, assetName, viewerId, assetMetadata,
-                        viewerMetadata, pluginMetadata);
-    } else {
-        plugin = QMMPMoviePlayerControllerVeyraPlugin::pluginWithParams(
-            player, assetId, serverHost, qmrCID, assetType, assetName, viewerId, assetMetadata,
-            viewerMetadata, pluginMetadata);
-    }
-    QMMonitoringSessions::setCurrentMPMoviePlayerMonitoringSession(std::move(plugin));
+    const auto& create = QMMonitoringSessions::mpMoviePlayerPluginCreator();
+    QMMonitoringSessions::setCurrentMPMoviePlayerMonitoringSession(
+        create ? create(player, session)
+               : QMMPMoviePlayerControllerVeyraPlugin::pluginWithDescription(player, session));
 }
 
 namespace {

@@ -7,7 +7,7 @@
 
 namespace veyrakit {
 
-// Date helpers shared by the logger and the metrics ("Quamira" category of the platform date).
+// Date helpers shared by the logger and the metrics: the formats their server reads.
 class QMDateQuamira {
   public:
     // Milliseconds since 1970 on the main run loop's clock: seconds * 1000 + micros / 1000.

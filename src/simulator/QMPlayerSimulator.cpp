@@ -6,7 +6,7 @@
 #include "platform/QMClock.h"
 #include "platform/QMConsole.h"
 #include "simulator/QMSimulatedAVPlayer.h"
-#include "simulator/QMSimulatedMoviePlayer.h"
+#include "simulator/QMSimulatedMPMoviePlayer.h"
 
 namespace veyrakit {
 
@@ -18,7 +18,7 @@ QMPlayerSimulator::QMPlayerSimulator(std::shared_ptr<QMScenario> scenario,
     if (scenario_->playerKind() == QMScenarioPlayerKind::AVPlayer) {
         driver_ = std::make_shared<QMSimulatedAVPlayer>(scenario_, stream_);
     } else {
-        driver_ = std::make_shared<QMSimulatedMoviePlayer>(scenario_, stream_);
+        driver_ = std::make_shared<QMSimulatedMPMoviePlayer>(scenario_, stream_);
     }
 }
 
@@ -43,9 +43,9 @@ std::shared_ptr<AVPlayerItem> QMPlayerSimulator::playerItem() const {
     return av ? av->item() : nullptr;
 }
 
-std::shared_ptr<MPMoviePlayerController> QMPlayerSimulator::moviePlayer() const {
-    auto movie = std::dynamic_pointer_cast<QMSimulatedMoviePlayer>(driver_);
-    return movie ? movie->player() : nullptr;
+std::shared_ptr<MPMoviePlayerController> QMPlayerSimulator::mpMoviePlayer() const {
+    auto driver = std::dynamic_pointer_cast<QMSimulatedMPMoviePlayer>(driver_);
+    return driver ? driver->player() : nullptr;
 }
 
 void QMPlayerSimulator::start() {

@@ -37,7 +37,7 @@ class QMPlayerSimulator : public QMObject {
     std::shared_ptr<AVPlayer> player() const;
     std::shared_ptr<AVPlayerItem> playerItem() const;
     // The MPMoviePlayerController of an mpmovieplayer scenario (null otherwise).
-    std::shared_ptr<MPMoviePlayerController> moviePlayer() const;
+    std::shared_ptr<MPMoviePlayerController> mpMoviePlayer() const;
 
     // Step times count from now; the steps at time 0 run before start() returns. A second call
     // does nothing.

@@ -9,11 +9,11 @@
 
 namespace veyrakit {
 
-// Drives one player model through the player steps of a scenario, in the order the platform
-// changes things (docs/driver-contract.md lists the orders). The common bookkeeping lives here:
-// what the viewer asked for, whether the item is ready, stalled or over, when the first
-// access-log event opens (when the playhead first moves) and how much media was watched.
-// Subclasses apply the changes to their model.
+// Drives one player model through the player steps of a scenario, in the order every driver
+// changes things (docs/driver-contract.md lists the orders, which the plugins rely on). The common
+// bookkeeping lives here: what the viewer asked for, whether the item is ready, stalled or over, when the
+// first access-log event opens (when the playhead first moves) and how much media was watched. Subclasses
+// apply the changes to their model.
 class QMSimulatedPlayer : public QMObject {
   public:
     QMSimulatedPlayer(std::shared_ptr<QMScenario> scenario, std::shared_ptr<QMSimulatedStream> stream);

@@ -40,7 +40,8 @@ void QMSimulatedStream::begin(int64_t startMicros) {
     if (scenario_->playbackSessionID()) {
         playbackSessionID_ = *scenario_->playbackSessionID();
     } else {
-        // Shaped like the platform's identifiers, and the same for the same start time.
+        // Shaped like every identifier of the access log (a UUID), and the same for the same start
+        // time, so that runs compare.
         char buffer[64];
         std::snprintf(buffer, sizeof buffer, "00000000-0000-4000-8000-%012llX",
                       static_cast<unsigned long long>(startMicros_ / 1000) & 0xFFFFFFFFFFFFull);

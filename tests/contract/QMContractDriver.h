@@ -17,7 +17,7 @@ namespace veyrakit {
 // the playhead reaches the duration.
 class QMContractDriver {
   public:
-    enum class Kind { AVPlayer, MoviePlayer };
+    enum class Kind { AVPlayer, MPMoviePlayer };
     // The medium: 20 s of video on demand with a two-rung ladder (800000 at 960x540 first, then
     // 1500000 at 1280x720), or the same ladder live.
     struct Media {
@@ -45,7 +45,7 @@ class QMContractDriver {
     // events are scheduled: observers attach between the last schedule() and start().
     virtual void load(const Media& media) = 0;
     virtual std::shared_ptr<AVPlayer> avPlayer() const = 0;
-    virtual std::shared_ptr<MPMoviePlayerController> moviePlayer() const = 0;
+    virtual std::shared_ptr<MPMoviePlayerController> mpMoviePlayer() const = 0;
     // Makes `event` happen `atMillis` after start(); events are scheduled in time order before it.
     virtual void schedule(int64_t atMillis, const std::string& event) = 0;
     virtual void start() = 0;

@@ -20,11 +20,11 @@ QMGStreamerContractDriver::~QMGStreamerContractDriver() { tearDown(); }
 
 void QMGStreamerContractDriver::tearDown() {
     if (avDriver_) avDriver_->stop();
-    if (movieDriver_) movieDriver_->stop();
+    if (mpMoviePlayerDriver_) mpMoviePlayerDriver_->stop();
     avDriver_.reset();
-    movieDriver_.reset();
+    mpMoviePlayerDriver_.reset();
     avPlayer_.reset();
-    moviePlayer_.reset();
+    mpMoviePlayer_.reset();
     server_.reset();
     appEvents_.clear();
     stallAt_.reset();
@@ -53,7 +53,7 @@ void QMGStreamerContractDriver::load(const Media& media) {
     if (media.kind == Kind::AVPlayer) {
         avPlayer_ = AVPlayer::playerWithURL(url);
     } else {
-        moviePlayer_ = std::make_shared<MPMoviePlayerController>(url);
+        mpMoviePlayer_ = std::make_shared<MPMoviePlayerController>(url);
     }
 }
 
@@ -91,7 +91,7 @@ void QMGStreamerContractDriver::start() {
     if (avPlayer_) {
         avDriver_ = QMGStreamerAVPlayerDriver::driverWithPlayer(avPlayer_);
     } else {
-        movieDriver_ = QMGStreamerMPMoviePlayerDriver::driverWithPlayer(moviePlayer_);
+        mpMoviePlayerDriver_ = QMGStreamerMPMoviePlayerDriver::driverWithPlayer(mpMoviePlayer_);
     }
     for (const auto& scheduled : appEvents_) {
         const std::string event = scheduled.second;
@@ -109,17 +109,17 @@ void QMGStreamerContractDriver::perform(const std::string& event) {
         if (avPlayer_) {
             avPlayer_->seekToTime(CMTimeMakeWithSeconds(seconds, 1000));
         } else {
-            moviePlayer_->setCurrentPlaybackTime(seconds);
+            mpMoviePlayer_->setCurrentPlaybackTime(seconds);
         }
     } else if (event == "play") {
-        avPlayer_ ? avPlayer_->play() : moviePlayer_->play();
+        avPlayer_ ? avPlayer_->play() : mpMoviePlayer_->play();
     } else {
-        avPlayer_ ? avPlayer_->pause() : moviePlayer_->pause();
+        avPlayer_ ? avPlayer_->pause() : mpMoviePlayer_->pause();
     }
 }
 
 bool QMGStreamerContractDriver::isOver() const {
-    return (avDriver_ && avDriver_->isOver()) || (movieDriver_ && movieDriver_->isOver());
+    return (avDriver_ && avDriver_->isOver()) || (mpMoviePlayerDriver_ && mpMoviePlayerDriver_->isOver());
 }
 
 void QMGStreamerContractDriver::runFor(int64_t millis) {

@@ -31,7 +31,7 @@ class QMGStreamerContractDriver : public QMContractDriver {
     Facts facts() const override { return {"8", "320x180"}; }
     void load(const Media& media) override;
     std::shared_ptr<AVPlayer> avPlayer() const override { return avPlayer_; }
-    std::shared_ptr<MPMoviePlayerController> moviePlayer() const override { return moviePlayer_; }
+    std::shared_ptr<MPMoviePlayerController> mpMoviePlayer() const override { return mpMoviePlayer_; }
     void schedule(int64_t atMillis, const std::string& event) override;
     void start() override;
     void runFor(int64_t millis) override;
@@ -47,9 +47,9 @@ class QMGStreamerContractDriver : public QMContractDriver {
     std::shared_ptr<QMRunLoop> realLoop_;
     std::unique_ptr<QMTestMediaServer> server_;
     std::shared_ptr<AVPlayer> avPlayer_;
-    std::shared_ptr<MPMoviePlayerController> moviePlayer_;
+    std::shared_ptr<MPMoviePlayerController> mpMoviePlayer_;
     std::shared_ptr<QMGStreamerAVPlayerDriver> avDriver_;
-    std::shared_ptr<QMGStreamerMPMoviePlayerDriver> movieDriver_;
+    std::shared_ptr<QMGStreamerMPMoviePlayerDriver> mpMoviePlayerDriver_;
     std::vector<std::pair<int64_t, std::string>> appEvents_;
     std::optional<int64_t> stallAt_;
     std::optional<int64_t> recoverAt_;

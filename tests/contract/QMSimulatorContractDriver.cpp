@@ -18,8 +18,8 @@ void QMSimulatorContractDriver::load(const Media& media) {
 
 std::shared_ptr<AVPlayer> QMSimulatorContractDriver::avPlayer() const { return simulator_->player(); }
 
-std::shared_ptr<MPMoviePlayerController> QMSimulatorContractDriver::moviePlayer() const {
-    return simulator_->moviePlayer();
+std::shared_ptr<MPMoviePlayerController> QMSimulatorContractDriver::mpMoviePlayer() const {
+    return simulator_->mpMoviePlayer();
 }
 
 void QMSimulatorContractDriver::schedule(int64_t atMillis, const std::string& event) {

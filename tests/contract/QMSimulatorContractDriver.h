@@ -15,7 +15,7 @@ class QMSimulatorContractDriver : public QMContractDriver {
     Facts facts() const override { return {"20", "960x540"}; }
     void load(const Media& media) override;
     std::shared_ptr<AVPlayer> avPlayer() const override;
-    std::shared_ptr<MPMoviePlayerController> moviePlayer() const override;
+    std::shared_ptr<MPMoviePlayerController> mpMoviePlayer() const override;
     void schedule(int64_t atMillis, const std::string& event) override;
     void start() override;
     void runFor(int64_t millis) override;

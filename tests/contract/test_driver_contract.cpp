@@ -53,7 +53,7 @@ class DriverContract : public QMVirtualTimeTest, public ::testing::WithParamInte
         if (media.kind == Kind::AVPlayer) {
             recorder->watch(driver->avPlayer());
         } else {
-            recorder->watch(driver->moviePlayer());
+            recorder->watch(driver->mpMoviePlayer());
         }
         driver->start();
         driver->runFor(forMillis);
@@ -101,7 +101,7 @@ class DriverContract : public QMVirtualTimeTest, public ::testing::WithParamInte
 class ScriptedDriverContract : public DriverContract {};
 
 const QMContractDriver::Media vod{Kind::AVPlayer, false, false};
-const QMContractDriver::Media movie{Kind::MoviePlayer, false, false};
+const QMContractDriver::Media mpMoviePlayerMedia{Kind::MPMoviePlayer, false, false};
 
 }  // namespace
 
@@ -215,8 +215,8 @@ TEST_P(ScriptedDriverContract, AVPlayerPeriodicTimeObserverFollowsTheTimeline) {
                             "3300@10200", "5000@10200", "5300@10500"}));
 }
 
-TEST_P(ScriptedDriverContract, MoviePlayerReadyPlayStallSeekAndEnd) {
-    drive(movie,
+TEST_P(ScriptedDriverContract, MPMoviePlayerReadyPlayStallSeekAndEnd) {
+    drive(mpMoviePlayerMedia,
           {{0, "play"},
            {1000, "ready"},
            {2000, "buffer-full"},
@@ -245,12 +245,12 @@ TEST_P(ScriptedDriverContract, MoviePlayerReadyPlayStallSeekAndEnd) {
                                         "11000 MPMoviePlayerPlaybackStateDidChangeNotification 0"}));
 }
 
-TEST_P(ScriptedDriverContract, MoviePlayerFailureAndStop) {
-    drive(movie, {{0, "ready"}, {0, "play"}, {1000, "fail"}}, 2000);
+TEST_P(ScriptedDriverContract, MPMoviePlayerFailureAndStop) {
+    drive(mpMoviePlayerMedia, {{0, "ready"}, {0, "play"}, {1000, "fail"}}, 2000);
     EXPECT_EQ(from(1000), (Lines{"1000 MPMoviePlayerPlaybackDidFinishNotification reason=1 "
                                  "error=AVFoundationErrorDomain/-11800/The operation could not be completed",
                                  "1000 MPMoviePlayerPlaybackStateDidChangeNotification 0"}));
-    drive(movie, {{0, "ready"}, {0, "play"}, {1000, "stop"}}, 2000);
+    drive(mpMoviePlayerMedia, {{0, "ready"}, {0, "play"}, {1000, "stop"}}, 2000);
     EXPECT_EQ(from(1000), (Lines{"1000 MPMoviePlayerPlaybackDidFinishNotification reason=2",
                                  "1000 MPMoviePlayerPlaybackStateDidChangeNotification 0"}));
 }
@@ -293,8 +293,8 @@ TEST_P(DriverContract, AVPlayerItemFailsOnceWithItsErrorAndNothingFollows) {
                      "AVPlayerItemFailedToPlayToEndTimeNotification " + error, "player.rate 0"}));
 }
 
-TEST_P(DriverContract, MoviePlayerLoadsPlaysPausesSeeksAndPlaysToTheEnd) {
-    drive(movie,
+TEST_P(DriverContract, MPMoviePlayerLoadsPlaysPausesSeeksAndPlaysToTheEnd) {
+    drive(mpMoviePlayerMedia,
           {{0, "play"}, {0, "ready"}, {0, "buffer-full"}, {1500, "pause"}, {2000, "play"}, {2500, "seek 6"}},
           30'000);
     const auto facts = driver->facts();
@@ -315,8 +315,8 @@ TEST_P(DriverContract, MoviePlayerLoadsPlaysPausesSeeksAndPlaysToTheEnd) {
                      "MPMoviePlayerPlaybackStateDidChangeNotification 0"}));
 }
 
-TEST_P(DriverContract, MoviePlayerStallsWhilePlayingAndRecovers) {
-    drive(movie,
+TEST_P(DriverContract, MPMoviePlayerStallsWhilePlayingAndRecovers) {
+    drive(mpMoviePlayerMedia,
           {{0, "play"},
            {0, "ready"},
            {0, "buffer-full"},
@@ -331,15 +331,15 @@ TEST_P(DriverContract, MoviePlayerStallsWhilePlayingAndRecovers) {
             "MPMoviePlayerLoadStateDidChangeNotification 1", "MPMoviePlayerLoadStateDidChangeNotification 3",
             "MPMoviePlayerPlaybackDidFinishNotification reason=0",
             "MPMoviePlayerPlaybackStateDidChangeNotification 0"}));
-    const auto& events = driver->moviePlayer()->accessLog()->events();
+    const auto& events = driver->mpMoviePlayer()->accessLog()->events();
     ASSERT_EQ(events.size(), 1u);
     EXPECT_EQ(events.front()->numberOfStalls(), 1);
 }
 
-TEST_P(DriverContract, MoviePlayerFinishesWithThePlaybackErrorAndStops) {
+TEST_P(DriverContract, MPMoviePlayerFinishesWithThePlaybackErrorAndStops) {
     // The error the finish carries, read when it arrives.
     std::shared_ptr<QMError> carried;
-    drive(movie, {{0, "play"}, {0, "ready"}, {2000, "fail"}}, 0);
+    drive(mpMoviePlayerMedia, {{0, "play"}, {0, "ready"}, {2000, "fail"}}, 0);
     QMNotificationCenter::defaultCenter()->addObserver(
         this, MPMoviePlayerPlaybackDidFinishNotification, nullptr, [&](const QMNotification& note) {
             const auto error = note.userInfo().find(MPMoviePlayerPlaybackDidFinishErrorUserInfoKey);
@@ -354,7 +354,7 @@ TEST_P(DriverContract, MoviePlayerFinishesWithThePlaybackErrorAndStops) {
               (Lines{"MPMoviePlayerPlaybackDidFinishNotification reason=1 error=AVFoundationErrorDomain/" +
                          std::to_string(carried->code()) + "/" + carried->localizedDescription(),
                      "MPMoviePlayerPlaybackStateDidChangeNotification 0"}));
-    EXPECT_EQ(driver->moviePlayer()->playbackState(), MPMoviePlaybackStateStopped);
+    EXPECT_EQ(driver->mpMoviePlayer()->playbackState(), MPMoviePlaybackStateStopped);
 }
 
 namespace {

@@ -141,7 +141,7 @@ TEST_F(DemoMedia, CtrlCEndsTheSessionCleanlyAndTheRunStillJudgesIt) {
     EXPECT_EQ(now.sa_handler, SIG_DFL);
 }
 
-TEST_F(DemoMedia, TheMoviePlayerKindPlaysTheLocalLadderToItsFinishWithEveryCheckPassed) {
+TEST_F(DemoMedia, TheMPMoviePlayerKindPlaysTheLocalLadderToItsFinishWithEveryCheckPassed) {
     const auto began = std::chrono::steady_clock::now();
     Outcome run = DemoMedia::run({"--player", "mpmovieplayer", "--media", media.directory()});
     const auto took = std::chrono::steady_clock::now() - began;

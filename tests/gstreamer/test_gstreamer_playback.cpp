@@ -66,10 +66,10 @@ class GStreamerPlayback : public QMVirtualTimeTest {
     }
     void TearDown() override {
         driver.reset();
-        movieDriver.reset();
+        mpMoviePlayerDriver.reset();
         // The host drops its movie player plugin: the plugin's own two player observations go
         // with it (its finish left them in place).
-        if (auto plugin = moviePlugin()) plugin->dispose();
+        if (auto plugin = mpMoviePlayerPlugin()) plugin->dispose();
         QMMonitoringSessions::setCurrentAVPlayerMonitoringSession(nullptr);
         QMMonitoringSessions::setCurrentMPMoviePlayerMonitoringSession(nullptr);
         QMNotificationCenter::defaultCenter()->removeObserver(this);
@@ -112,34 +112,36 @@ class GStreamerPlayback : public QMVirtualTimeTest {
         sessionId = plugin()->sessionId().value_or("");
     }
 
-    static std::shared_ptr<QMMPMoviePlayerControllerVeyraPlugin> moviePlugin() {
+    static std::shared_ptr<QMMPMoviePlayerControllerVeyraPlugin> mpMoviePlayerPlugin() {
         return std::dynamic_pointer_cast<QMMPMoviePlayerControllerVeyraPlugin>(
             QMMonitoringSessions::currentMPMoviePlayerMonitoringSession());
     }
 
     // Plays `path` of the media with a movie player to its finish under monitoring, and lets the
     // last reports land.
-    void playMovie(const std::string& path) {
-        moviePlayer = std::make_shared<MPMoviePlayerController>(QMURL::URLWithString(media.url(path)));
+    void playMPMoviePlayer(const std::string& path) {
+        mpMoviePlayer = std::make_shared<MPMoviePlayerController>(QMURL::URLWithString(media.url(path)));
         QMNotificationCenter::defaultCenter()->addObserver(
-            this, MPMoviePlayerPlaybackDidFinishNotification, moviePlayer.get(),
+            this, MPMoviePlayerPlaybackDidFinishNotification, mpMoviePlayer.get(),
             [this](const QMNotification& notification) {
                 finishReasons.push_back(std::any_cast<long>(
                     notification.userInfo().at(MPMoviePlayerPlaybackDidFinishReasonUserInfoKey)));
             });
-        QMVeyraKit::pluginWithMPMoviePlayerController(moviePlayer, "A-1", collector->baseURL(), "C-1", "VOD",
-                                                      "Test pattern", "V-1", std::nullopt, std::nullopt);
-        movieDriver = QMGStreamerMPMoviePlayerDriver::driverWithPlayer(moviePlayer);
-        moviePlayer->play();
+        QMVeyraKit::pluginWithMPMoviePlayerController(mpMoviePlayer, "A-1", collector->baseURL(), "C-1",
+                                                      "VOD", "Test pattern", "V-1", std::nullopt,
+                                                      std::nullopt);
+        mpMoviePlayerDriver = QMGStreamerMPMoviePlayerDriver::driverWithPlayer(mpMoviePlayer);
+        mpMoviePlayer->play();
         ASSERT_TRUE(realLoop->runUntil(
             [&] {
-                return movieDriver->isOver() && moviePlugin()->destroyed() && realLoop->transferCount() == 0;
+                return mpMoviePlayerDriver->isOver() && mpMoviePlayerPlugin()->destroyed() &&
+                       realLoop->transferCount() == 0;
             },
             15'000));
         // The pipeline's last bus messages, posted while it was brought down, find no listener.
         realLoop->runUntil([&] { return realLoop->outsideWorkCount() == 0 && realLoop->taskCount() == 0; },
                            2'000);
-        sessionId = moviePlugin()->sessionId().value_or("");
+        sessionId = mpMoviePlayerPlugin()->sessionId().value_or("");
     }
 
     // The session's reports in pulse order, each with the time it arrived.
@@ -175,8 +177,8 @@ class GStreamerPlayback : public QMVirtualTimeTest {
     std::unique_ptr<QMCollectorServer> collector;
     std::shared_ptr<AVPlayer> player;
     std::shared_ptr<QMGStreamerAVPlayerDriver> driver;
-    std::shared_ptr<MPMoviePlayerController> moviePlayer;
-    std::shared_ptr<QMGStreamerMPMoviePlayerDriver> movieDriver;
+    std::shared_ptr<MPMoviePlayerController> mpMoviePlayer;
+    std::shared_ptr<QMGStreamerMPMoviePlayerDriver> mpMoviePlayerDriver;
     std::vector<long> finishReasons;
     std::string sessionId;
     std::string tracePath;
@@ -404,33 +406,33 @@ TEST_F(GStreamerPlayback, ASegmentMissingDuringPlaybackFailsToPlayToTheEndWithTh
     EXPECT_EQ(kinds.back(), 'E') << kinds;
 }
 
-TEST_F(GStreamerPlayback, AMoviePlayerPlaysTheLadderToItsFinishAndTheCollectorSeesAnEndedSession) {
-    playMovie("master.m3u8");
+TEST_F(GStreamerPlayback, AnMPMoviePlayerPlaysTheLadderToItsFinishAndTheCollectorSeesAnEndedSession) {
+    playMPMoviePlayer("master.m3u8");
     ASSERT_FALSE(sessionId.empty());
 
     // The model as the movie player left it: played through on a variant of the ladder.
     EXPECT_EQ(finishReasons, std::vector<long>{MPMovieFinishReasonPlaybackEnded});
-    EXPECT_EQ(moviePlayer->playbackState(), MPMoviePlaybackStateStopped);
-    EXPECT_EQ(moviePlayer->movieSourceType(), MPMovieSourceTypeStreaming);
-    EXPECT_EQ(moviePlayer->movieMediaTypes(), MPMovieMediaTypeMaskVideo | MPMovieMediaTypeMaskAudio);
-    EXPECT_DOUBLE_EQ(moviePlayer->duration(), 6.0);
-    EXPECT_DOUBLE_EQ(moviePlayer->currentPlaybackTime(), 6.0);
-    EXPECT_TRUE(moviePlayer->readyForDisplay());
-    ASSERT_TRUE(moviePlayer->accessLog());
-    const auto& last = moviePlayer->accessLog()->events().back();
+    EXPECT_EQ(mpMoviePlayer->playbackState(), MPMoviePlaybackStateStopped);
+    EXPECT_EQ(mpMoviePlayer->movieSourceType(), MPMovieSourceTypeStreaming);
+    EXPECT_EQ(mpMoviePlayer->movieMediaTypes(), MPMovieMediaTypeMaskVideo | MPMovieMediaTypeMaskAudio);
+    EXPECT_DOUBLE_EQ(mpMoviePlayer->duration(), 6.0);
+    EXPECT_DOUBLE_EQ(mpMoviePlayer->currentPlaybackTime(), 6.0);
+    EXPECT_TRUE(mpMoviePlayer->readyForDisplay());
+    ASSERT_TRUE(mpMoviePlayer->accessLog());
+    const auto& last = mpMoviePlayer->accessLog()->events().back();
     ASSERT_EQ(kLadder.count(static_cast<int64_t>(last->indicatedBitrate())), 1u) << last->indicatedBitrate();
     const auto size = kLadder.at(static_cast<int64_t>(last->indicatedBitrate()));
-    EXPECT_EQ(moviePlayer->naturalSize().width, size.first);
-    EXPECT_EQ(moviePlayer->naturalSize().height, size.second);
+    EXPECT_EQ(mpMoviePlayer->naturalSize().width, size.first);
+    EXPECT_EQ(mpMoviePlayer->naturalSize().height, size.second);
     EXPECT_TRUE(last->URI()->starts_with(media.url("v"))) << *last->URI();
     EXPECT_EQ(last->numberOfStalls(), 0);
     int64_t loggedBytes = 0;
-    for (const auto& event : moviePlayer->accessLog()->events())
+    for (const auto& event : mpMoviePlayer->accessLog()->events())
         loggedBytes += event->numberOfBytesTransferred();
     // Fragments count as they reach the parser: one the demuxer drops on a switch is not counted.
     EXPECT_GT(loggedBytes, 0);
     EXPECT_LE(loggedBytes, servedSegmentBytes());
-    EXPECT_FALSE(moviePlayer->errorLog());
+    EXPECT_FALSE(mpMoviePlayer->errorLog());
 
     // The start, the join, the duration, a periodical report a second and no more after the
     // finish: a movie player's session ends without a completion report.
@@ -457,19 +459,19 @@ TEST_F(GStreamerPlayback, AMoviePlayerPlaysTheLadderToItsFinishAndTheCollectorSe
     for (const auto& check : json["checks"]) EXPECT_NE(check["status"], "failed") << check.dump();
 }
 
-TEST_F(GStreamerPlayback, AMoviePlayerMissingASegmentFinishesWithAPlaybackErrorReportLast) {
+TEST_F(GStreamerPlayback, AnMPMoviePlayerMissingASegmentFinishesWithAPlaybackErrorReportLast) {
     // The second segment answers 404 after a second, once the session is established.
     for (const char* variant : {"v0", "v1", "v2"}) {
         media.remove(std::string(variant) + "/seg1.ts");
         media.delay(std::string(variant) + "/seg1.ts", 1'000);
     }
-    playMovie("master.m3u8");
+    playMPMoviePlayer("master.m3u8");
     ASSERT_FALSE(sessionId.empty());
 
     EXPECT_EQ(finishReasons, std::vector<long>{MPMovieFinishReasonPlaybackError});
-    EXPECT_EQ(moviePlayer->playbackState(), MPMoviePlaybackStateStopped);
-    ASSERT_TRUE(moviePlayer->errorLog());
-    const auto& logged = moviePlayer->errorLog()->events().back();
+    EXPECT_EQ(mpMoviePlayer->playbackState(), MPMoviePlaybackStateStopped);
+    ASSERT_TRUE(mpMoviePlayer->errorLog());
+    const auto& logged = mpMoviePlayer->errorLog()->events().back();
     EXPECT_EQ(logged->errorStatusCode(), 404);
     EXPECT_EQ(logged->errorDomain(), "CoreMediaErrorDomain");
 

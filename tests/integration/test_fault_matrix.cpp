@@ -165,8 +165,8 @@ class FaultMatrix : public QMAVPlayerSessionTest, public ::testing::WithParamInt
                                     (movie ? "" : "at 0:12 stop-playback\n") + "at 0:12 stop\n"),
             std::make_shared<QMFacadeSimulatorHost>());
         if (movie) {
-            QMVeyraKit::pluginWithMPMoviePlayerController(simulator->moviePlayer(), "A-1", serverHost, "C-1",
-                                                          std::nullopt, "Name", "V-1", std::nullopt,
+            QMVeyraKit::pluginWithMPMoviePlayerController(simulator->mpMoviePlayer(), "A-1", serverHost,
+                                                          "C-1", std::nullopt, "Name", "V-1", std::nullopt,
                                                           std::nullopt);
         } else {
             QMVeyraKit::pluginWithAVPlayer(simulator->player(), "A-1", serverHost, "C-1", std::nullopt,

@@ -39,7 +39,7 @@ TEST(Soak, TwoHoursOfAVPlayerAgainstAFaultyServerStayConsistent) {
     expectConsistent(soak(QMSoakRun::Players::AVPlayer), 30);
 }
 
-TEST(Soak, TwoHoursOfMoviePlayerAgainstAFaultyServerStayConsistent) {
+TEST(Soak, TwoHoursOfMPMoviePlayerAgainstAFaultyServerStayConsistent) {
     expectConsistent(soak(QMSoakRun::Players::MPMoviePlayer), 60);
 }
 

@@ -6,7 +6,7 @@
 #include "veyrakit/platform/QMRunLoop.h"
 #if VEYRAKIT_DEMO_GSTREAMER
 #include "demo/QMDemoAVPlayerMediaPlayback.h"
-#include "demo/QMDemoMoviePlayerMediaPlayback.h"
+#include "demo/QMDemoMPMoviePlayerMediaPlayback.h"
 #endif
 
 namespace veyrakit {
@@ -14,7 +14,7 @@ namespace veyrakit {
 std::unique_ptr<QMDemoMediaPlayback> QMDemoMediaPlayback::make(QMDemoOptions::Player player) {
 #if VEYRAKIT_DEMO_GSTREAMER
     if (player == QMDemoOptions::Player::AVPlayer) return std::make_unique<QMDemoAVPlayerMediaPlayback>();
-    return std::make_unique<QMDemoMoviePlayerMediaPlayback>();
+    return std::make_unique<QMDemoMPMoviePlayerMediaPlayback>();
 #else
     throw QMDemoError(
         "--media: this build has no real player (GStreamer 1.22 or later was not found when it was "

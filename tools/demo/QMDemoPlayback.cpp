@@ -1,12 +1,12 @@
 #include "demo/QMDemoPlayback.h"
 
-#include <any>
 #include <filesystem>
 #include <utility>
 
 #include "core/QMObjectRepository.h"
 #include "demo/QMDemoHost.h"
 #include "facade/QMMonitoringSessions.h"
+#include "platform/mediaplayer/QMMPMoviePlayerFinishReason.h"
 #include "veyrakit/QMCustomMetadata.h"
 #include "veyrakit/QMDiagnosticCollectors.h"
 #include "veyrakit/QMVeyraKit.h"
@@ -55,13 +55,11 @@ void QMDemoPlayback::observeFinish() {
     if (scenario_->playerKind() != QMScenarioPlayerKind::MPMoviePlayer) return;
     // Registered after the plugin's own observers, so it hears of the finish once they are done.
     QMNotificationCenter::defaultCenter()->addObserver(
-        this, MPMoviePlayerPlaybackDidFinishNotification, simulator_->moviePlayer().get(),
+        this, MPMoviePlayerPlaybackDidFinishNotification, simulator_->mpMoviePlayer().get(),
         [this](const QMNotification& notification) {
-            auto reason = notification.userInfo().find(MPMoviePlayerPlaybackDidFinishReasonUserInfoKey);
-            const long* value =
-                reason == notification.userInfo().end() ? nullptr : std::any_cast<long>(&reason->second);
             auto plugin = this->plugin();
-            if (finishObserver_) finishObserver_(value ? *value : -1, !plugin || plugin->destroyed());
+            if (finishObserver_)
+                finishObserver_(finishReasonOf(notification).value_or(-1), !plugin || plugin->destroyed());
         });
 }
 
@@ -77,7 +75,7 @@ void QMDemoPlayback::createPlugin() {
         QMVeyraKit::pluginWithAVPlayer(simulator_->player(), name, serverURL_, "veyrakit-demo", assetType,
                                        assetName, "demo-viewer", assetMetadata, viewerMetadata);
     } else {
-        QMVeyraKit::pluginWithMPMoviePlayerController(simulator_->moviePlayer(), name, serverURL_,
+        QMVeyraKit::pluginWithMPMoviePlayerController(simulator_->mpMoviePlayer(), name, serverURL_,
                                                       "veyrakit-demo", assetType, assetName, "demo-viewer",
                                                       assetMetadata, viewerMetadata);
     }

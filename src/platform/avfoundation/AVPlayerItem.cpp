@@ -5,6 +5,7 @@
 
 #include "platform/QMClock.h"
 #include "platform/QMException.h"
+#include "platform/QMPlayheadPosition.h"
 #include "veyrakit/platform/QMNotificationCenter.h"
 #include "veyrakit/platform/avfoundation/AVPlayerItemNotifications.h"
 #include "veyrakit/platform/avfoundation/AVURLAsset.h"
@@ -150,15 +151,9 @@ bool AVPlayerItem::isPlayheadMoving() const {
 }
 
 int64_t AVPlayerItem::positionNanosAt(int64_t nowMicros) const {
-    int64_t nanos = anchorNanos_;
-    if (isPlayheadMoving()) {
-        const double elapsedNanos = static_cast<double>(nowMicros - anchorMicros_) * 1000.0;
-        nanos += static_cast<int64_t>(std::llround(elapsedNanos * playerRate_));
-    }
-    if (CMTIME_IS_NUMERIC(duration_) && duration_.timescale > 0) {
-        nanos = std::min(nanos, nanosOf(duration_));
-    }
-    return std::max<int64_t>(nanos, 0);
+    const bool durationKnown = CMTIME_IS_NUMERIC(duration_) && duration_.timescale > 0;
+    return playheadNanosAt(anchorNanos_, anchorMicros_, nowMicros, isPlayheadMoving(), playerRate_,
+                           durationKnown ? std::optional<int64_t>(nanosOf(duration_)) : std::nullopt);
 }
 
 void AVPlayerItem::reanchor() {

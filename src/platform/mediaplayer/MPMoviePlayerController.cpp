@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "platform/QMClock.h"
+#include "platform/QMPlayheadPosition.h"
 #include "veyrakit/platform/QMNotificationCenter.h"
 #include "veyrakit/platform/avfoundation/QMObservedValue.h"
 #include "veyrakit/platform/mediaplayer/MPMoviePlayerNotifications.h"
@@ -135,15 +136,9 @@ bool MPMoviePlayerController::isPlayheadMoving() const {
 }
 
 int64_t MPMoviePlayerController::positionNanosAt(int64_t nowMicros) const {
-    int64_t nanos = anchorNanos_;
-    if (isPlayheadMoving()) {
-        const double elapsedNanos = static_cast<double>(nowMicros - anchorMicros_) * 1000.0;
-        nanos += static_cast<int64_t>(std::llround(elapsedNanos * currentPlaybackRate_));
-    }
-    if (duration_ > 0.0) {
-        nanos = std::min<int64_t>(nanos, std::llround(duration_ * 1e9));
-    }
-    return std::max<int64_t>(nanos, 0);
+    return playheadNanosAt(
+        anchorNanos_, anchorMicros_, nowMicros, isPlayheadMoving(), currentPlaybackRate_,
+        duration_ > 0.0 ? std::optional<int64_t>(std::llround(duration_ * 1e9)) : std::nullopt);
 }
 
 void MPMoviePlayerController::reanchor() {

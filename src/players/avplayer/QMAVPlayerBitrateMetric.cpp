@@ -1,24 +1,12 @@
 #include "players/avplayer/QMAVPlayerBitrateMetric.h"
 
-#include "core/QMVeyraPlugin.h"
-#include "reporting/QMPeriodicalReporter.h"
-#include "reporting/QMReportType.h"
 #include "veyrakit/platform/avfoundation/AVPlayer.h"
 #include "veyrakit/platform/avfoundation/AVPlayerItemNotifications.h"
 
 namespace veyrakit {
 
-QMAVPlayerBitrateMetric::QMAVPlayerBitrateMetric() {
-    // Made before any shared owner exists, so the handler cannot hold the metric: it calls in
-    // through the registration, which the destructor removes.
-    QMNotificationCenter::defaultCenter()->addObserver(
-        this, AVPlayerItemNewAccessLogEntryNotification, nullptr,
-        [this](const QMNotification& notification) { onBitrateSwitch(notification); });
-}
-
-QMAVPlayerBitrateMetric::~QMAVPlayerBitrateMetric() {
-    QMNotificationCenter::defaultCenter()->removeObserver(this, AVPlayerItemNewAccessLogEntryNotification);
-}
+QMAVPlayerBitrateMetric::QMAVPlayerBitrateMetric()
+    : QMPlayerBitrateMetric(AVPlayerItemNewAccessLogEntryNotification) {}
 
 std::optional<QMJSON> QMAVPlayerBitrateMetric::calculateMetric() {
     setMetric(std::nullopt);
@@ -31,13 +19,6 @@ std::optional<QMJSON> QMAVPlayerBitrateMetric::calculateMetric() {
         setMetric(std::move(values));
     }
     return metric();
-}
-
-void QMAVPlayerBitrateMetric::onReporterReady() {
-    if (unsentAvailableBitratesReport_) {
-        sendOnDemandReport(*unsentAvailableBitratesReport_, "BR");
-        unsentAvailableBitratesReport_.reset();
-    }
 }
 
 void QMAVPlayerBitrateMetric::onBitrateSwitch(const QMNotification&) {
@@ -56,30 +37,8 @@ void QMAVPlayerBitrateMetric::onBitrateSwitch(const QMNotification&) {
         lastBitRate_ = currentBitRate_;
         currentBitRate_ = bitrate;
     }
-    if (!mustSendPulseImmediately_) {
-        return;
-    }
-    if (auto reporter = plugin_ ? plugin_->periodicalReporter() : nullptr) {
-        reporter->sendUnscheduledPeriodical(false);
-    }
+    sendPulseIfDue();
 }
-
-void QMAVPlayerBitrateMetric::onAvailableBitratesReady(const QMJSON& bitrates) {
-    makeAvailableBitratesOnDemandRequest(bitrates);
-}
-
-void QMAVPlayerBitrateMetric::makeAvailableBitratesOnDemandRequest(const QMJSON& bitrates) {
-    QMJSON report{{"type", QMReportType::AVAILABLE_BITRATES()}, {PROPERTY_AVAILABLE_BITRATES(), bitrates}};
-    if (hasSessionId()) {
-        sendOnDemandReport(report, "BR");
-    } else {
-        unsentAvailableBitratesReport_ = std::move(report);
-    }
-}
-
-void QMAVPlayerBitrateMetric::pauseMetricCollection() { isActive_ = false; }
-
-void QMAVPlayerBitrateMetric::resumeMetricCollection() { isActive_ = true; }
 
 bool QMAVPlayerBitrateMetric::hasAccessLogEvents() const {
     const auto& item = player_ ? player_->currentItem() : nullptr;

@@ -1,6 +1,5 @@
 #include "players/avplayer/QMAVPlayerBufferingMetric.h"
 
-#include "players/avplayer/QMAVPlayerVeyraPlugin.h"
 #include "veyrakit/platform/avfoundation/AVPlayer.h"
 
 namespace veyrakit {
@@ -9,11 +8,6 @@ namespace {
 const char* const kItemKeyPaths[] = {"status", "playbackBufferEmpty", "playbackLikelyToKeepUp",
                                      "playbackBufferFull"};
 }  // namespace
-
-QMAVPlayerBufferingMetric::QMAVPlayerBufferingMetric() {
-    auto avPlugin = std::dynamic_pointer_cast<QMAVPlayerVeyraPlugin>(plugin_);
-    player_ = avPlugin ? avPlugin->player() : nullptr;
-}
 
 void QMAVPlayerBufferingMetric::startMetricCollection() {
     const auto& item = player_ ? player_->currentItem() : nullptr;
@@ -66,9 +60,5 @@ const std::string& QMAVPlayerBufferingMetric::currentBufferingKey() const {
 }
 
 bool QMAVPlayerBufferingMetric::reopensIntervalAfterReport() const { return isActive_; }
-
-void QMAVPlayerBufferingMetric::pauseMetricCollection() { isActive_ = false; }
-
-void QMAVPlayerBufferingMetric::resumeMetricCollection() { isActive_ = true; }
 
 }  // namespace veyrakit

@@ -1,15 +1,18 @@
 #pragma once
-#include "metrics/QMMetricManager.h"
+
+#include "players/avplayer/QMAVPlayerBitrateMetric.h"
+#include "players/avplayer/QMAVPlayerBufferingMetric.h"
+#include "players/avplayer/QMAVPlayerFullScreenMetric.h"
+#include "players/avplayer/QMAVPlayerPlaybackMetric.h"
+#include "players/avplayer/QMAVPlayerTimeUtilMetric.h"
+#include "players/avplayer/QMAVPlayerViewingTimeMetric.h"
+#include "players/common/QMPlayerMetricManager.h"
 
 namespace veyrakit {
 
-// The six metrics of an AVPlayer plugin under their keys: 0 buffering and join time, 1 bitrate,
-// 2 playback, 3 viewing time, 4 full screen, 5 elapsed time. They are made in the order 1, 3, 0,
-// 2, 4, 5, each taking the current plugin from the repository; that order is also the order in
-// which their "sessionId" observations see the session id, hence of their held-back reports.
-class QMAVPlayerMetricManager : public QMMetricManager {
-  public:
-    QMAVPlayerMetricManager();
-};
+// The six metrics of an AVPlayer plugin.
+using QMAVPlayerMetricManager =
+    QMPlayerMetricManager<QMAVPlayerBitrateMetric, QMAVPlayerViewingTimeMetric, QMAVPlayerBufferingMetric,
+                          QMAVPlayerPlaybackMetric, QMAVPlayerFullScreenMetric, QMAVPlayerTimeUtilMetric>;
 
 }  // namespace veyrakit

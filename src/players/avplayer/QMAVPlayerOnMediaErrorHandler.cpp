@@ -1,28 +1,9 @@
 #include "players/avplayer/QMAVPlayerOnMediaErrorHandler.h"
 
-#include "core/QMObjectRepository.h"
-#include "core/QMVeyraPlugin.h"
 #include "logging/QMLogger.h"
-#include "players/avplayer/QMAVPlayerVeyraPlugin.h"
-#include "reporting/QMOnDemandReporter.h"
-#include "reporting/QMReportType.h"
 #include "veyrakit/platform/avfoundation/AVPlayer.h"
 
 namespace veyrakit {
-
-QMAVPlayerOnMediaErrorHandler::QMAVPlayerOnMediaErrorHandler()
-    : plugin_(QMObjectRepository::getRepositoryInstance()->plugin()) {
-    auto avPlugin = std::dynamic_pointer_cast<QMAVPlayerVeyraPlugin>(plugin_);
-    player_ = avPlugin ? avPlugin->player() : nullptr;
-}
-
-QMAVPlayerOnMediaErrorHandler::~QMAVPlayerOnMediaErrorHandler() {
-    // A failure still waiting for the session id must not leave an observation behind.
-    if (registerSessionId_ && plugin_) {
-        plugin_->removeObserver(this, "sessionId");
-    }
-    plugin_.reset();
-}
 
 void QMAVPlayerOnMediaErrorHandler::attachHandlers() {
     if (const auto& item = player_ ? player_->currentItem() : nullptr) {
@@ -56,7 +37,7 @@ void QMAVPlayerOnMediaErrorHandler::observeValueForKeyPath(const std::string& ke
 }
 
 void QMAVPlayerOnMediaErrorHandler::onFailure() {
-    if (registerSessionId_) {
+    if (observingSessionId_) {
         stopObservingSessionId();
     }
     onMediaErrorEvent();
@@ -65,8 +46,7 @@ void QMAVPlayerOnMediaErrorHandler::onFailure() {
 void QMAVPlayerOnMediaErrorHandler::onMediaErrorEvent() {
     QMLogger::info("Media error", "X");
     if (plugin_ && !plugin_->onDemandReporter()) {
-        plugin_->addObserver(this, "sessionId", NSKeyValueObservingOptionNew, nullptr);
-        registerSessionId_ = true;
+        observeSessionId();
         return;
     }
     sendMediaErrorMessage();
@@ -76,17 +56,8 @@ void QMAVPlayerOnMediaErrorHandler::sendMediaErrorMessage() {
     if (!plugin_) {
         return;
     }
-    if (auto reporter = plugin_->onDemandReporter()) {
-        reporter->sendOnDemandReport(QMJSON{{"type", QMReportType::PLAYBACK_ERROR()}}, nullptr, nullptr);
-    }
+    sendPlaybackErrorReport(plugin_);
     plugin_->destroy();
-}
-
-void QMAVPlayerOnMediaErrorHandler::stopObservingSessionId() {
-    registerSessionId_ = false;
-    if (plugin_) {
-        plugin_->removeObserver(this, "sessionId");
-    }
 }
 
 }  // namespace veyrakit

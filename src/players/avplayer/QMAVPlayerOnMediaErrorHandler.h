@@ -1,22 +1,18 @@
 #pragma once
-#include <memory>
 #include <string>
 
-#include "events/QMEventHandler.h"
+#include "players/avplayer/QMAVPlayerVeyraPlugin.h"
+#include "players/common/QMPlayerMediaErrorHandler.h"
 
 namespace veyrakit {
-
-class AVPlayer;
-class QMVeyraPlugin;
 
 // Sends one PLAYBACK_ERROR report when the player fails and ends the session. Watches the
 // status of the item that is current when the handlers are attached; when the failure comes
 // before the session exists (no on-demand reporter yet), waits for the plugin's "sessionId".
-class QMAVPlayerOnMediaErrorHandler : public QMEventHandler {
+class QMAVPlayerOnMediaErrorHandler : public QMPlayerMediaErrorHandler<QMAVPlayerVeyraPlugin> {
   public:
     // Takes the current plugin and its player from the repository.
-    QMAVPlayerOnMediaErrorHandler();
-    ~QMAVPlayerOnMediaErrorHandler() override;
+    QMAVPlayerOnMediaErrorHandler() = default;
 
     // Observes the current item's "status".
     void attachHandlers() override;
@@ -33,17 +29,10 @@ class QMAVPlayerOnMediaErrorHandler : public QMEventHandler {
     // Sends {"type": "E"} with no callbacks, then destroys the plugin.
     void sendMediaErrorMessage();
 
-    std::shared_ptr<QMVeyraPlugin> plugin() const { return plugin_; }
-    std::shared_ptr<AVPlayer> player() const { return player_; }
-    bool registerSessionId() const { return registerSessionId_; }
+    bool registerSessionId() const { return observingSessionId_; }
 
   private:
     void onFailure();
-    void stopObservingSessionId();
-
-    std::shared_ptr<QMVeyraPlugin> plugin_;
-    std::shared_ptr<AVPlayer> player_;
-    bool registerSessionId_ = false;
 };
 
 }  // namespace veyrakit

@@ -2,13 +2,9 @@
 
 #include <exception>
 
-#include "core/QMVeyraPlugin.h"
-#include "logging/QMLogger.h"
 #include "platform/QMConsole.h"
-#include "platform/QMFormat.h"
 #include "platform/QMTimer.h"
-#include "reporting/QMPeriodicalReporter.h"
-#include "reporting/QMReportType.h"
+#include "players/common/QMWeakObservation.h"
 #include "veyrakit/platform/avfoundation/AVPlayer.h"
 #include "veyrakit/platform/avfoundation/AVPlayerItemNotifications.h"
 
@@ -21,19 +17,15 @@ QMAVPlayerPlaybackMetric::QMAVPlayerPlaybackMetric() {
 }
 
 void QMAVPlayerPlaybackMetric::startMetricCollection() {
-    // The centre does not own its observers: the handler holds the metric only while it runs.
-    std::weak_ptr<QMAVPlayerPlaybackMetric> weakSelf = selfAs<QMAVPlayerPlaybackMetric>();
-    QMNotificationCenter::defaultCenter()->addObserver(this, AVPlayerItemDidPlayToEndTimeNotification,
-                                                       player_ ? player_->currentItem().get() : nullptr,
-                                                       [weakSelf](const QMNotification& notification) {
-                                                           if (auto self = weakSelf.lock()) {
-                                                               self->itemDidFinishPlaying(&notification);
-                                                           }
-                                                       });
+    observeWhileAlive(*this, AVPlayerItemDidPlayToEndTimeNotification,
+                      player_ ? player_->currentItem().get() : nullptr,
+                      [](QMAVPlayerPlaybackMetric& self, const QMNotification& notification) {
+                          self.itemDidFinishPlaying(&notification);
+                      });
 }
 
 void QMAVPlayerPlaybackMetric::stopMetricCollection() {
-    QMAVPlayerStatelessMetric::stopMetricCollection();
+    QMPlayerPlaybackMetric::stopMetricCollection();
     const auto& item = player_ ? player_->currentItem() : nullptr;
     if (item) {
         item->removeObserver(this, "duration");
@@ -45,64 +37,11 @@ void QMAVPlayerPlaybackMetric::stopMetricCollection() {
     }
 }
 
-std::optional<QMJSON> QMAVPlayerPlaybackMetric::calculateMetric() {
-    const auto& item = player_ ? player_->currentItem() : nullptr;
-    const bool bufferEmpty = item && item->isPlaybackBufferEmpty();
-    const bool playing = player_ && player_->rate() > 0 && !player_->error() && !bufferEmpty;
-    QMJSON result = QMJSON::object();
-    result[PROPERTY_PLAYING()] = playing ? 1 : 0;
-    result[PROPERTY_ASSET_DURATION()] = QMFormat("%d", assetDuration_);
-    if (isPlaybackFinished_) {
-        result[PROPERTY_PLAYBACK_COMPLETED()] = true;
-    }
-    return result;
-}
-
 void QMAVPlayerPlaybackMetric::observeValueForKeyPath(const std::string& keyPath, QMObject* object,
                                                       const QMKeyValueChange& change, void* context) {
-    QMAVPlayerStatelessMetric::observeValueForKeyPath(keyPath, object, change, context);
+    QMPlayerPlaybackMetric::observeValueForKeyPath(keyPath, object, change, context);
     if (keyPath == "duration") {
         onDurationChangeEvent();
-    }
-}
-
-void QMAVPlayerPlaybackMetric::onReporterReady() {
-    if (unsentDurationReport_) {
-        sendOnDemandReport(*unsentDurationReport_, "DR");
-        unsentDurationReport_.reset();
-    }
-}
-
-void QMAVPlayerPlaybackMetric::onDurationChangeEvent() {
-    if (durationIsCalculated_) {
-        return;
-    }
-    durationIsCalculated_ = true;
-    const auto& item = player_ ? player_->currentItem() : nullptr;
-    assetDuration_ = wholeSeconds(CMTimeGetSeconds(item ? item->duration() : kCMTimeZero));
-    QMJSON report{{"type", QMReportType::PLAYBACK_DURATION()}, {"duration", QMFormat("%d", assetDuration_)}};
-    if (hasSessionId()) {
-        sendOnDemandReport(report, "DR");
-    } else {
-        unsentDurationReport_ = std::move(report);
-    }
-}
-
-void QMAVPlayerPlaybackMetric::itemDidFinishPlaying(const QMNotification*) {
-    isPlaybackFinished_ = true;
-    onPlaybackCompleted();
-}
-
-void QMAVPlayerPlaybackMetric::onPlaybackCompleted() {
-    if (unScheduledPeriodicalSent_ || !isActive_) {
-        return;
-    }
-    unScheduledPeriodicalSent_ = true;
-    QMLogger::info("playback completed. Last P", "T");
-    // The destroy that follows the last report releases this metric: stay alive to the end.
-    auto self = weak_from_this().lock();
-    if (auto reporter = plugin_ ? plugin_->periodicalReporter() : nullptr) {
-        reporter->sendUnscheduledPeriodical(true);
     }
 }
 
@@ -114,10 +53,6 @@ void QMAVPlayerPlaybackMetric::stopPlayback() {
         QMConsoleLog("stop playback error : %@", std::string(e.what()));
     }
 }
-
-void QMAVPlayerPlaybackMetric::pauseMetricCollection() { isActive_ = false; }
-
-void QMAVPlayerPlaybackMetric::resumeMetricCollection() { isActive_ = true; }
 
 void QMAVPlayerPlaybackMetric::itemDidFailedPlaying(const QMNotification*) {
     QMLogger::info("itemDidFailedPlaying event fire.", "SV");
@@ -135,6 +70,26 @@ void QMAVPlayerPlaybackMetric::monitorVideoPlayStatus() {
         timer_->invalidate();
     }
     itemDidFinishPlaying(nullptr);
+}
+
+QMJSON QMAVPlayerPlaybackMetric::playingValue() const {
+    const auto& item = player_ ? player_->currentItem() : nullptr;
+    const bool bufferEmpty = item && item->isPlaybackBufferEmpty();
+    const bool playing = player_ && player_->rate() > 0 && !player_->error() && !bufferEmpty;
+    return playing ? 1 : 0;
+}
+
+double QMAVPlayerPlaybackMetric::durationSeconds() const {
+    const auto& item = player_ ? player_->currentItem() : nullptr;
+    return CMTimeGetSeconds(item ? item->duration() : kCMTimeZero);
+}
+
+bool QMAVPlayerPlaybackMetric::claimsCompletion() {
+    if (unScheduledPeriodicalSent_ || !isActive_) {
+        return false;
+    }
+    unScheduledPeriodicalSent_ = true;
+    return true;
 }
 
 }  // namespace veyrakit

@@ -1,7 +1,5 @@
 #include "players/avplayer/QMAVPlayerPlayingStateMetric.h"
 
-#include "core/QMObjectRepository.h"
-#include "players/avplayer/QMAVPlayerVeyraPlugin.h"
 #include "veyrakit/platform/avfoundation/AVPlayer.h"
 
 namespace veyrakit {
@@ -9,12 +7,6 @@ namespace veyrakit {
 namespace {
 const char* const kItemKeyPaths[] = {"playbackBufferEmpty", "playbackLikelyToKeepUp", "playbackBufferFull"};
 }  // namespace
-
-QMAVPlayerPlayingStateMetric::QMAVPlayerPlayingStateMetric() {
-    auto plugin = std::dynamic_pointer_cast<QMAVPlayerVeyraPlugin>(
-        QMObjectRepository::getRepositoryInstance()->plugin());
-    player_ = plugin ? plugin->player() : nullptr;
-}
 
 void QMAVPlayerPlayingStateMetric::observePlayer() {
     if (!player_) {
@@ -51,6 +43,11 @@ void QMAVPlayerPlayingStateMetric::takePlayerCondition() {
     if (player_->rate() > 0.0f) {
         handleUnpause();
     }
+}
+
+void QMAVPlayerPlayingStateMetric::observeValueForKeyPath(const std::string& keyPath, QMObject* object,
+                                                          const QMKeyValueChange&, void* context) {
+    dispatchPlayerChange(keyPath, object, context);
 }
 
 void QMAVPlayerPlayingStateMetric::dispatchPlayerChange(const std::string& keyPath, QMObject* object,

@@ -2,16 +2,9 @@
 
 #include <utility>
 
-#include "core/QMStreamType.h"
-#include "logging/QMLogger.h"
-#include "metrics/QMMetricManager.h"
-#include "players/avplayer/QMAVPlayerBitrateMetric.h"
-#include "players/avplayer/QMAVPlayerBufferingMetric.h"
 #include "players/avplayer/QMAVPlayerEventManager.h"
-#include "players/avplayer/QMAVPlayerFullScreenMetric.h"
 #include "players/avplayer/QMAVPlayerMetricManager.h"
-#include "players/avplayer/QMAVPlayerPlaybackMetric.h"
-#include "players/avplayer/QMAVPlayerViewingTimeMetric.h"
+#include "players/common/QMWeakObservation.h"
 #include "veyrakit/QMDiagnosticCollectors.h"
 #include "veyrakit/platform/avfoundation/AVPlayerItemNotifications.h"
 #include "veyrakit/platform/avfoundation/AVURLAsset.h"
@@ -25,48 +18,14 @@ const std::string kDestroyNotification = "destroy";
 QMAVPlayerVeyraPlugin::QMAVPlayerVeyraPlugin() = default;
 QMAVPlayerVeyraPlugin::~QMAVPlayerVeyraPlugin() = default;
 
-std::shared_ptr<QMAVPlayerVeyraPlugin> QMAVPlayerVeyraPlugin::pluginWithParams(
-    const std::shared_ptr<AVPlayer>& player, const std::optional<std::string>& assetId,
-    const std::optional<std::string>& serverHost, const std::optional<std::string>& qmrCID,
-    const std::optional<std::string>& assetType, const std::optional<std::string>& assetName,
-    const std::optional<std::string>& viewerId, const std::optional<QMCustomMetadataArray>& assetMetadata,
-    const std::optional<QMCustomMetadataArray>& viewerMetadata,
-    const std::optional<QMPluginMetadata>& pluginMetadata) {
-    return std::make_shared<QMAVPlayerVeyraPlugin>()->initWithParams(
-        player, assetId, serverHost, qmrCID, assetType, assetName, viewerId, assetMetadata, viewerMetadata,
-        pluginMetadata);
-}
-
-std::shared_ptr<QMAVPlayerVeyraPlugin> QMAVPlayerVeyraPlugin::initWithParams(
-    const std::shared_ptr<AVPlayer>& player, const std::optional<std::string>& assetId,
-    const std::optional<std::string>& serverHost, const std::optional<std::string>& qmrCID,
-    const std::optional<std::string>& assetType, const std::optional<std::string>& assetName,
-    const std::optional<std::string>& viewerId, const std::optional<QMCustomMetadataArray>& assetMetadata,
-    const std::optional<QMCustomMetadataArray>& viewerMetadata,
-    const std::optional<QMPluginMetadata>& pluginMetadata) {
-    if (!player) {
-        QMLogger::error("AVPlayer instance is null, the plugin will not initialized", "T");
-        return nullptr;
-    }
-    player_ = player;
-    auto convertedAssetMetadata = convertMetadataKeyPairToSerializable(assetMetadata);
-    auto convertedViewerMetadata = convertMetadataKeyPairToSerializable(viewerMetadata);
+void QMAVPlayerVeyraPlugin::prepareSession(const QMSessionDescription& description,
+                                           const std::optional<QMJSON>& assetMetadata,
+                                           const std::optional<QMJSON>& viewerMetadata) {
     disposed_ = false;
-    auto playbackUrl = extractPlaybackURL(player_);
-    auto streamType = extractStreamType(playbackUrl);
-    pieReporter_ = std::make_shared<QMAVPlayerPIEReporter>()->initWithPlayer(
-        player_, assetId, qmrCID, assetType, assetName, viewerId, convertedAssetMetadata,
-        convertedViewerMetadata);
-    pieReporter_->setSessionEventsURL(
-        QMDiagnosticCollectors::sessionEventsURLForServerHost(serverHost.value_or(DEFAULT_SERVER_HOST())));
-    QMVeyraPlugin::initWithParams(std::move(playbackUrl), std::move(streamType), assetId, serverHost, qmrCID,
-                                  assetType, assetName, viewerId, std::move(convertedAssetMetadata),
-                                  std::move(convertedViewerMetadata), pluginMetadata);
-    return selfAs<QMAVPlayerVeyraPlugin>();
-}
-
-std::string QMAVPlayerVeyraPlugin::extractStreamType(const std::shared_ptr<QMURL>& url) {
-    return QMStreamType::streamTypeForURL(url);
+    pieReporter_ = std::make_shared<QMAVPlayerPIEReporter>()->initWithPlayer(player_, description,
+                                                                             assetMetadata, viewerMetadata);
+    pieReporter_->setSessionEventsURL(QMDiagnosticCollectors::sessionEventsURLForServerHost(
+        description.serverHost.value_or(DEFAULT_SERVER_HOST())));
 }
 
 std::shared_ptr<QMURL> QMAVPlayerVeyraPlugin::extractPlaybackURL(const std::shared_ptr<AVPlayer>& player) {
@@ -108,20 +67,10 @@ void QMAVPlayerVeyraPlugin::registerEventHandlers() {
     QMVeyraPlugin::registerEventHandlers();
     player_->addObserver(this, "rate", NSKeyValueObservingOptionNew, &kRateDidChangeKVO);
     observingPlayer_ = true;
-    // The centre does not own its observers: the handlers hold the plugin only while they run.
-    std::weak_ptr<QMAVPlayerVeyraPlugin> weakSelf = selfAs<QMAVPlayerVeyraPlugin>();
-    auto center = QMNotificationCenter::defaultCenter();
-    center->addObserver(this, AVPlayerItemDidPlayToEndTimeNotification, player_->currentItem().get(),
-                        [weakSelf](const QMNotification& notification) {
-                            if (auto self = weakSelf.lock()) {
-                                self->itemDidFinishPlaying(notification);
-                            }
-                        });
-    center->addObserver(this, kDestroyNotification, nullptr, [weakSelf](const QMNotification&) {
-        if (auto self = weakSelf.lock()) {
-            self->destroy();
-        }
-    });
+    observeWhileAlive(*this, AVPlayerItemDidPlayToEndTimeNotification, player_->currentItem().get(),
+                      &QMAVPlayerVeyraPlugin::itemDidFinishPlaying);
+    observeWhileAlive(*this, kDestroyNotification, nullptr,
+                      [](QMAVPlayerVeyraPlugin& self, const QMNotification&) { self.destroy(); });
 }
 
 void QMAVPlayerVeyraPlugin::deregisterEventHandlers() {
@@ -187,17 +136,16 @@ void QMAVPlayerVeyraPlugin::startAds() { pauseForAdvertisement(true); }
 void QMAVPlayerVeyraPlugin::stopAds() { pauseForAdvertisement(false); }
 
 void QMAVPlayerVeyraPlugin::pauseForAdvertisement(bool paused) {
-    auto apply = [paused](auto& metric) {
-        if (paused) {
-            metric.pauseMetricCollection();
-        } else {
-            metric.resumeMetricCollection();
-        }
-    };
-    withMetric<QMAVPlayerBufferingMetric>(QMMetricManager::BUFFERING_METRIC_KEY, apply);
-    withMetric<QMAVPlayerViewingTimeMetric>(QMMetricManager::VIEWING_TIME_METRIC_KEY, apply);
-    withMetric<QMAVPlayerBitrateMetric>(QMMetricManager::BITRATE_METRIC_KEY, apply);
-    withMetric<QMAVPlayerPlaybackMetric>(QMMetricManager::PLAYBACK_METRIC_KEY, apply);
+    for (int key : {QMMetricManager::BUFFERING_METRIC_KEY, QMMetricManager::VIEWING_TIME_METRIC_KEY,
+                    QMMetricManager::BITRATE_METRIC_KEY, QMMetricManager::PLAYBACK_METRIC_KEY}) {
+        withMetric<QMAdvertisementPause>(key, [paused](QMAdvertisementPause& metric) {
+            if (paused) {
+                metric.pauseMetricCollection();
+            } else {
+                metric.resumeMetricCollection();
+            }
+        });
+    }
 }
 
 void QMAVPlayerVeyraPlugin::destroy() { dispose(); }

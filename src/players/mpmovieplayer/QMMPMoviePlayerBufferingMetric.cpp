@@ -1,44 +1,17 @@
 #include "players/mpmovieplayer/QMMPMoviePlayerBufferingMetric.h"
 
-#include <any>
-
-#include "players/mpmovieplayer/QMMPMoviePlayerControllerVeyraPlugin.h"
+#include "platform/mediaplayer/QMMPMoviePlayerFinishReason.h"
+#include "players/common/QMWeakObservation.h"
 #include "veyrakit/platform/mediaplayer/MPMoviePlayerController.h"
 #include "veyrakit/platform/mediaplayer/MPMoviePlayerNotifications.h"
 
 namespace veyrakit {
 
-namespace {
-
-bool isPlaybackError(const QMNotification& notification) {
-    auto it = notification.userInfo().find(MPMoviePlayerPlaybackDidFinishReasonUserInfoKey);
-    if (it == notification.userInfo().end()) {
-        return false;
-    }
-    const auto* reason = std::any_cast<long>(&it->second);
-    return reason && *reason == MPMovieFinishReasonPlaybackError;
-}
-
-}  // namespace
-
-QMMPMoviePlayerBufferingMetric::QMMPMoviePlayerBufferingMetric()
-    : player_(QMMPMoviePlayerControllerVeyraPlugin::currentPlayer()) {}
-
 void QMMPMoviePlayerBufferingMetric::startMetricCollection() {
-    std::weak_ptr<QMMPMoviePlayerBufferingMetric> weakSelf = selfAs<QMMPMoviePlayerBufferingMetric>();
-    auto center = QMNotificationCenter::defaultCenter();
-    center->addObserver(this, MPMoviePlayerPlaybackDidFinishNotification, player_.get(),
-                        [weakSelf](const QMNotification& notification) {
-                            if (auto self = weakSelf.lock()) {
-                                self->onMediaErrorEvent(notification);
-                            }
-                        });
-    center->addObserver(this, MPMoviePlayerLoadStateDidChangeNotification, player_.get(),
-                        [weakSelf](const QMNotification& notification) {
-                            if (auto self = weakSelf.lock()) {
-                                self->onBufferingChange(notification);
-                            }
-                        });
+    observeWhileAlive(*this, MPMoviePlayerPlaybackDidFinishNotification, player_.get(),
+                      &QMMPMoviePlayerBufferingMetric::onMediaErrorEvent);
+    observeWhileAlive(*this, MPMoviePlayerLoadStateDidChangeNotification, player_.get(),
+                      &QMMPMoviePlayerBufferingMetric::onBufferingChange);
     takeLoadState();
 }
 
@@ -53,7 +26,7 @@ void QMMPMoviePlayerBufferingMetric::stopMetricCollection() {
 void QMMPMoviePlayerBufferingMetric::onBufferingChange(const QMNotification&) { takeLoadState(); }
 
 void QMMPMoviePlayerBufferingMetric::onMediaErrorEvent(const QMNotification& notification) {
-    if (isPlaybackError(notification)) {
+    if (finishReasonOf(notification) == MPMovieFinishReasonPlaybackError) {
         handleMediaError();
     }
 }

@@ -4,13 +4,12 @@
 #include <optional>
 #include <string>
 
-#include "core/QMPluginBufferingMetric.h"
 #include "platform/QMJSON.h"
+#include "players/common/QMPlayerBufferingMetric.h"
+#include "players/mpmovieplayer/QMMPMoviePlayerControllerVeyraPlugin.h"
 #include "veyrakit/platform/QMNotificationCenter.h"
 
 namespace veyrakit {
-
-class MPMoviePlayerController;
 
 // How long the viewer of a movie player waits: the join time, sent once as a JOIN_TIME report
 // (held back until the plugin's "sessionId" is set), and the buffering afterwards. Load states
@@ -18,11 +17,11 @@ class MPMoviePlayerController;
 // reports carry "totalBufferingTime" and "currentBufferingTime" only: the value of the whole
 // event so far is written under "currentBufferingTime" and the interval's share then overwrites
 // it, so "bufferingTimeLeadingToNow" never appears.
-class QMMPMoviePlayerBufferingMetric : public QMPluginBufferingMetric {
+class QMMPMoviePlayerBufferingMetric : public QMPlayerBufferingMetric<QMMPMoviePlayerControllerVeyraPlugin> {
   public:
     // Takes the current plugin and its player from the repository and observes the plugin's
     // "sessionId" at once.
-    QMMPMoviePlayerBufferingMetric();
+    QMMPMoviePlayerBufferingMetric() = default;
 
     // Observes the player's end of playback and load state, then takes its present load state.
     void startMetricCollection() override;
@@ -35,8 +34,6 @@ class QMMPMoviePlayerBufferingMetric : public QMPluginBufferingMetric {
     void onMediaErrorEvent(const QMNotification& notification);
     void handleMediaError();
 
-    std::shared_ptr<MPMoviePlayerController> player() const { return player_; }
-
   protected:
     // "currentBufferingTime", overwritten by the interval value.
     const std::string& currentBufferingKey() const override;
@@ -45,8 +42,6 @@ class QMMPMoviePlayerBufferingMetric : public QMPluginBufferingMetric {
 
   private:
     void takeLoadState();
-
-    std::shared_ptr<MPMoviePlayerController> player_;
 };
 
 }  // namespace veyrakit

@@ -2,9 +2,7 @@
 
 #include <utility>
 
-#include "core/QMObjectRepository.h"
-#include "core/QMStreamType.h"
-#include "logging/QMLogger.h"
+#include "players/common/QMWeakObservation.h"
 #include "players/mpmovieplayer/QMMPMoviePlayerEventManager.h"
 #include "players/mpmovieplayer/QMMPMoviePlayerMetricManager.h"
 #include "veyrakit/platform/mediaplayer/MPMoviePlayerNotifications.h"
@@ -13,50 +11,6 @@ namespace veyrakit {
 
 QMMPMoviePlayerControllerVeyraPlugin::QMMPMoviePlayerControllerVeyraPlugin() = default;
 QMMPMoviePlayerControllerVeyraPlugin::~QMMPMoviePlayerControllerVeyraPlugin() = default;
-
-std::shared_ptr<QMMPMoviePlayerControllerVeyraPlugin> QMMPMoviePlayerControllerVeyraPlugin::pluginWithParams(
-    const std::shared_ptr<MPMoviePlayerController>& player, const std::optional<std::string>& assetId,
-    const std::optional<std::string>& serverHost, const std::optional<std::string>& qmrCID,
-    const std::optional<std::string>& assetType, const std::optional<std::string>& assetName,
-    const std::optional<std::string>& viewerId, const std::optional<QMCustomMetadataArray>& assetMetadata,
-    const std::optional<QMCustomMetadataArray>& viewerMetadata,
-    const std::optional<QMPluginMetadata>& pluginMetadata) {
-    return std::make_shared<QMMPMoviePlayerControllerVeyraPlugin>()->initWithParams(
-        player, assetId, serverHost, qmrCID, assetType, assetName, viewerId, assetMetadata, viewerMetadata,
-        pluginMetadata);
-}
-
-std::shared_ptr<QMMPMoviePlayerControllerVeyraPlugin> QMMPMoviePlayerControllerVeyraPlugin::initWithParams(
-    const std::shared_ptr<MPMoviePlayerController>& player, const std::optional<std::string>& assetId,
-    const std::optional<std::string>& serverHost, const std::optional<std::string>& qmrCID,
-    const std::optional<std::string>& assetType, const std::optional<std::string>& assetName,
-    const std::optional<std::string>& viewerId, const std::optional<QMCustomMetadataArray>& assetMetadata,
-    const std::optional<QMCustomMetadataArray>& viewerMetadata,
-    const std::optional<QMPluginMetadata>& pluginMetadata) {
-    if (!player) {
-        QMLogger::error("MPMoviePlayerController instance is null, the plugin will not initialized", "T");
-        return nullptr;
-    }
-    player_ = player;
-    auto convertedAssetMetadata = convertMetadataKeyPairToSerializable(assetMetadata);
-    auto convertedViewerMetadata = convertMetadataKeyPairToSerializable(viewerMetadata);
-    auto playbackUrl = extractPlaybackURL(player_);
-    auto streamType = extractStreamType(playbackUrl);
-    QMVeyraPlugin::initWithParams(std::move(playbackUrl), std::move(streamType), assetId, serverHost, qmrCID,
-                                  assetType, assetName, viewerId, std::move(convertedAssetMetadata),
-                                  std::move(convertedViewerMetadata), pluginMetadata);
-    return selfAs<QMMPMoviePlayerControllerVeyraPlugin>();
-}
-
-std::shared_ptr<MPMoviePlayerController> QMMPMoviePlayerControllerVeyraPlugin::currentPlayer() {
-    auto plugin = std::dynamic_pointer_cast<QMMPMoviePlayerControllerVeyraPlugin>(
-        QMObjectRepository::getRepositoryInstance()->plugin());
-    return plugin ? plugin->player() : nullptr;
-}
-
-std::string QMMPMoviePlayerControllerVeyraPlugin::extractStreamType(const std::shared_ptr<QMURL>& url) {
-    return QMStreamType::streamTypeForURL(url);
-}
 
 std::shared_ptr<QMURL> QMMPMoviePlayerControllerVeyraPlugin::extractPlaybackURL(
     const std::shared_ptr<MPMoviePlayerController>& player) {
@@ -93,22 +47,10 @@ std::shared_ptr<QMEventManager> QMMPMoviePlayerControllerVeyraPlugin::getEventMa
 
 void QMMPMoviePlayerControllerVeyraPlugin::registerEventHandlers() {
     QMVeyraPlugin::registerEventHandlers();
-    // The centre does not own its observers: the handlers hold the plugin only while they run.
-    std::weak_ptr<QMMPMoviePlayerControllerVeyraPlugin> weakSelf =
-        selfAs<QMMPMoviePlayerControllerVeyraPlugin>();
-    auto center = QMNotificationCenter::defaultCenter();
-    center->addObserver(this, MPMoviePlayerPlaybackStateDidChangeNotification, player_.get(),
-                        [weakSelf](const QMNotification& notification) {
-                            if (auto self = weakSelf.lock()) {
-                                self->onPlaybackStateChange(notification);
-                            }
-                        });
-    center->addObserver(this, MPMoviePlayerPlaybackDidFinishNotification, player_.get(),
-                        [weakSelf](const QMNotification& notification) {
-                            if (auto self = weakSelf.lock()) {
-                                self->itemDidFinishPlaying(notification);
-                            }
-                        });
+    observeWhileAlive(*this, MPMoviePlayerPlaybackStateDidChangeNotification, player_.get(),
+                      &QMMPMoviePlayerControllerVeyraPlugin::onPlaybackStateChange);
+    observeWhileAlive(*this, MPMoviePlayerPlaybackDidFinishNotification, player_.get(),
+                      &QMMPMoviePlayerControllerVeyraPlugin::itemDidFinishPlaying);
 }
 
 void QMMPMoviePlayerControllerVeyraPlugin::deregisterEventHandlers() {

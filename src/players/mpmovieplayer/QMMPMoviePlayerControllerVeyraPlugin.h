@@ -1,9 +1,8 @@
 #pragma once
 #include <memory>
 #include <optional>
-#include <string>
 
-#include "core/QMVeyraPlugin.h"
+#include "players/common/QMPlayerPlugin.h"
 #include "veyrakit/QMCustomMetadata.h"
 #include "veyrakit/platform/QMNotificationCenter.h"
 #include "veyrakit/platform/mediaplayer/MPMoviePlayerController.h"
@@ -17,45 +16,25 @@ namespace veyrakit {
 // request that gave up leaves it alive without a session. The facade tears it down with destroy
 // and then dispose (the observer removal).
 //
-// Make it with std::make_shared, then initWithParams; or use pluginWithParams.
-class QMMPMoviePlayerControllerVeyraPlugin : public QMVeyraPlugin {
+// Make it with std::make_shared, then initWithParams (or initWithDescription); or use
+// pluginWithParams.
+class QMMPMoviePlayerControllerVeyraPlugin
+    : public QMPlayerPlugin<QMMPMoviePlayerControllerVeyraPlugin, MPMoviePlayerController> {
   public:
+    static constexpr const char* kPlayerName = "MPMoviePlayerController";
+
     QMMPMoviePlayerControllerVeyraPlugin();
     ~QMMPMoviePlayerControllerVeyraPlugin() override;
 
-    // A new plugin for the player, or nothing when the player is nothing.
-    static std::shared_ptr<QMMPMoviePlayerControllerVeyraPlugin> pluginWithParams(
-        const std::shared_ptr<MPMoviePlayerController>& player, const std::optional<std::string>& assetId,
-        const std::optional<std::string>& serverHost, const std::optional<std::string>& qmrCID,
-        const std::optional<std::string>& assetType, const std::optional<std::string>& assetName,
-        const std::optional<std::string>& viewerId, const std::optional<QMCustomMetadataArray>& assetMetadata,
-        const std::optional<QMCustomMetadataArray>& viewerMetadata,
-        const std::optional<QMPluginMetadata>& pluginMetadata);
-
-    using QMVeyraPlugin::initWithParams;
-    // Logs an error and returns nothing for no player; otherwise stores it, converts the
-    // metadata, takes URL and stream type and runs the base initialisation.
-    std::shared_ptr<QMMPMoviePlayerControllerVeyraPlugin> initWithParams(
-        const std::shared_ptr<MPMoviePlayerController>& player, const std::optional<std::string>& assetId,
-        const std::optional<std::string>& serverHost, const std::optional<std::string>& qmrCID,
-        const std::optional<std::string>& assetType, const std::optional<std::string>& assetName,
-        const std::optional<std::string>& viewerId, const std::optional<QMCustomMetadataArray>& assetMetadata,
-        const std::optional<QMCustomMetadataArray>& viewerMetadata,
-        const std::optional<QMPluginMetadata>& pluginMetadata);
-
-    // The monitored player (read-only).
-    std::shared_ptr<MPMoviePlayerController> player() const { return player_; }
-    // The player of the repository's current plugin when that is a movie player plugin.
-    static std::shared_ptr<MPMoviePlayerController> currentPlayer();
-
-    // "PDL", "HLS", "MPEG_DASH" or "UNKNOWN" (see QMStreamType).
-    static std::string extractStreamType(const std::shared_ptr<QMURL>& url);
     // The player's content URL.
     static std::shared_ptr<QMURL> extractPlaybackURL(const std::shared_ptr<MPMoviePlayerController>& player);
     // One {"key", "values"} per element, in order, each entry left out when absent; an empty
     // array stays an empty array (sent as []), and only no input gives nothing.
     static std::optional<QMJSON> convertMetadataKeyPairToSerializable(
         const std::optional<QMCustomMetadataArray>& metadata);
+    // Nothing to prepare: the diagnostic handler is one of the event handlers.
+    void prepareSession(const QMSessionDescription&, const std::optional<QMJSON>&,
+                        const std::optional<QMJSON>&) {}
 
     std::shared_ptr<QMMetricManager> getMetricManagerInstance() override;
     std::shared_ptr<QMEventManager> getEventManagerInstance() override;
@@ -70,9 +49,6 @@ class QMMPMoviePlayerControllerVeyraPlugin : public QMVeyraPlugin {
 
     // Removes the player observations: no guard, no log line.
     void dispose() override;
-
-  private:
-    std::shared_ptr<MPMoviePlayerController> player_;
 };
 
 }  // namespace veyrakit

@@ -1,13 +1,8 @@
 #include "players/mpmovieplayer/QMMPMoviePlayerOnMediaErrorHandler.h"
 
-#include <any>
-
-#include "core/QMObjectRepository.h"
-#include "core/QMVeyraPlugin.h"
 #include "logging/QMLogger.h"
-#include "players/mpmovieplayer/QMMPMoviePlayerControllerVeyraPlugin.h"
-#include "reporting/QMOnDemandReporter.h"
-#include "reporting/QMReportType.h"
+#include "platform/mediaplayer/QMMPMoviePlayerFinishReason.h"
+#include "players/common/QMWeakObservation.h"
 #include "veyrakit/platform/mediaplayer/MPMoviePlayerNotifications.h"
 
 namespace veyrakit {
@@ -18,38 +13,11 @@ std::shared_ptr<QMVeyraPlugin> repositoryPlugin() {
     return QMObjectRepository::getRepositoryInstance()->plugin();
 }
 
-// The finish reason of the notification; -1 when it carries none.
-long finishReason(const QMNotification& notification) {
-    auto it = notification.userInfo().find(MPMoviePlayerPlaybackDidFinishReasonUserInfoKey);
-    if (it == notification.userInfo().end()) {
-        return -1;
-    }
-    const auto* reason = std::any_cast<long>(&it->second);
-    return reason ? *reason : -1;
-}
-
 }  // namespace
 
-QMMPMoviePlayerOnMediaErrorHandler::QMMPMoviePlayerOnMediaErrorHandler()
-    : plugin_(repositoryPlugin()), player_(QMMPMoviePlayerControllerVeyraPlugin::currentPlayer()) {}
-
-QMMPMoviePlayerOnMediaErrorHandler::~QMMPMoviePlayerOnMediaErrorHandler() {
-    // An error still waiting for the session id must not leave an observation behind.
-    if (observingSessionId_) {
-        stopObservingSessionId();
-    }
-    plugin_.reset();
-}
-
 void QMMPMoviePlayerOnMediaErrorHandler::attachHandlers() {
-    std::weak_ptr<QMMPMoviePlayerOnMediaErrorHandler> weakSelf = selfAs<QMMPMoviePlayerOnMediaErrorHandler>();
-    QMNotificationCenter::defaultCenter()->addObserver(this, MPMoviePlayerPlaybackDidFinishNotification,
-                                                       player_.get(),
-                                                       [weakSelf](const QMNotification& notification) {
-                                                           if (auto self = weakSelf.lock()) {
-                                                               self->onMediaErrorEvent(notification);
-                                                           }
-                                                       });
+    observeWhileAlive(*this, MPMoviePlayerPlaybackDidFinishNotification, player_.get(),
+                      &QMMPMoviePlayerOnMediaErrorHandler::onMediaErrorEvent);
 }
 
 void QMMPMoviePlayerOnMediaErrorHandler::detachHandlers() {
@@ -58,7 +26,7 @@ void QMMPMoviePlayerOnMediaErrorHandler::detachHandlers() {
 }
 
 void QMMPMoviePlayerOnMediaErrorHandler::onMediaErrorEvent(const QMNotification& notification) {
-    if (finishReason(notification) == MPMovieFinishReasonPlaybackError) {
+    if (finishReasonOf(notification) == MPMovieFinishReasonPlaybackError) {
         // Read as the player hands it over; the report carries no detail of it.
         [[maybe_unused]] auto error =
             notification.userInfo().find(MPMoviePlayerPlaybackDidFinishErrorUserInfoKey);
@@ -66,8 +34,7 @@ void QMMPMoviePlayerOnMediaErrorHandler::onMediaErrorEvent(const QMNotification&
         auto current = repositoryPlugin();
         if (current && !current->onDemandReporter()) {
             if (plugin_ && !observingSessionId_) {
-                plugin_->addObserver(this, "sessionId", NSKeyValueObservingOptionNew, nullptr);
-                observingSessionId_ = true;
+                observeSessionId();
             }
         } else {
             sendMediaErrorMessage();
@@ -93,17 +60,7 @@ void QMMPMoviePlayerOnMediaErrorHandler::observeValueForKeyPath(const std::strin
 }
 
 void QMMPMoviePlayerOnMediaErrorHandler::sendMediaErrorMessage() {
-    auto current = repositoryPlugin();
-    if (auto reporter = current ? current->onDemandReporter() : nullptr) {
-        reporter->sendOnDemandReport(QMJSON{{"type", QMReportType::PLAYBACK_ERROR()}}, nullptr, nullptr);
-    }
-}
-
-void QMMPMoviePlayerOnMediaErrorHandler::stopObservingSessionId() {
-    observingSessionId_ = false;
-    if (plugin_) {
-        plugin_->removeObserver(this, "sessionId");
-    }
+    sendPlaybackErrorReport(repositoryPlugin());
 }
 
 }  // namespace veyrakit

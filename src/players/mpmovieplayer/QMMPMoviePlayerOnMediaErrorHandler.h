@@ -1,23 +1,20 @@
 #pragma once
-#include <memory>
 #include <string>
 
-#include "events/QMEventHandler.h"
+#include "players/common/QMPlayerMediaErrorHandler.h"
+#include "players/mpmovieplayer/QMMPMoviePlayerControllerVeyraPlugin.h"
 #include "veyrakit/platform/QMNotificationCenter.h"
 
 namespace veyrakit {
 
-class MPMoviePlayerController;
-class QMVeyraPlugin;
-
 // Ends the session at every end of playback of an MPMoviePlayerController, whatever the reason;
 // a playback error (reason 1) sends one PLAYBACK_ERROR report first, or, before the session
 // exists, once the plugin's "sessionId" is set.
-class QMMPMoviePlayerOnMediaErrorHandler : public QMEventHandler {
+class QMMPMoviePlayerOnMediaErrorHandler
+    : public QMPlayerMediaErrorHandler<QMMPMoviePlayerControllerVeyraPlugin> {
   public:
     // Takes the current plugin and its player from the repository.
-    QMMPMoviePlayerOnMediaErrorHandler();
-    ~QMMPMoviePlayerOnMediaErrorHandler() override;
+    QMMPMoviePlayerOnMediaErrorHandler() = default;
 
     // Observes the player's end of playback.
     void attachHandlers() override;
@@ -33,17 +30,6 @@ class QMMPMoviePlayerOnMediaErrorHandler : public QMEventHandler {
                                 void* context) override;
     // Sends {"type": "E"} through the repository's current plugin, with no callbacks.
     void sendMediaErrorMessage();
-
-    std::shared_ptr<QMVeyraPlugin> plugin() const { return plugin_; }
-    std::shared_ptr<MPMoviePlayerController> player() const { return player_; }
-
-  private:
-    void stopObservingSessionId();
-
-    std::shared_ptr<QMVeyraPlugin> plugin_;
-    std::shared_ptr<MPMoviePlayerController> player_;
-    // Whether the plugin's "sessionId" is observed now, so that release removes it.
-    bool observingSessionId_ = false;
 };
 
 }  // namespace veyrakit

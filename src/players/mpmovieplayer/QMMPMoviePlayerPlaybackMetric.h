@@ -1,20 +1,16 @@
 #pragma once
-#include <cstdint>
-#include <optional>
 
 #include "platform/QMJSON.h"
-#include "players/mpmovieplayer/QMMPMoviePlayerStatelessMetric.h"
-#include "veyrakit/platform/QMNotificationCenter.h"
+#include "players/common/QMPlayerPlaybackMetric.h"
+#include "players/mpmovieplayer/QMMPMoviePlayerControllerVeyraPlugin.h"
 
 namespace veyrakit {
 
-// Whether the movie player is playing (a boolean from its playback state) and the asset's
-// duration in whole seconds, in every periodical report; the duration once more as a
-// PLAYBACK_DURATION report when the player announces it (held back until the session id is
-// known); and the end of playback, which sends a last unscheduled periodical report carrying
-// "playbackCompleted" and destroys the plugin. Its guard is lowered rather than raised, so every
-// completion does so again. There is no advertisement pause.
-class QMMPMoviePlayerPlaybackMetric : public QMMPMoviePlayerStatelessMetric {
+// Playback of a movie player: "playing" is a boolean from its playback state; the duration is
+// taken when the player announces it; the end is the player's end of playback. Its guard is
+// lowered rather than raised, so every completion reports and destroys again. There is no
+// advertisement pause.
+class QMMPMoviePlayerPlaybackMetric : public QMPlayerPlaybackMetric<QMMPMoviePlayerControllerVeyraPlugin> {
   public:
     // Subscribes to the player's duration announcement at once; the subscription lasts as long
     // as the metric.
@@ -25,31 +21,12 @@ class QMMPMoviePlayerPlaybackMetric : public QMMPMoviePlayerStatelessMetric {
     void startMetricCollection() override;
     // Removes the end-of-playback subscription and the "sessionId" observation.
     void stopMetricCollection() override;
-    // {"playing": true or false, "assetDuration": "%d" text, "playbackCompleted": true once
-    // finished}.
-    std::optional<QMJSON> calculateMetric() override;
 
-    void onReporterReady() override;
-    // Once per metric: the duration in whole seconds, sent as {"type": "D", "duration": "%d"} or
-    // held back.
-    void onDurationChangeEvent();
-    void itemDidFinishPlaying(const QMNotification* notification);
-    // The last report, then the plugin is destroyed: on every call.
-    void onPlaybackCompleted();
-    void stopPlayback();
-
-    bool isPlaybackFinished() const { return isPlaybackFinished_; }
-    bool unScheduledPeriodicalSent() const { return unScheduledPeriodicalSent_; }
-    bool durationIsCalculated() const { return durationIsCalculated_; }
-    const std::optional<QMJSON>& unsentDurationReport() const { return unsentDurationReport_; }
-    int32_t assetDuration() const { return assetDuration_; }
-
-  private:
-    bool isPlaybackFinished_ = false;
-    bool unScheduledPeriodicalSent_ = false;
-    bool durationIsCalculated_ = false;
-    std::optional<QMJSON> unsentDurationReport_;
-    int32_t assetDuration_ = 0;
+  protected:
+    QMJSON playingValue() const override;
+    double durationSeconds() const override;
+    // Every time.
+    bool claimsCompletion() override;
 };
 
 }  // namespace veyrakit

@@ -1,13 +1,10 @@
 #include "players/mpmovieplayer/QMMPMoviePlayerPlayingStateMetric.h"
 
-#include "players/mpmovieplayer/QMMPMoviePlayerControllerVeyraPlugin.h"
+#include "players/common/QMWeakObservation.h"
 #include "veyrakit/platform/mediaplayer/MPMoviePlayerController.h"
 #include "veyrakit/platform/mediaplayer/MPMoviePlayerNotifications.h"
 
 namespace veyrakit {
-
-QMMPMoviePlayerPlayingStateMetric::QMMPMoviePlayerPlayingStateMetric()
-    : player_(QMMPMoviePlayerControllerVeyraPlugin::currentPlayer()) {}
 
 void QMMPMoviePlayerPlayingStateMetric::onBufferingChange(const QMNotification&) {
     const auto loadState = player_->loadState();
@@ -27,30 +24,10 @@ void QMMPMoviePlayerPlayingStateMetric::onPlaybackStateChange(const QMNotificati
 }
 
 void QMMPMoviePlayerPlayingStateMetric::observePlayer() {
-    std::weak_ptr<QMMPMoviePlayerPlayingStateMetric> weakSelf = selfAs<QMMPMoviePlayerPlayingStateMetric>();
-    auto center = QMNotificationCenter::defaultCenter();
-    center->addObserver(this, MPMoviePlayerLoadStateDidChangeNotification, player_.get(),
-                        [weakSelf](const QMNotification& notification) {
-                            if (auto self = weakSelf.lock()) {
-                                self->onBufferingChange(notification);
-                            }
-                        });
-    center->addObserver(this, MPMoviePlayerPlaybackStateDidChangeNotification, player_.get(),
-                        [weakSelf](const QMNotification& notification) {
-                            if (auto self = weakSelf.lock()) {
-                                self->onPlaybackStateChange(notification);
-                            }
-                        });
-}
-
-void QMMPMoviePlayerPlayingStateMetric::observePlayerNotification(const char* name, Action action) {
-    std::weak_ptr<QMMPMoviePlayerPlayingStateMetric> weakSelf = selfAs<QMMPMoviePlayerPlayingStateMetric>();
-    QMNotificationCenter::defaultCenter()->addObserver(this, name, player_.get(),
-                                                       [weakSelf, action](const QMNotification&) {
-                                                           if (auto self = weakSelf.lock()) {
-                                                               action(*self);
-                                                           }
-                                                       });
+    observeWhileAlive(*this, MPMoviePlayerLoadStateDidChangeNotification, player_.get(),
+                      &QMMPMoviePlayerPlayingStateMetric::onBufferingChange);
+    observeWhileAlive(*this, MPMoviePlayerPlaybackStateDidChangeNotification, player_.get(),
+                      &QMMPMoviePlayerPlayingStateMetric::onPlaybackStateChange);
 }
 
 void QMMPMoviePlayerPlayingStateMetric::stopObservingPlayer() {

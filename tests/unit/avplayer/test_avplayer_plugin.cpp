@@ -35,17 +35,6 @@ class QMAVPlayerPluginTest : public QMAVPlayerSessionTest {
 
 }  // namespace
 
-TEST(QMAVPlayerPluginValues, StreamTypeIsAnchoredAtTheEndOfTheWholeURLAndIgnoresCase) {
-    auto type = [](const char* url) {
-        return QMAVPlayerVeyraPlugin::extractStreamType(QMURL::URLWithString(url));
-    };
-    EXPECT_EQ(type("https://cdn.example/v/MOVIE.MP4"), "PDL");
-    EXPECT_EQ(type("https://cdn.example/v/index.m3u8"), "HLS");
-    EXPECT_EQ(type("https://cdn.example/v/index.m3u8?token=x"), "UNKNOWN");
-    EXPECT_EQ(type("https://cdn.example/v/manifest.mpd"), "MPEG_DASH");
-    EXPECT_EQ(QMAVPlayerVeyraPlugin::extractStreamType(nullptr), "UNKNOWN");
-}
-
 TEST(QMAVPlayerPluginValues, MetadataSkipsElementsWithoutKeyOrValuesAndIsNothingWhenEmpty) {
     EXPECT_EQ(
         converted(QMCustomMetadataArray{md(std::nullopt, Values{"x"}), nullptr, md("genre", Values{"a", "b"}),
@@ -64,11 +53,9 @@ TEST_F(QMAVPlayerPluginTest, FacadeContainsCreationFailuresAndRefusesNoPlayer) {
     EXPECT_FALSE(QMMonitoringSessions::currentAVPlayerMonitoringSession());
     EXPECT_EQ(logs().back(),
               "E SV can't create plugin.error:*** -[NSMutableString appendString:]: nil argument");
-
-    EXPECT_FALSE(QMAVPlayerVeyraPlugin::pluginWithParams(nullptr, "A-1", std::nullopt, "C-1", std::nullopt,
-                                                         "N", std::nullopt, std::nullopt, std::nullopt,
-                                                         std::nullopt));
-    EXPECT_EQ(logs().back(), "E T AVPlayer instance is null, the plugin will not initialized");
+    QMVeyraKit::pluginWithAVPlayer(nullptr, "A-1", "C-1", std::nullopt, "Name", "V-1", std::nullopt,
+                                   std::nullopt);
+    EXPECT_FALSE(QMMonitoringSessions::currentAVPlayerMonitoringSession());
 }
 
 TEST_F(QMAVPlayerPluginTest, RateAboveZeroStartsAndOnlyAnEndAtRateZeroStops) {

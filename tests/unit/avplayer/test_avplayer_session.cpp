@@ -114,8 +114,8 @@ at 0:13 stop
 
 namespace {
 
-// Join at 0:02, a 3 s stall from 0:05 while the viewer wants to play, played the platform's way
-// (the rate stays at 1) or the older way (the rate drops to 0 until the buffer recovers).
+// Join at 0:02, a 3 s stall from 0:05 while the viewer wants to play, played both ways a
+// driver may: the rate stays at 1, or it drops to 0 until the buffer recovers.
 std::string stallScenario(const std::string& behaviour) {
     return "url https://media.veyrakit.invalid/vod/clip/master.m3u8\nduration 0:40\nvariant 800000\n"
            "stall-behaviour " +

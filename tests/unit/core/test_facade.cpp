@@ -18,9 +18,9 @@ class QMFacadeTest : public QMCoreTest {
         QMCoreTest::SetUp();
         answer("/player/init", R"({"sessionId":"S-1"})", 200, -1);
         auto creator = [this](std::shared_ptr<QMVeyraPlugin> (*slot)()) {
-            return [this, slot](const auto&, const auto&, const std::optional<std::string>& host, const auto&,
-                                const auto&, const auto&, const auto&, const auto&, const auto&,
-                                const QMPluginMetadata& metadata) { return make(host, metadata, slot()); };
+            return [this, slot](const auto&, const QMSessionDescription& description) {
+                return make(description.serverHost, description.pluginMetadata.value(), slot());
+            };
         };
         QMMonitoringSessions::setAVPlayerPluginCreator(
             creator(&QMMonitoringSessions::currentAVPlayerMonitoringSession));

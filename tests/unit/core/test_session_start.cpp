@@ -63,7 +63,7 @@ TEST_F(QMCoreTest, AnIdBeforeThePlayerStartsWaitsForItAndEachRestartSendsSession
     EXPECT_EQ(bodies("/player/report").at(2), R"({"sessionId":"S-1","type":"S","pulseNumber":3})");
 
     // The restart started the periodical reporter again: its start replaced the timer without
-    // invalidating the first one, as the platform's timers behave. Both fire every 10 s from 5 s;
+    // invalidating the first one, whose run loop keeps it. Both fire every 10 s from 5 s;
     // the destroy stops only the second, and the first goes on reporting from the disposed
     // reporter it holds, without metric values and with its answers ignored.
     std::weak_ptr<QMPeriodicalReporter> reporter = plugin->periodicalReporter();

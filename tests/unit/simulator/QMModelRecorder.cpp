@@ -23,21 +23,21 @@ const char* const itemNotifications[] = {
     AVPlayerItemDidPlayToEndTimeNotification,  AVPlayerItemFailedToPlayToEndTimeNotification,
     AVPlayerItemTimeJumpedNotification,        AVPlayerItemPlaybackStalledNotification,
     AVPlayerItemNewAccessLogEntryNotification, AVPlayerItemNewErrorLogEntryNotification};
-const char* const movieNotifications[] = {MPMovieDurationAvailableNotification,
-                                          MPMovieMediaTypesAvailableNotification,
-                                          MPMovieNaturalSizeAvailableNotification,
-                                          MPMovieSourceTypeAvailableNotification,
-                                          MPMoviePlayerWillEnterFullscreenNotification,
-                                          MPMoviePlayerDidEnterFullscreenNotification,
-                                          MPMoviePlayerWillExitFullscreenNotification,
-                                          MPMoviePlayerDidExitFullscreenNotification,
-                                          MPMoviePlayerIsAirPlayVideoActiveDidChangeNotification,
-                                          MPMoviePlayerLoadStateDidChangeNotification,
-                                          MPMoviePlayerNowPlayingMovieDidChangeNotification,
-                                          MPMoviePlayerPlaybackDidFinishNotification,
-                                          MPMoviePlayerPlaybackStateDidChangeNotification,
-                                          MPMoviePlayerScalingModeDidChangeNotification,
-                                          MPMoviePlayerReadyForDisplayDidChangeNotification};
+const char* const mpMoviePlayerNotifications[] = {MPMovieDurationAvailableNotification,
+                                                  MPMovieMediaTypesAvailableNotification,
+                                                  MPMovieNaturalSizeAvailableNotification,
+                                                  MPMovieSourceTypeAvailableNotification,
+                                                  MPMoviePlayerWillEnterFullscreenNotification,
+                                                  MPMoviePlayerDidEnterFullscreenNotification,
+                                                  MPMoviePlayerWillExitFullscreenNotification,
+                                                  MPMoviePlayerDidExitFullscreenNotification,
+                                                  MPMoviePlayerIsAirPlayVideoActiveDidChangeNotification,
+                                                  MPMoviePlayerLoadStateDidChangeNotification,
+                                                  MPMoviePlayerNowPlayingMovieDidChangeNotification,
+                                                  MPMoviePlayerPlaybackDidFinishNotification,
+                                                  MPMoviePlayerPlaybackStateDidChangeNotification,
+                                                  MPMoviePlayerScalingModeDidChangeNotification,
+                                                  MPMoviePlayerReadyForDisplayDidChangeNotification};
 
 std::string number(double value) {
     char buffer[64];
@@ -72,7 +72,7 @@ std::string valueText(const std::any& value) {
 }
 
 // What a movie player notification is about, read from the player when it arrives.
-std::string movieValue(const std::string& name, const MPMoviePlayerController& player) {
+std::string mpMoviePlayerValue(const std::string& name, const MPMoviePlayerController& player) {
     if (name == MPMovieDurationAvailableNotification) return number(player.duration());
     if (name == MPMovieMediaTypesAvailableNotification) return std::to_string(player.movieMediaTypes());
     if (name == MPMovieNaturalSizeAvailableNotification)
@@ -119,12 +119,12 @@ void QMModelRecorder::watch(const std::shared_ptr<AVPlayer>& player) {
 }
 
 void QMModelRecorder::watch(const std::shared_ptr<MPMoviePlayerController>& player) {
-    moviePlayer_ = player;
-    for (const char* name : movieNotifications) {
+    mpMoviePlayer_ = player;
+    for (const char* name : mpMoviePlayerNotifications) {
         QMNotificationCenter::defaultCenter()->addObserver(
             this, name, player.get(), [this](const QMNotification& note) {
                 std::string what = note.name();
-                const std::string value = movieValue(note.name(), *moviePlayer_);
+                const std::string value = mpMoviePlayerValue(note.name(), *mpMoviePlayer_);
                 if (!value.empty()) {
                     what += " " + value;
                 }
@@ -154,7 +154,7 @@ void QMModelRecorder::unwatch() {
     }
     player_.reset();
     item_.reset();
-    moviePlayer_.reset();
+    mpMoviePlayer_.reset();
 }
 
 std::vector<std::string> QMModelRecorder::linesStartingWith(const std::string& prefix) const {

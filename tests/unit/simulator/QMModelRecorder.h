@@ -36,7 +36,7 @@ class QMModelRecorder : public QMObject {
     std::vector<std::string> lines_;
     std::shared_ptr<AVPlayer> player_;
     std::shared_ptr<AVPlayerItem> item_;
-    std::shared_ptr<MPMoviePlayerController> moviePlayer_;
+    std::shared_ptr<MPMoviePlayerController> mpMoviePlayer_;
 };
 
 }  // namespace veyrakit

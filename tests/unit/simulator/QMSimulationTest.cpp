@@ -11,7 +11,7 @@ void QMSimulationTest::play(const std::string& text, int64_t forMillis,
     if (simulator->player()) {
         recorder->watch(simulator->player());
     } else {
-        recorder->watch(simulator->moviePlayer());
+        recorder->watch(simulator->mpMoviePlayer());
     }
     simulator->start();
     runFor(forMillis);

@@ -143,7 +143,7 @@ TEST_F(PlayerModels, PeriodicTimeObserverTicksOnTheItemsTimelineUntilRemoved) {
     EXPECT_EQ(ticks.use_count(), 1);  // the block was released
 }
 
-TEST_F(PlayerModels, MoviePlayerFullScreenAndStallsInPlatformOrder) {
+TEST_F(PlayerModels, MPMoviePlayerFullScreenAndStallsInPlatformOrder) {
     auto player = std::make_shared<MPMoviePlayerController>(QMURL::URLWithString("https://a.invalid/x.mp4"));
     auto recorder = std::make_shared<QMModelRecorder>();
     recorder->watch(player);

@@ -8,11 +8,11 @@ namespace veyrakit {
 
 // Drives an MPMoviePlayerController made with the scenario's URL, stopped and with an unknown
 // load state at first.
-class QMSimulatedMoviePlayer : public QMSimulatedPlayer {
+class QMSimulatedMPMoviePlayer : public QMSimulatedPlayer {
   public:
-    QMSimulatedMoviePlayer(const std::shared_ptr<QMScenario>& scenario,
-                           std::shared_ptr<QMSimulatedStream> stream);
-    ~QMSimulatedMoviePlayer() override;
+    QMSimulatedMPMoviePlayer(const std::shared_ptr<QMScenario>& scenario,
+                             std::shared_ptr<QMSimulatedStream> stream);
+    ~QMSimulatedMPMoviePlayer() override;
 
     const std::shared_ptr<MPMoviePlayerController>& player() const { return player_; }
     double position() const override;

@@ -15,7 +15,7 @@ using Strings = std::vector<std::string>;
 
 // The diagnostic handler of a movie player session made through the facade, on virtual time: the
 // session request is answered after 0.5 s and the diagnostic posts with 200.
-class MovieDiagnostics : public QMMPMoviePlayerSessionTest {
+class MPMoviePlayerDiagnostics : public QMMPMoviePlayerSessionTest {
   protected:
     void SetUp() override {
         QMMPMoviePlayerSessionTest::SetUp();
@@ -62,14 +62,14 @@ class MovieDiagnostics : public QMMPMoviePlayerSessionTest {
         std::make_shared<MPMoviePlayerController>(QMURL::URLWithString("https://cdn.example/v/index.m3u8"));
 };
 
-// The shared fields and the error fields of an empty error log, as the platform prints nothing.
+// The shared fields and the error fields of an empty error log, nothing printed as "(null)".
 const std::string kNilErrorLog =
     "URI: (null)\n|Server address: (null)\n|Session ID: (null)\n|Error domain: (null)\n|Error comment: "
     "(null)\n";
 
 }  // namespace
 
-TEST_F(MovieDiagnostics, TheLoadStateAtAttachIsComparedByEqualityAndTheBodyGoesOutAsIs) {
+TEST_F(MPMoviePlayerDiagnostics, TheLoadStateAtAttachIsComparedByEqualityAndTheBodyGoesOutAsIs) {
     start(static_cast<MPMovieLoadState>(MPMovieLoadStatePlayable | MPMovieLoadStatePlaythroughOK));
     runFor(3'000);
     EXPECT_TRUE(stubs().requestsTo("/veyrakit/").empty());  // nothing on empty ticks
@@ -92,7 +92,7 @@ TEST_F(MovieDiagnostics, TheLoadStateAtAttachIsComparedByEqualityAndTheBodyGoesO
     EXPECT_TRUE(console.contains("Status code: 200"));
 }
 
-TEST_F(MovieDiagnostics, SharedShadowsAlternateNilStringsAndNaNAlwaysCountAndIndexesRunOn) {
+TEST_F(MPMoviePlayerDiagnostics, SharedShadowsAlternateNilStringsAndNaNAlwaysCountAndIndexesRunOn) {
     start(MPMovieLoadStatePlayable);  // "play"
     player->setDuration(30.5);        // no log yet: strings nothing, numbers zero
     runFor(1'000);
@@ -151,7 +151,7 @@ TEST_F(MovieDiagnostics, SharedShadowsAlternateNilStringsAndNaNAlwaysCountAndInd
     EXPECT_EQ(posts().back().substr(0, 36), "1@4000 play|Ready for display\n|URI: ");
 }
 
-TEST_F(MovieDiagnostics, EveryNotificationRecordsItsTextWithTheKeptSpellings) {
+TEST_F(MPMoviePlayerDiagnostics, EveryNotificationRecordsItsTextWithTheKeptSpellings) {
     // Logs that agree on the shared fields: after the first check nothing but the texts.
     auto entry = accessEntry("https://cdn.example/v/a.ts");
     player->addAccessLogEvent(entry);

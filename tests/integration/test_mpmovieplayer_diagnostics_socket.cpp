@@ -11,9 +11,9 @@ namespace veyrakit {
 
 // The real loop and libcurl: a movie player session whose server and diagnostic collector are one
 // in-test server on 127.0.0.1.
-using MovieDiagnosticsOverSockets = QMMPMoviePlayerSessionTest;
+using MPMoviePlayerDiagnosticsOverSockets = QMMPMoviePlayerSessionTest;
 
-TEST_F(MovieDiagnosticsOverSockets, DiagnosticPostsArriveOverSocketsAndTheirStatusIsLogged) {
+TEST_F(MPMoviePlayerDiagnosticsOverSockets, DiagnosticPostsArriveOverSocketsAndTheirStatusIsLogged) {
     auto realLoop = std::make_shared<QMRunLoop>();
     QMRunLoop::setMainRunLoop(realLoop);
     stubs().disable();

@@ -13,10 +13,10 @@ namespace veyrakit {
 // by the plugin's own rules. Leaving stops the player, as an app leaving its player screen does:
 // the finish that follows ends the session (the facade's stopPlayback does not reach a movie
 // player's plugin).
-class QMDemoMoviePlayerMediaPlayback : public QMDemoMediaPlayback {
+class QMDemoMPMoviePlayerMediaPlayback : public QMDemoMediaPlayback {
   public:
-    QMDemoMoviePlayerMediaPlayback() = default;
-    ~QMDemoMoviePlayerMediaPlayback() override;
+    QMDemoMPMoviePlayerMediaPlayback() = default;
+    ~QMDemoMPMoviePlayerMediaPlayback() override;
 
     void start(const Settings& settings) override;
     bool mediaOver() const override;

@@ -11,7 +11,7 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-const std::string movieHeader =
+const std::string mpMoviePlayerHeader =
     "player mpmovieplayer\n"
     "url https://media.example.invalid/vod/a/master.m3u8\n"
     "duration 10\n"
@@ -20,12 +20,12 @@ const std::string movieHeader =
     "variant 800000 960x540\n"
     "variant 1500000 1280x720\n";
 
-class MoviePlayerSimulation : public QMSimulationTest {};
+class MPMoviePlayerSimulation : public QMSimulationTest {};
 
 }  // namespace
 
-TEST_F(MoviePlayerSimulation, SessionNotificationsInPlatformOrderWithLogs) {
-    play(movieHeader +
+TEST_F(MPMoviePlayerSimulation, SessionNotificationsInPlatformOrderWithLogs) {
+    play(mpMoviePlayerHeader +
              "at 0 play\nat 1 ready\nat 2 bitrate 1500000\nat 3 stall 1\nat 5 seek 2\n"
              "at 6 fullscreen\nat 6 airplay on\nat 6 scaling fill\nat 7 server-error 503\nat 7.5 "
              "buffer-full\n",
@@ -50,7 +50,7 @@ TEST_F(MoviePlayerSimulation, SessionNotificationsInPlatformOrderWithLogs) {
                                         "7500 MPMoviePlayerLoadStateDidChangeNotification 3",
                                         "13000 MPMoviePlayerPlaybackDidFinishNotification reason=0",
                                         "13000 MPMoviePlayerPlaybackStateDidChangeNotification 0"}));
-    auto player = simulator->moviePlayer();
+    auto player = simulator->mpMoviePlayer();
     EXPECT_DOUBLE_EQ(player->currentPlaybackTime(), 10.0);
     const auto& events = player->accessLog()->events();
     ASSERT_EQ(events.size(), 2u);
@@ -70,8 +70,8 @@ TEST_F(MoviePlayerSimulation, SessionNotificationsInPlatformOrderWithLogs) {
     EXPECT_EQ(error.date()->timeIntervalSince1970(), 1'700'000'007.0);
 }
 
-TEST_F(MoviePlayerSimulation, FailureAndUserExitCarryTheirFinishReasons) {
-    play(movieHeader +
+TEST_F(MPMoviePlayerSimulation, FailureAndUserExitCarryTheirFinishReasons) {
+    play(mpMoviePlayerHeader +
              "at 0 ready\nat 0 play\nat 2 fail code=-1100 domain=NSURLErrorDomain message=\"not found\"\n",
          5'000);
     EXPECT_EQ(recorder->linesStartingWith("MPMoviePlayerPlaybackDidFinishNotification"),
@@ -82,7 +82,7 @@ TEST_F(MoviePlayerSimulation, FailureAndUserExitCarryTheirFinishReasons) {
     EXPECT_EQ(recorder->linesStartingWith("MPMoviePlayerLoadStateDidChangeNotification"),
               (Lines{"0 MPMoviePlayerLoadStateDidChangeNotification 1"}));
 
-    play(movieHeader + "at 0 play\nat 1 ready\nat 3 pause\nat 4 stop\n", 5'000);
+    play(mpMoviePlayerHeader + "at 0 play\nat 1 ready\nat 3 pause\nat 4 stop\n", 5'000);
     const Lines& all = recorder->lines();
     EXPECT_EQ(Lines(all.end() - 3, all.end()),
               (Lines{"3000 MPMoviePlayerPlaybackStateDidChangeNotification 2",

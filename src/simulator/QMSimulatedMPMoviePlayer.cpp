@@ -1,22 +1,22 @@
-#include "simulator/QMSimulatedMoviePlayer.h"
+#include "simulator/QMSimulatedMPMoviePlayer.h"
 
 namespace veyrakit {
 
-QMSimulatedMoviePlayer::QMSimulatedMoviePlayer(const std::shared_ptr<QMScenario>& scenario,
-                                               std::shared_ptr<QMSimulatedStream> stream)
+QMSimulatedMPMoviePlayer::QMSimulatedMPMoviePlayer(const std::shared_ptr<QMScenario>& scenario,
+                                                   std::shared_ptr<QMSimulatedStream> stream)
     : QMSimulatedPlayer(scenario, std::move(stream)),
       player_(std::make_shared<MPMoviePlayerController>(QMURL::URLWithString(scenario->url().value_or("")))) {
 }
 
-QMSimulatedMoviePlayer::~QMSimulatedMoviePlayer() = default;
+QMSimulatedMPMoviePlayer::~QMSimulatedMPMoviePlayer() = default;
 
-double QMSimulatedMoviePlayer::position() const { return player_->currentPlaybackTime(); }
+double QMSimulatedMPMoviePlayer::position() const { return player_->currentPlaybackTime(); }
 
-bool QMSimulatedMoviePlayer::isAdvancing() const { return player_->isPlayheadMoving(); }
+bool QMSimulatedMPMoviePlayer::isAdvancing() const { return player_->isPlayheadMoving(); }
 
-double QMSimulatedMoviePlayer::playheadRate() const { return player_->currentPlaybackRate(); }
+double QMSimulatedMPMoviePlayer::playheadRate() const { return player_->currentPlaybackRate(); }
 
-void QMSimulatedMoviePlayer::play() {
+void QMSimulatedMPMoviePlayer::play() {
     player_->setPlaybackState(MPMoviePlaybackStatePlaying);
     // Asked to play before its content is ready, the movie player waits in a stalled load state.
     if (!isReady()) {
@@ -24,9 +24,9 @@ void QMSimulatedMoviePlayer::play() {
     }
 }
 
-void QMSimulatedMoviePlayer::pause() { player_->setPlaybackState(MPMoviePlaybackStatePaused); }
+void QMSimulatedMPMoviePlayer::pause() { player_->setPlaybackState(MPMoviePlaybackStatePaused); }
 
-void QMSimulatedMoviePlayer::changeRate(double rate) {
+void QMSimulatedMPMoviePlayer::changeRate(double rate) {
     if (rate == 0.0) {
         pause();
         return;
@@ -35,7 +35,7 @@ void QMSimulatedMoviePlayer::changeRate(double rate) {
     play();
 }
 
-void QMSimulatedMoviePlayer::becomeReady() {
+void QMSimulatedMPMoviePlayer::becomeReady() {
     player_->setMovieSourceType(stream()->isStreaming() ? MPMovieSourceTypeStreaming : MPMovieSourceTypeFile);
     player_->setMovieMediaTypes(
         static_cast<MPMovieMediaTypeMask>(MPMovieMediaTypeMaskVideo | MPMovieMediaTypeMaskAudio));
@@ -47,14 +47,14 @@ void QMSimulatedMoviePlayer::becomeReady() {
     player_->setReadyForDisplay(true);
 }
 
-void QMSimulatedMoviePlayer::fillBuffer() {
+void QMSimulatedMPMoviePlayer::fillBuffer() {
     if (!isStalled()) {
         player_->setLoadState(
             static_cast<MPMovieLoadState>(MPMovieLoadStatePlayable | MPMovieLoadStatePlaythroughOK));
     }
 }
 
-void QMSimulatedMoviePlayer::seek(int64_t millis) {
+void QMSimulatedMPMoviePlayer::seek(int64_t millis) {
     const MPMoviePlaybackState before = player_->playbackState();
     const double target = static_cast<double>(millis) / 1000.0;
     player_->setPlaybackState(target >= position() ? MPMoviePlaybackStateSeekingForward
@@ -63,38 +63,38 @@ void QMSimulatedMoviePlayer::seek(int64_t millis) {
     player_->setPlaybackState(before);
 }
 
-void QMSimulatedMoviePlayer::stall() { player_->setLoadState(MPMovieLoadStateStalled); }
+void QMSimulatedMPMoviePlayer::stall() { player_->setLoadState(MPMovieLoadStateStalled); }
 
-void QMSimulatedMoviePlayer::recover() { player_->setLoadState(MPMovieLoadStatePlayable); }
+void QMSimulatedMPMoviePlayer::recover() { player_->setLoadState(MPMovieLoadStatePlayable); }
 
-void QMSimulatedMoviePlayer::variantChanged() {
+void QMSimulatedMPMoviePlayer::variantChanged() {
     if (isReady()) {
         player_->setNaturalSize(stream()->presentationSize());
     }
 }
 
-void QMSimulatedMoviePlayer::serverError(const QMScenarioStep& step) {
+void QMSimulatedMPMoviePlayer::serverError(const QMScenarioStep& step) {
     auto event = std::make_shared<MPMovieErrorLogEvent>();
     stream()->fillErrorLogEvent(*event, step);
     player_->addErrorLogEvent(std::move(event));
 }
 
-void QMSimulatedMoviePlayer::fail(const QMScenarioStep& step, const std::shared_ptr<QMError>& error) {
+void QMSimulatedMPMoviePlayer::fail(const QMScenarioStep& step, const std::shared_ptr<QMError>& error) {
     player_->finishPlayback(MPMovieFinishReasonPlaybackError, error);
     player_->setPlaybackState(MPMoviePlaybackStateStopped);
 }
 
-void QMSimulatedMoviePlayer::stop() {
+void QMSimulatedMPMoviePlayer::stop() {
     player_->finishPlayback(MPMovieFinishReasonUserExited, nullptr);
     player_->setPlaybackState(MPMoviePlaybackStateStopped);
 }
 
-void QMSimulatedMoviePlayer::endOfMedia() {
+void QMSimulatedMPMoviePlayer::endOfMedia() {
     player_->finishPlayback(MPMovieFinishReasonPlaybackEnded, nullptr);
     player_->setPlaybackState(MPMoviePlaybackStateStopped);
 }
 
-void QMSimulatedMoviePlayer::performOwnStep(const QMScenarioStep& step) {
+void QMSimulatedMPMoviePlayer::performOwnStep(const QMScenarioStep& step) {
     switch (step.action) {
         case QMScenarioAction::FullScreen:
         case QMScenarioAction::Window:
@@ -111,13 +111,13 @@ void QMSimulatedMoviePlayer::performOwnStep(const QMScenarioStep& step) {
     }
 }
 
-void QMSimulatedMoviePlayer::addAccessLogEvent() {
+void QMSimulatedMPMoviePlayer::addAccessLogEvent() {
     currentEvent_ = std::make_shared<MPMovieAccessLogEvent>();
     refreshAccessLogEvent();
     player_->addAccessLogEvent(currentEvent_);
 }
 
-void QMSimulatedMoviePlayer::refreshAccessLogEvent() {
+void QMSimulatedMPMoviePlayer::refreshAccessLogEvent() {
     if (currentEvent_) {
         QMSimulatedStream::fillAccessLogEvent(*currentEvent_, stream()->figures());
     }

@@ -1,4 +1,4 @@
-#include "demo/QMDemoMoviePlayerMediaPlayback.h"
+#include "demo/QMDemoMPMoviePlayerMediaPlayback.h"
 
 #include <stdexcept>
 
@@ -10,9 +10,9 @@
 
 namespace veyrakit {
 
-QMDemoMoviePlayerMediaPlayback::~QMDemoMoviePlayerMediaPlayback() { finish(); }
+QMDemoMPMoviePlayerMediaPlayback::~QMDemoMPMoviePlayerMediaPlayback() { finish(); }
 
-void QMDemoMoviePlayerMediaPlayback::start(const Settings& settings) {
+void QMDemoMPMoviePlayerMediaPlayback::start(const Settings& settings) {
     player_ = std::make_shared<MPMoviePlayerController>(QMURL::URLWithString(settings.mediaURL));
     pointDiagnosticsAt(settings);
     // The length of the media is not known before it loads: the asset type says on demand.
@@ -27,20 +27,20 @@ void QMDemoMoviePlayerMediaPlayback::start(const Settings& settings) {
     player_->play();
 }
 
-bool QMDemoMoviePlayerMediaPlayback::mediaOver() const { return !driver_ || driver_->isOver(); }
+bool QMDemoMPMoviePlayerMediaPlayback::mediaOver() const { return !driver_ || driver_->isOver(); }
 
-void QMDemoMoviePlayerMediaPlayback::leave() {
+void QMDemoMPMoviePlayerMediaPlayback::leave() {
     if (sessionEndPending()) return;
     // The driver answers the stop with the finish for a viewer who left (reason 2).
     if (driver_ && !driver_->isOver()) player_->stop();
     if (!sessionEnded()) endSessionLater();
 }
 
-std::shared_ptr<QMVeyraPlugin> QMDemoMoviePlayerMediaPlayback::session() const {
+std::shared_ptr<QMVeyraPlugin> QMDemoMPMoviePlayerMediaPlayback::session() const {
     return QMMonitoringSessions::currentMPMoviePlayerMonitoringSession();
 }
 
-void QMDemoMoviePlayerMediaPlayback::finish() {
+void QMDemoMPMoviePlayerMediaPlayback::finish() {
     endSession();
     if (driver_) {
         driver_->stop();
