@@ -7,7 +7,7 @@
 #include "logging/QMLogger.h"
 #include "metrics/QMMetricManager.h"
 #include "platform/QMFormat.h"
-#include "platform/QMTimer.h"
+#include "veyrakit/platform/QMTimer.h"
 #include "platform/QMUserDefaults.h"
 #include "platform/UIDevice.h"
 #include "reporting/QMJSONPostRequest.h"

@@ -1,7 +1,7 @@
 #include "metrics/QMElapsedTimeMetric.h"
 
 #include "platform/QMFormat.h"
-#include "platform/QMTimer.h"
+#include "veyrakit/platform/QMTimer.h"
 #include "veyrakit/VeyraKitGlobals.h"
 
 namespace veyrakit {

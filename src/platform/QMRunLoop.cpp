@@ -24,7 +24,7 @@
 #include "platform/QMException.h"
 #include "platform/QMSharedSlot.h"
 #include "platform/QMThreadChecker.h"
-#include "platform/QMTimer.h"
+#include "veyrakit/platform/QMTimer.h"
 #include "platform/QMURLTransfer.h"
 
 namespace veyrakit {

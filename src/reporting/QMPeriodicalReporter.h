@@ -5,7 +5,7 @@
 #include <string>
 
 #include "platform/QMJSON.h"
-#include "platform/QMTimer.h"
+#include "veyrakit/platform/QMTimer.h"
 #include "platform/QMURLConnection.h"
 #include "platform/QMURLRequest.h"
 #include "veyrakit/platform/QMObject.h"

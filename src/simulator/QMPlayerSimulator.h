@@ -4,7 +4,7 @@
 #include <memory>
 #include <optional>
 
-#include "platform/QMTimer.h"
+#include "veyrakit/platform/QMTimer.h"
 #include "simulator/QMScenario.h"
 #include "simulator/QMSimulatedPlayer.h"
 #include "simulator/QMSimulatorHost.h"

@@ -14,7 +14,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/QMTimer.h"
+#include "veyrakit/platform/QMTimer.h"
 #include "platform/QMURLConnection.h"
 #include "platform/QMURLSession.h"
 #include "support/QMLeftoverCheckedTest.h"

@@ -5,7 +5,7 @@
 
 #include "core/QMVeyraPlugin.h"
 #include "demo/QMDemoOptions.h"
-#include "platform/QMTimer.h"
+#include "veyrakit/platform/QMTimer.h"
 #include "veyrakit/QMCustomMetadata.h"
 
 namespace veyrakit {

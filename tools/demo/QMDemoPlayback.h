@@ -5,7 +5,7 @@
 #include <string>
 
 #include "core/QMVeyraPlugin.h"
-#include "platform/QMTimer.h"
+#include "veyrakit/platform/QMTimer.h"
 #include "simulator/QMPlayerSimulator.h"
 #include "simulator/QMScenario.h"
 

@@ -6,7 +6,7 @@
 #include "logging/QMLogger.h"
 #include "platform/QMConsole.h"
 #include "platform/QMFormat.h"
-#include "platform/QMTimer.h"
+#include "veyrakit/platform/QMTimer.h"
 #include "reporting/QMPeriodicalReporter.h"
 #include "reporting/QMReportType.h"
 #include "veyrakit/platform/avfoundation/AVPlayer.h"

@@ -1,7 +1,7 @@
 #include "players/mpmovieplayer/QMMPMoviePlayerViewingTimeMetric.h"
 
 #include "platform/QMFormat.h"
-#include "platform/QMTimer.h"
+#include "veyrakit/platform/QMTimer.h"
 #include "veyrakit/platform/mediaplayer/MPMoviePlayerController.h"
 
 namespace veyrakit {

@@ -9,7 +9,7 @@
 
 #include "platform/QMClock.h"
 #include "platform/QMException.h"
-#include "platform/QMTimer.h"
+#include "veyrakit/platform/QMTimer.h"
 #include "support/QMTestEnvironment.h"
 #include "veyrakit/platform/QMRunLoop.h"
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/QMTimer.h"
+#include "veyrakit/platform/QMTimer.h"
 #include "support/QMTestEnvironment.h"
 #include "veyrakit/platform/QMRunLoop.h"
 
