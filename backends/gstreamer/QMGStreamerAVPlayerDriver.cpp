@@ -154,14 +154,16 @@ void QMGStreamerAVPlayerDriver::modelCountsTransfers(QMMediaAccessLogEvent& even
     entry.setTransferDuration(figures.transferSeconds);
 }
 
-void QMGStreamerAVPlayerDriver::modelLogsError(long statusCode, const std::string& comment) {
+void QMGStreamerAVPlayerDriver::modelLogsError(long statusCode, const std::string& comment,
+                                               const std::string& domain) {
     auto event = std::make_shared<AVPlayerItemErrorLogEvent>();
-    log().fillErrorLogEvent(*event, statusCode, comment);
+    log().fillErrorLogEvent(*event, statusCode, comment, domain);
     item_->addErrorLogEvent(std::move(event));
 }
 
-void QMGStreamerAVPlayerDriver::modelFails(long code, const std::string& message) {
-    auto error = QMError::errorWithDomain(AVFoundationErrorDomain, code, message);
+void QMGStreamerAVPlayerDriver::modelFails(const std::string& domain, long code,
+                                           const std::string& description) {
+    auto error = QMError::errorWithDomain(domain, code, description);
     item_->setError(error);
     item_->setStatus(AVPlayerItemStatusFailed);
     if (hasStarted()) {

@@ -1,9 +1,11 @@
 #include "veyrakit/gstreamer/QMGStreamerDriver.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "QMGStreamerProblem.h"
 #include "veyrakit/platform/QMRunLoop.h"
+#include "veyrakit/platform/QMTimer.h"
 #include "veyrakit/platform/avfoundation/QMMediaAccessLogEvent.h"
 
 namespace veyrakit {
@@ -38,6 +40,7 @@ void QMGStreamerDriver::stop() {
 }
 
 void QMGStreamerDriver::finish() {
+    stopWatchingProgress();
     if (!pipeline_) {
         return;
     }
@@ -82,6 +85,8 @@ void QMGStreamerDriver::pipelineBuffering(int percent) {
     } else if (seeking_) {
         endSeekIfRefilled();
     } else if (buffering) {
+        // After a failed download, running dry is the end of what was in hand.
+        if (failIfPending()) return;
         modelStalls();
     } else {
         modelRecovers();
@@ -90,7 +95,8 @@ void QMGStreamerDriver::pipelineBuffering(int percent) {
 }
 
 void QMGStreamerDriver::leave() {
-    if (over_) {
+    // The app stops after a failure (most do at its error): the failure is what ended playback.
+    if (over_ || failIfPending()) {
         return;
     }
     over_ = true;
@@ -210,29 +216,95 @@ void QMGStreamerDriver::closeAccessLogEvent(const std::optional<std::string>& ne
 }
 
 void QMGStreamerDriver::pipelineHTTPWarning(const QMGStreamerProblem& problem) {
-    modelLogsError(problem.httpStatus(), problem.comment());
+    modelLogsError(problem.httpStatus(), problem.comment(), problem.logDomain());
 }
 
 void QMGStreamerDriver::pipelineError(const QMGStreamerProblem& problem) {
-    modelLogsError(problem.logStatusCode(), problem.comment());
+    if (pendingFailure_) {
+        return;  // what follows the first failure only repeats it
+    }
+    modelLogsError(problem.logStatusCode(), problem.comment(), problem.logDomain());
+    const bool download = problem.cause() != QMGStreamerCause::Unsupported &&
+                          problem.cause() != QMGStreamerCause::Corrupt &&
+                          problem.cause() != QMGStreamerCause::Unknown;
+    if (ready_ && download) {
+        // A download failed with media in hand: playback goes on with what is buffered (or on
+        // another variant, where the demuxer finds one) and fails when it runs out.
+        pendingFailure_ = std::make_unique<QMGStreamerProblem>(problem);
+        watchProgress();
+        return;
+    }
+    fail(problem);
+}
+
+void QMGStreamerDriver::fail(const QMGStreamerProblem& problem) {
     over_ = true;
+    stopWatchingProgress();
     closeAccessLogEvent();
     // Nothing the observers of the failure do to the model reaches the pipeline any more.
     finish();
-    modelFails(problem.platformErrorCode(),
-               problem.message().empty() ? "The operation could not be completed" : problem.message());
+    modelFails(problem.errorDomain(), problem.errorCode(), problem.errorDescription());
 }
 
 void QMGStreamerDriver::pipelineEndOfStream() {
+    if (pendingFailure_) {
+        fail(*pendingFailure_);
+        return;
+    }
+    // A stream that stops well short of the duration it announced did not play to its end.
+    const auto duration = pipeline_->durationSeconds();
+    const auto position = pipeline_->positionSeconds();
+    if (duration && position && *position < *duration - std::max(2.0, *duration * 0.05)) {
+        const QMGStreamerProblem early = QMGStreamerProblem::endedEarly(*position, *duration);
+        modelLogsError(early.logStatusCode(), early.comment(), early.logDomain());
+        fail(early);
+        return;
+    }
     over_ = true;
     closeAccessLogEvent();
     finish();
     modelEnds();
 }
 
+void QMGStreamerDriver::watchProgress() {
+    // Buffering messages tell of most runs dry; a pipeline that merely stops moving does not.
+    std::weak_ptr<QMGStreamerDriver> weakSelf = selfAs<QMGStreamerDriver>();
+    lastPosition_ = pipeline_->positionSeconds();
+    progressTimer_ = QMTimer::scheduledTimerWithTimeInterval(
+        kProgressCheckSeconds,
+        [weakSelf](QMTimer&) {
+            if (auto self = weakSelf.lock()) self->checkProgress();
+        },
+        true);
+}
+
+void QMGStreamerDriver::stopWatchingProgress() {
+    if (progressTimer_) {
+        progressTimer_->invalidate();
+        progressTimer_.reset();
+    }
+}
+
+void QMGStreamerDriver::checkProgress() {
+    const auto position = pipeline_ ? pipeline_->positionSeconds() : std::nullopt;
+    if (pendingFailure_ && (!position || position == lastPosition_)) {
+        fail(*pendingFailure_);
+        return;
+    }
+    lastPosition_ = position;
+}
+
 void QMGStreamerDriver::pipelineGone() {
     leave();
     finish();
+}
+
+bool QMGStreamerDriver::failIfPending() {
+    if (!pendingFailure_ || over_) {
+        return false;
+    }
+    fail(*pendingFailure_);
+    return true;
 }
 
 }  // namespace veyrakit

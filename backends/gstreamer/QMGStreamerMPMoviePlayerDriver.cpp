@@ -101,8 +101,10 @@ void QMGStreamerMPMoviePlayerDriver::observeValueForKeyPath(const std::string& k
         if (isReady()) {
             onPlaybackTimeJumped(from, to);
             seekPipeline(to);
+        } else {
+            // Before loading ends the pipeline cannot seek yet; it starts where the app said.
+            startPosition_ = to;
         }
-        // Before loading ends the pipeline cannot seek yet; it starts where the model says.
     }
     applyState();
 }
@@ -214,9 +216,11 @@ void QMGStreamerMPMoviePlayerDriver::modelBecomesReady(const std::optional<doubl
     }
     player_->setLoadState(MPMovieLoadStatePlayable);
     player_->setReadyForDisplay(true);
-    if (pipeline()->isOwned() && player_->currentPlaybackTime() > 0.0) {
-        // The app chose where to start while the content loaded: no seek of the viewer's.
-        pipeline()->seekTo(player_->currentPlaybackTime());
+    if (startPosition_ && *startPosition_ > 0.0) {
+        // The app chose where to start while the content loaded: no seek of the viewer's. Only
+        // then: the playhead may have moved a little while loading, and a seek would fetch the
+        // first fragments again.
+        pipeline()->seekTo(*startPosition_);
     }
 }
 
@@ -237,9 +241,10 @@ std::shared_ptr<QMMediaAccessLogEvent> QMGStreamerMPMoviePlayerDriver::modelOpen
     return event;
 }
 
-void QMGStreamerMPMoviePlayerDriver::modelLogsError(long statusCode, const std::string& comment) {
+void QMGStreamerMPMoviePlayerDriver::modelLogsError(long statusCode, const std::string& comment,
+                                                    const std::string& domain) {
     auto event = std::make_shared<MPMovieErrorLogEvent>();
-    log().fillErrorLogEvent(*event, statusCode, comment);
+    log().fillErrorLogEvent(*event, statusCode, comment, domain);
     player_->addErrorLogEvent(std::move(event));
 }
 

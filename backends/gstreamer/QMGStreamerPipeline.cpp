@@ -85,8 +85,8 @@ void QMGStreamerPipeline::open() {
     // Tasks already posted when the pipeline goes away find nothing to call.
     std::weak_ptr<QMGStreamerPipeline> weakSelf = shared_from_this();
     QMGStreamerPipelineTap::Handlers handlers;
-    handlers.message = [weakSelf](GstMessage* message) {
-        if (auto self = weakSelf.lock()) self->handleMessage(message);
+    handlers.message = [weakSelf](GstMessage* message, QMGStreamerCause cause) {
+        if (auto self = weakSelf.lock()) self->handleMessage(message, cause);
     };
     handlers.seek = [weakSelf](double position, double rate) {
         if (auto self = weakSelf.lock())
@@ -207,6 +207,17 @@ void QMGStreamerPipeline::announceCurrentState() {
     tell([current, target](QMGStreamerPipelineListener& l) { l.pipelineStateChanged(current, target); });
 }
 
+std::optional<double> QMGStreamerPipeline::positionSeconds() const {
+    GstElement* element = this->element();
+    if (!element) {
+        return std::nullopt;
+    }
+    gint64 position = 0;
+    const bool known = gst_element_query_position(element, GST_FORMAT_TIME, &position) && position >= 0;
+    gst_object_unref(element);
+    return known ? std::optional<double>(static_cast<double>(position) / GST_SECOND) : std::nullopt;
+}
+
 std::optional<double> QMGStreamerPipeline::durationSeconds() const {
     GstElement* element = this->element();
     if (!element) {
@@ -223,7 +234,7 @@ std::optional<double> QMGStreamerPipeline::durationSeconds() const {
     return static_cast<double>(millis) / 1000.0;
 }
 
-void QMGStreamerPipeline::handleMessage(GstMessage* message) {
+void QMGStreamerPipeline::handleMessage(GstMessage* message, QMGStreamerCause cause) {
     if (!open_) {
         return;
     }
@@ -255,7 +266,7 @@ void QMGStreamerPipeline::handleMessage(GstMessage* message) {
             break;
         }
         case GST_MESSAGE_ERROR: {
-            const QMGStreamerProblem problem = QMGStreamerProblem::fromMessage(message);
+            const QMGStreamerProblem problem = QMGStreamerProblem::fromMessage(message, cause);
             tell([&](QMGStreamerPipelineListener& l) { l.pipelineError(problem); });
             break;
         }

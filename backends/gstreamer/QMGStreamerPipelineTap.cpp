@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cstring>
+#include <thread>
 #include <utility>
 
+#include "QMGStreamerReachability.h"
 #include "QMGStreamerTracer.h"
 #include "veyrakit/platform/QMRunLoop.h"
 
@@ -15,6 +17,8 @@ namespace {
 constexpr std::size_t kMaximumManifestBytes = std::size_t{2} << 20;
 // How often the download figures are handed over while they grow.
 constexpr int64_t kDownloadsEveryMicros = 250'000;
+// How long a server behind a failed download is checked.
+constexpr int kServerCheckMillis = 1'500;
 
 }  // namespace
 
@@ -105,6 +109,13 @@ QMGStreamerPipelineTap::Downloads QMGStreamerPipelineTap::downloads() const {
 }
 
 void QMGStreamerPipelineTap::deliver(std::function<void(const Handlers&)> call) {
+    {
+        std::lock_guard<std::mutex> lock(deliverMutex_);
+        if (holding_) {
+            heldBack_.push_back(std::move(call));
+            return;
+        }
+    }
     std::weak_ptr<QMGStreamerPipelineTap> weakSelf = weak_from_this();
     loop_->post([weakSelf, call = std::move(call)] {
         if (auto self = weakSelf.lock(); self && !self->closed_) {
@@ -157,10 +168,63 @@ void QMGStreamerPipelineTap::onMessage(GstMessage* message) {
     if (!isWanted(message)) {
         return;
     }
+    if (std::string uri; QMGStreamerProblem::needsServerCheck(message, uri)) {
+        checkServerThenDeliver(message, uri);
+        return;
+    }
     // The task owns a reference until it has run (or until the loop drops it unrun).
     std::shared_ptr<GstMessage> held(gst_message_ref(message), gst_message_unref);
     deliver([held](const Handlers& handlers) {
-        if (handlers.message) handlers.message(held.get());
+        if (handlers.message) handlers.message(held.get(), QMGStreamerCause::Unknown);
+    });
+}
+
+void QMGStreamerPipelineTap::checkServerThenDeliver(GstMessage* error, const std::string& uri) {
+    {
+        std::lock_guard<std::mutex> lock(deliverMutex_);
+        if (holding_) {
+            // A second failure while the first is checked: it comes after it, unchecked.
+            std::shared_ptr<GstMessage> held(gst_message_ref(error), gst_message_unref);
+            heldBack_.push_back([held](const Handlers& handlers) {
+                if (handlers.message) handlers.message(held.get(), QMGStreamerCause::Unknown);
+            });
+            return;
+        }
+        holding_ = true;
+    }
+    std::shared_ptr<GstMessage> held(gst_message_ref(error), gst_message_unref);
+    std::weak_ptr<QMGStreamerPipelineTap> weakSelf = weak_from_this();
+    // The check keeps to its budget: the driver hears of the failure within it.
+    std::thread([weakSelf, held, uri] {
+        const QMGStreamerCause cause = QMGStreamerReachability::check(uri, kServerCheckMillis);
+        if (auto self = weakSelf.lock()) self->release(held, cause);
+    }).detach();
+}
+
+void QMGStreamerPipelineTap::release(const std::shared_ptr<GstMessage>& error, QMGStreamerCause cause) {
+    std::weak_ptr<QMGStreamerPipelineTap> weakSelf = weak_from_this();
+    loop_->post([weakSelf, error, cause] {
+        auto self = weakSelf.lock();
+        if (!self) {
+            return;
+        }
+        std::vector<std::function<void(const Handlers&)>> held;
+        {
+            std::lock_guard<std::mutex> lock(self->deliverMutex_);
+            if (!self->holding_) {
+                return;
+            }
+            self->holding_ = false;
+            held.swap(self->heldBack_);
+        }
+        if (self->closed_) {
+            return;
+        }
+        if (self->handlers_.message) self->handlers_.message(error.get(), cause);
+        for (const auto& call : held) {
+            if (self->closed_) return;
+            call(self->handlers_);
+        }
     });
 }
 

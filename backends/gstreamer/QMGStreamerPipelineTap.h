@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "QMGStreamerProblem.h"
 #include "QMGStreamerVariantTracker.h"
 #include "veyrakit/gstreamer/QMGStreamerPipelineListener.h"
 
@@ -39,7 +40,9 @@ class QMGStreamerPipelineTap : public std::enable_shared_from_this<QMGStreamerPi
   public:
     using Downloads = QMGStreamerDownloads;
     struct Handlers {
-        std::function<void(GstMessage* message)> message;
+        // `cause`: for an error whose source said only that its download failed, what a check of
+        // the server found (QMGStreamerReachability); Unknown otherwise.
+        std::function<void(GstMessage* message, QMGStreamerCause cause)> message;
         // A seek to `position` seconds (negative: the position stays, only the rate changes).
         std::function<void(double position, double rate)> seek;
         std::function<void(int width, int height)> videoSize;
@@ -88,6 +91,11 @@ class QMGStreamerPipelineTap : public std::enable_shared_from_this<QMGStreamerPi
     // dropped on the posting thread instead of crossing to the main loop.
     bool isWanted(GstMessage* message) const;
     void deliver(std::function<void(const Handlers&)> call);
+    // Holds back `error` and everything after it while the server behind it is checked (at most
+    // kServerCheckMillis), then delivers them in order: the driver learns the cause before the
+    // app's reaction to the error (which is typically to stop).
+    void checkServerThenDeliver(GstMessage* error, const std::string& uri);
+    void release(const std::shared_ptr<GstMessage>& error, QMGStreamerCause cause);
     // Watches `pad` with `callback` (once per pad), until close().
     void watch(GstPad* pad, GstPadProbeType type, GstPadProbeCallback callback, void* state,
                GDestroyNotify destroy);
@@ -108,6 +116,9 @@ class QMGStreamerPipelineTap : public std::enable_shared_from_this<QMGStreamerPi
     std::vector<std::unique_ptr<Probe>> probes_;
     std::vector<const GstPad*> watchedPads_;
     std::atomic<bool> closed_{false};
+    std::mutex deliverMutex_;
+    bool holding_ = false;
+    std::vector<std::function<void(const Handlers&)>> heldBack_;
 };
 
 }  // namespace veyrakit

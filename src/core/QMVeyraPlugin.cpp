@@ -7,7 +7,6 @@
 #include "logging/QMLogger.h"
 #include "metrics/QMMetricManager.h"
 #include "platform/QMFormat.h"
-#include "platform/QMTimer.h"
 #include "platform/QMUserDefaults.h"
 #include "platform/UIDevice.h"
 #include "reporting/QMJSONPostRequest.h"
@@ -17,6 +16,7 @@
 #include "reporting/QMRestLoader.h"
 #include "veyrakit/VeyraKitGlobals.h"
 #include "veyrakit/platform/QMNotificationCenter.h"
+#include "veyrakit/platform/QMTimer.h"
 
 namespace veyrakit {
 

@@ -7,10 +7,10 @@
 #include "diagnostics/QMAVPlayerTraceFile.h"
 #include "diagnostics/QMDiagnosticEventQueue.h"
 #include "platform/QMJSON.h"
-#include "platform/QMTimer.h"
 #include "veyrakit/QMSessionDescription.h"
 #include "veyrakit/platform/QMNotificationCenter.h"
 #include "veyrakit/platform/QMObject.h"
+#include "veyrakit/platform/QMTimer.h"
 #include "veyrakit/platform/QMURL.h"
 #include "veyrakit/platform/avfoundation/AVPlayer.h"
 

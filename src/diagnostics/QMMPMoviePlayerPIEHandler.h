@@ -7,9 +7,9 @@
 #include "diagnostics/QMDiagnosticEventQueue.h"
 #include "events/QMEventHandler.h"
 #include "platform/QMJSON.h"
-#include "platform/QMTimer.h"
 #include "veyrakit/platform/QMDate.h"
 #include "veyrakit/platform/QMNotificationCenter.h"
+#include "veyrakit/platform/QMTimer.h"
 #include "veyrakit/platform/mediaplayer/MPMoviePlayerController.h"
 
 namespace veyrakit {

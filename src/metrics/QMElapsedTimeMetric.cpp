@@ -1,8 +1,8 @@
 #include "metrics/QMElapsedTimeMetric.h"
 
 #include "platform/QMFormat.h"
-#include "platform/QMTimer.h"
 #include "veyrakit/VeyraKitGlobals.h"
+#include "veyrakit/platform/QMTimer.h"
 
 namespace veyrakit {
 

@@ -26,6 +26,7 @@ std::shared_ptr<QMError> QMError::URLErrorWithCode(long code) {
         {NSURLErrorDNSLookupFailed, "The DNS lookup failed."},
         {NSURLErrorNotConnectedToInternet, "The Internet connection appears to be offline."},
         {NSURLErrorBadServerResponse, "The server returned a bad response."},
+        {NSURLErrorFileDoesNotExist, "The requested file does not exist."},
         {NSURLErrorDataLengthExceedsMaximum, "resource exceeds maximum size"},
         {NSURLErrorSecureConnectionFailed,
          "An SSL error has occurred and a secure connection to the server cannot be made."},

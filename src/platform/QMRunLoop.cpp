@@ -24,8 +24,8 @@
 #include "platform/QMException.h"
 #include "platform/QMSharedSlot.h"
 #include "platform/QMThreadChecker.h"
-#include "platform/QMTimer.h"
 #include "platform/QMURLTransfer.h"
+#include "veyrakit/platform/QMTimer.h"
 
 namespace veyrakit {
 

@@ -1,4 +1,4 @@
-#include "platform/QMTimer.h"
+#include "veyrakit/platform/QMTimer.h"
 
 #include <algorithm>
 #include <cmath>

@@ -5,10 +5,10 @@
 #include <string>
 
 #include "platform/QMJSON.h"
-#include "platform/QMTimer.h"
 #include "platform/QMURLConnection.h"
 #include "platform/QMURLRequest.h"
 #include "veyrakit/platform/QMObject.h"
+#include "veyrakit/platform/QMTimer.h"
 
 namespace veyrakit {
 

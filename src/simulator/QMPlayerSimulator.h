@@ -4,11 +4,11 @@
 #include <memory>
 #include <optional>
 
-#include "platform/QMTimer.h"
 #include "simulator/QMScenario.h"
 #include "simulator/QMSimulatedPlayer.h"
 #include "simulator/QMSimulatorHost.h"
 #include "veyrakit/platform/QMObject.h"
+#include "veyrakit/platform/QMTimer.h"
 #include "veyrakit/platform/avfoundation/AVPlayer.h"
 #include "veyrakit/platform/mediaplayer/MPMoviePlayerController.h"
 

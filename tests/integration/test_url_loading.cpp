@@ -14,13 +14,13 @@
 #include <thread>
 #include <vector>
 
-#include "platform/QMTimer.h"
 #include "platform/QMURLConnection.h"
 #include "platform/QMURLSession.h"
 #include "support/QMLeftoverCheckedTest.h"
 #include "support/QMRecordingConnectionDelegate.h"
 #include "support/QMURLStubRegistry.h"
 #include "veyrakit/platform/QMRunLoop.h"
+#include "veyrakit/platform/QMTimer.h"
 
 namespace veyrakit {
 

@@ -3,6 +3,8 @@
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <stdexcept>
 
 namespace veyrakit {
@@ -20,7 +22,7 @@ QMTestMediaServer::QMTestMediaServer(int seconds) {
         std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started)
             .count();
     server_.set_mount_point("/", dir_);
-    server_.set_pre_routing_handler([this](const httplib::Request& request, httplib::Response&) {
+    server_.set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
         int64_t millis = 0;
         {
             std::lock_guard<std::mutex> lock(mutex_);
@@ -29,6 +31,9 @@ QMTestMediaServer::QMTestMediaServer(int seconds) {
             millis = it == delays_.end() ? 0 : it->second;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(millis));
+        if (throttle_ > 0 && request.path.ends_with(".ts") && sendSlowly(request.path, response)) {
+            return httplib::Server::HandlerResponse::Handled;
+        }
         return httplib::Server::HandlerResponse::Unhandled;
     });
     server_.set_keep_alive_timeout(1);  // stop() waits for idle connections at most this long
@@ -54,6 +59,26 @@ std::string QMTestMediaServer::url(const std::string& path) const {
 void QMTestMediaServer::delay(const std::string& path, int64_t millis) {
     std::lock_guard<std::mutex> lock(mutex_);
     delays_["/" + path] = millis;
+}
+
+void QMTestMediaServer::throttle(int64_t bytesPerSecond) { throttle_ = bytesPerSecond; }
+
+bool QMTestMediaServer::sendSlowly(const std::string& path, httplib::Response& response) {
+    std::ifstream file(dir_ + path, std::ios::binary);
+    if (!file) return false;
+    auto bytes =
+        std::make_shared<std::string>(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    response.set_content_provider(
+        bytes->size(), "video/mp2t", [this, bytes](size_t offset, size_t length, httplib::DataSink& sink) {
+            const size_t chunk = std::min<size_t>(length, 4096);
+            // Lifted while a segment is on its way: the rest goes at once.
+            if (const int64_t rate = throttle_.load(); rate > 0) {
+                std::this_thread::sleep_for(
+                    std::chrono::microseconds(static_cast<int64_t>(chunk) * 1'000'000 / rate));
+            }
+            return sink.write(bytes->data() + offset, chunk);
+        });
+    return true;
 }
 
 void QMTestMediaServer::remove(const std::string& path) const { std::filesystem::remove(dir_ + "/" + path); }

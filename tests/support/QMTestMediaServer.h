@@ -1,6 +1,7 @@
 #pragma once
 #include <httplib.h>
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <mutex>
@@ -27,6 +28,9 @@ class QMTestMediaServer {
     void remove(const std::string& path) const;
     // Answers requests for `path` only after `millis` (a slow segment: the player runs dry).
     void delay(const std::string& path, int64_t millis);
+    // Sends media segments at `bytesPerSecond` from now on (0: as fast as the link goes), a slow
+    // link that makes an adaptive player switch down, and up again when lifted.
+    void throttle(int64_t bytesPerSecond);
     // Where the media lies.
     const std::string& directory() const { return dir_; }
     // The paths asked for so far ("/v0/seg0.ts"), in order.
@@ -35,6 +39,8 @@ class QMTestMediaServer {
     int64_t makingMillis() const { return makingMillis_; }
 
   private:
+    bool sendSlowly(const std::string& path, httplib::Response& response);
+
     std::string dir_;
     int64_t makingMillis_ = 0;
     httplib::Server server_;
@@ -42,7 +48,8 @@ class QMTestMediaServer {
     int port_ = 0;
     std::mutex mutex_;
     std::map<std::string, int64_t> delays_;  // by request path, read on the server's threads
-    std::vector<std::string> requested_;     // written on the server's threads
+    std::atomic<int64_t> throttle_{0};
+    std::vector<std::string> requested_;  // written on the server's threads
 };
 
 }  // namespace veyrakit

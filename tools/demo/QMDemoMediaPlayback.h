@@ -5,8 +5,8 @@
 
 #include "core/QMVeyraPlugin.h"
 #include "demo/QMDemoOptions.h"
-#include "platform/QMTimer.h"
 #include "veyrakit/QMCustomMetadata.h"
+#include "veyrakit/platform/QMTimer.h"
 
 namespace veyrakit {
 

@@ -5,9 +5,9 @@
 #include <string>
 
 #include "core/QMVeyraPlugin.h"
-#include "platform/QMTimer.h"
 #include "simulator/QMPlayerSimulator.h"
 #include "simulator/QMScenario.h"
+#include "veyrakit/platform/QMTimer.h"
 
 namespace veyrakit {
 

@@ -19,11 +19,11 @@
 #include "demo/QMDemoSandbox.h"
 #include "demo/QMPacedRunLoop.h"
 #include "platform/QMConsole.h"
-#include "platform/QMTimer.h"
 #include "platform/QMURLSession.h"
 #include "simulator/QMScenarioException.h"
 #include "simulator/QMScenarioParser.h"
 #include "veyrakit/QMDiagnosticCollectors.h"
+#include "veyrakit/platform/QMTimer.h"
 
 namespace veyrakit {
 

@@ -20,6 +20,7 @@ enum : long {
     NSURLErrorDNSLookupFailed = -1006,
     NSURLErrorNotConnectedToInternet = -1009,
     NSURLErrorBadServerResponse = -1011,
+    NSURLErrorFileDoesNotExist = -1100,
     NSURLErrorDataLengthExceedsMaximum = -1103,
     NSURLErrorSecureConnectionFailed = -1200,
     NSURLErrorServerCertificateUntrusted = -1202,

@@ -5,7 +5,7 @@
 
 #include "platform/QMClock.h"
 #include "platform/QMException.h"
-#include "platform/QMTimer.h"
+#include "veyrakit/platform/QMTimer.h"
 #include "veyrakit/platform/avfoundation/QMObservedValue.h"
 
 namespace veyrakit {

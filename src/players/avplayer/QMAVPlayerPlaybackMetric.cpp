@@ -3,8 +3,8 @@
 #include <exception>
 
 #include "platform/QMConsole.h"
-#include "platform/QMTimer.h"
 #include "players/common/QMWeakObservation.h"
+#include "veyrakit/platform/QMTimer.h"
 #include "veyrakit/platform/avfoundation/AVPlayer.h"
 #include "veyrakit/platform/avfoundation/AVPlayerItemNotifications.h"
 

@@ -1,6 +1,6 @@
 #include "players/mpmovieplayer/QMMPMoviePlayerViewingTimeMetric.h"
 
-#include "platform/QMTimer.h"
+#include "veyrakit/platform/QMTimer.h"
 #include "veyrakit/platform/mediaplayer/MPMoviePlayerController.h"
 
 namespace veyrakit {

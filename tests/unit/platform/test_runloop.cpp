@@ -9,9 +9,9 @@
 
 #include "platform/QMClock.h"
 #include "platform/QMException.h"
-#include "platform/QMTimer.h"
 #include "support/QMTestEnvironment.h"
 #include "veyrakit/platform/QMRunLoop.h"
+#include "veyrakit/platform/QMTimer.h"
 
 namespace veyrakit {
 

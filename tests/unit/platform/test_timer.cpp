@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/QMTimer.h"
 #include "support/QMTestEnvironment.h"
 #include "veyrakit/platform/QMRunLoop.h"
+#include "veyrakit/platform/QMTimer.h"
 
 namespace veyrakit {
 

@@ -8,6 +8,7 @@ inline constexpr const char* AVFoundationErrorDomain = "AVFoundationErrorDomain"
 enum : long {
     AVErrorUnknown = -11800,
     AVErrorMediaServicesWereReset = -11819,
+    AVErrorDecodeFailed = -11821,
     AVErrorFileFormatNotRecognized = -11828,
     AVErrorServerIncorrectlyConfigured = -11850,
 };

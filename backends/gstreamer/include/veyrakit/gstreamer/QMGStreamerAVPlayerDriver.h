@@ -65,8 +65,8 @@ class VEYRAKIT_EXPORT QMGStreamerAVPlayerDriver : public QMGStreamerDriver {
     void modelShowsPictureSize(CGSize size) override;
     std::shared_ptr<QMMediaAccessLogEvent> modelOpensAccessLogEvent(bool first) override;
     void modelCountsTransfers(QMMediaAccessLogEvent& event, const QMGStreamerTransfers& figures) override;
-    void modelLogsError(long statusCode, const std::string& comment) override;
-    void modelFails(long code, const std::string& message) override;
+    void modelLogsError(long statusCode, const std::string& comment, const std::string& domain) override;
+    void modelFails(const std::string& domain, long code, const std::string& description) override;
     void modelEnds() override;
     double modelPlayhead() const override;
     void modelUnobserved() override;

@@ -14,8 +14,9 @@
 
 namespace veyrakit {
 
-class QMMediaAccessLogEvent;
 class QMGStreamerProblem;
+class QMMediaAccessLogEvent;
+class QMTimer;
 
 // What both player drivers share: following one pipeline's facts through loading, stalls,
 // variant switches, downloads, failures and the end, keeping the current access-log entry up to
@@ -88,8 +89,8 @@ class VEYRAKIT_EXPORT QMGStreamerDriver : public QMObject, protected QMGStreamer
     // only this model's events carry.
     virtual void modelCountsTransfers(QMMediaAccessLogEvent& /*event*/,
                                       const QMGStreamerTransfers& /*figures*/) {}
-    virtual void modelLogsError(long statusCode, const std::string& comment) = 0;
-    virtual void modelFails(long code, const std::string& message) = 0;
+    virtual void modelLogsError(long statusCode, const std::string& comment, const std::string& domain) = 0;
+    virtual void modelFails(const std::string& domain, long code, const std::string& description) = 0;
     virtual void modelEnds() = 0;
     // Seconds into the media where the model's playhead stands.
     virtual double modelPlayhead() const = 0;
@@ -119,7 +120,15 @@ class VEYRAKIT_EXPORT QMGStreamerDriver : public QMObject, protected QMGStreamer
     // `next`: the variant shown from now on (none: playback is over).
     void closeAccessLogEvent(const std::optional<std::string>& next = std::nullopt);
     void refreshTransfers();
-    void end();
+    void fail(const QMGStreamerProblem& problem);
+    // Fails with the download failure held back, if one is; returns whether it did.
+    bool failIfPending();
+    // While a failure is held back: a pipeline whose position stands still has run out.
+    void watchProgress();
+    void stopWatchingProgress();
+    void checkProgress();
+
+    static constexpr double kProgressCheckSeconds = 2.0;
 
     std::shared_ptr<QMGStreamerPipeline> pipeline_;
     QMGStreamerLogEntries log_;
@@ -136,6 +145,10 @@ class VEYRAKIT_EXPORT QMGStreamerDriver : public QMObject, protected QMGStreamer
     int64_t readyMicros_ = 0;
     std::optional<CGSize> videoSize_;
     std::shared_ptr<QMMediaAccessLogEvent> currentEvent_;
+    // A download failure held back while playback goes on with what is buffered.
+    std::unique_ptr<QMGStreamerProblem> pendingFailure_;
+    std::shared_ptr<QMTimer> progressTimer_;
+    std::optional<double> lastPosition_;
 };
 
 }  // namespace veyrakit

@@ -69,8 +69,8 @@ class VEYRAKIT_EXPORT QMGStreamerMPMoviePlayerDriver : public QMGStreamerDriver 
     void modelShowsPictureSize(CGSize size) override;
     void modelHasStreams(bool video, bool audio) override;
     std::shared_ptr<QMMediaAccessLogEvent> modelOpensAccessLogEvent(bool first) override;
-    void modelLogsError(long statusCode, const std::string& comment) override;
-    void modelFails(long code, const std::string& message) override;
+    void modelLogsError(long statusCode, const std::string& comment, const std::string& domain) override;
+    void modelFails(const std::string& domain, long code, const std::string& description) override;
     void modelEnds() override;
     double modelPlayhead() const override;
     void modelUnobserved() override;
@@ -95,6 +95,8 @@ class VEYRAKIT_EXPORT QMGStreamerMPMoviePlayerDriver : public QMGStreamerDriver 
     // While a seek runs: the playback state to return to once the pipeline has prerolled.
     std::optional<MPMoviePlaybackState> stateAfterSeek_;
     unsigned long mediaTypes_ = MPMovieMediaTypeMaskNone;
+    // Owned mode: where the app asked playback to start before loading ended.
+    std::optional<double> startPosition_;
 };
 
 }  // namespace veyrakit

@@ -10,6 +10,7 @@
 namespace veyrakit {
 
 class QMGStreamerPipelineListener;
+enum class QMGStreamerCause;
 class QMGStreamerPipelineTap;
 
 // A playbin3 or playbin pipeline as the backend follows it, in one of two ways:
@@ -52,6 +53,8 @@ class VEYRAKIT_EXPORT QMGStreamerPipeline : public std::enable_shared_from_this<
     void announceCurrentState();
     // The URI the pipeline is asked to play (its "uri", else its "current-uri"), while it exists.
     std::optional<std::string> uri() const;
+    // Where playback stands, in seconds of media, when the pipeline knows.
+    std::optional<double> positionSeconds() const;
     // The media's duration, when the pipeline knows it (not for live streams).
     std::optional<double> durationSeconds() const;
     // Stops following: no fact afterwards. An owned pipeline is brought down (joining GStreamer's
@@ -67,7 +70,7 @@ class VEYRAKIT_EXPORT QMGStreamerPipeline : public std::enable_shared_from_this<
     void open();
     // A strong reference for a moment's use on the main loop, or null when the app let it go.
     GstElement* element() const;
-    void handleMessage(GstMessage* message);
+    void handleMessage(GstMessage* message, QMGStreamerCause cause);
     void onStateChanged(GstMessage* message);
     void onStreamCollection(GstMessage* message);
     void announceStreamsOfPlaybin2();
