@@ -253,7 +253,7 @@ void QMGStreamerDriver::pipelineEndOfStream() {
     }
     // A stream that stops well short of the duration it announced did not play to its end.
     const auto duration = pipeline_->durationSeconds();
-    const auto position = pipeline_->positionSeconds();
+    const auto position = pipeline_->playedToSeconds();
     if (duration && position && *position < *duration - std::max(2.0, *duration * 0.05)) {
         const QMGStreamerProblem early = QMGStreamerProblem::endedEarly(*position, *duration);
         modelLogsError(early.logStatusCode(), early.comment(), early.logDomain());

@@ -248,9 +248,9 @@ void QMGStreamerMPMoviePlayerDriver::modelLogsError(long statusCode, const std::
     player_->addErrorLogEvent(std::move(event));
 }
 
-void QMGStreamerMPMoviePlayerDriver::modelFails(long code, const std::string& message) {
-    finishPlayback(MPMovieFinishReasonPlaybackError,
-                   QMError::errorWithDomain(AVFoundationErrorDomain, code, message));
+void QMGStreamerMPMoviePlayerDriver::modelFails(const std::string& domain, long code,
+                                                const std::string& description) {
+    finishPlayback(MPMovieFinishReasonPlaybackError, QMError::errorWithDomain(domain, code, description));
 }
 
 void QMGStreamerMPMoviePlayerDriver::modelEnds() {

@@ -234,6 +234,13 @@ std::optional<double> QMGStreamerPipeline::durationSeconds() const {
     return static_cast<double>(millis) / 1000.0;
 }
 
+std::optional<double> QMGStreamerPipeline::playedToSeconds() const {
+    if (tap_) {
+        if (const auto shown = tap_->lastShownSeconds()) return shown;
+    }
+    return positionSeconds();
+}
+
 void QMGStreamerPipeline::handleMessage(GstMessage* message, QMGStreamerCause cause) {
     if (!open_) {
         return;

@@ -29,6 +29,8 @@ struct QMGStreamerPipelineTap::Shared {
     std::atomic<int64_t> lastHandedOver{0};
     QMGStreamerVariantTracker tracker;
     std::atomic<bool> demuxerHasVideo{false};
+    // Stream time of the last picture that reached the video sink, in nanoseconds; -1 before one.
+    std::atomic<int64_t> lastShownStreamTime{-1};
 };
 
 namespace {
@@ -106,6 +108,11 @@ void QMGStreamerPipelineTap::close() {
 QMGStreamerPipelineTap::Downloads QMGStreamerPipelineTap::downloads() const {
     std::lock_guard<std::mutex> lock(shared_->downloadsMutex);
     return shared_->downloads;
+}
+
+std::optional<double> QMGStreamerPipelineTap::lastShownSeconds() const {
+    const int64_t streamTime = shared_->lastShownStreamTime;
+    return streamTime < 0 ? std::nullopt : std::optional<double>(static_cast<double>(streamTime) / GST_SECOND);
 }
 
 void QMGStreamerPipelineTap::deliver(std::function<void(const Handlers&)> call) {
@@ -267,11 +274,18 @@ void QMGStreamerPipelineTap::onVideoCaps(GstPad* sinkPad, GstCaps* caps) {
     });
 }
 
-GstPadProbeReturn QMGStreamerPipelineTap::onShownPicture(GstPad*, GstPadProbeInfo* info, gpointer state) {
+GstPadProbeReturn QMGStreamerPipelineTap::onShownPicture(GstPad* pad, GstPadProbeInfo* info, gpointer state) {
     Shared& shared = **static_cast<std::shared_ptr<Shared>*>(state);
     GstBuffer* buffer = GST_PAD_PROBE_INFO_BUFFER(info);
     if (!GST_BUFFER_PTS_IS_VALID(buffer)) {
         return GST_PAD_PROBE_OK;
+    }
+    if (GstEvent* event = gst_pad_get_sticky_event(pad, GST_EVENT_SEGMENT, 0)) {
+        const GstSegment* segment = nullptr;
+        gst_event_parse_segment(event, &segment);
+        const guint64 streamTime = gst_segment_to_stream_time(segment, GST_FORMAT_TIME, GST_BUFFER_PTS(buffer));
+        if (GST_CLOCK_TIME_IS_VALID(streamTime)) shared.lastShownStreamTime = static_cast<int64_t>(streamTime);
+        gst_event_unref(event);
     }
     if (const auto shown = shared.tracker.pictureShown(static_cast<int64_t>(GST_BUFFER_PTS(buffer)))) {
         if (auto tap = shared.tap.lock()) {

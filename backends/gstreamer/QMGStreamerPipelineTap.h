@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -64,6 +65,9 @@ class QMGStreamerPipelineTap : public std::enable_shared_from_this<QMGStreamerPi
 
     // What was downloaded so far; safe from any thread.
     Downloads downloads() const;
+    // Where in the stream the last picture shown was, in seconds; safe from any thread. Unlike a
+    // position query, which at the end of a stream may answer with the end it announced.
+    std::optional<double> lastShownSeconds() const;
 
     // The tracer's side, on any thread.
     const GstElement* pipeline() const { return pipeline_; }

@@ -13,6 +13,7 @@
 #include "facade/QMMonitoringSessions.h"
 #include "gstreamer/QMCollectedReports.h"
 #include "platform/QMURLSession.h"
+#include "support/QMFaultServer.h"
 #include "support/QMTestEnvironment.h"
 #include "support/QMTestMediaServer.h"
 #include "veyrakit/QMDiagnosticCollectors.h"
@@ -62,6 +63,8 @@ class TruthfulPlayback : public QMVirtualTimeTest, public ::testing::WithParamIn
         QMMonitoringSessions::setCurrentAVPlayerMonitoringSession(nullptr);
         QMMonitoringSessions::setCurrentMPMoviePlayerMonitoringSession(nullptr);
         QMNotificationCenter::defaultCenter()->removeObserver(this);
+        // What the pipeline posted before it closed is delivered to no one, but still queued.
+        realLoop->runUntil([&] { return realLoop->taskCount() == 0; }, 1'000);
         QMVirtualTimeTest::TearDown();
         QMURLSession::sharedSession()->shutdown();
         realLoop.reset();
@@ -181,7 +184,10 @@ TEST_P(TruthfulPlayback, EveryEntryCountsTheBytesTheServerSentForItsVariant) {
     for (const auto& event : accessLog()) {
         logged[event->URI().value_or("")] += event->numberOfBytesTransferred();
         loggedAll += event->numberOfBytesTransferred();
-        EXPECT_GT(event->observedBitrate(), 0.0);
+        // A fragment that arrives in one piece gives the clock nothing to measure: unknown.
+        if (event->observedBitrate() != -1.0) {
+            EXPECT_GT(event->observedBitrate(), 0.0);
+        }
     }
     EXPECT_EQ(loggedAll, servedAll);
     for (const auto& [uri, bytes] : logged) {
@@ -227,11 +233,7 @@ TEST_P(TruthfulPlayback, AMissingSegmentPlaysWhatIsBufferedThenFailsWithItsStatu
 }
 
 TEST_P(TruthfulPlayback, ARefusedConnectionAndAnUnknownHostAreTwoDifferentFailures) {
-    // A port that was free a moment ago: nothing listens there.
-    httplib::Server closed;
-    const int port = closed.bind_to_any_port("127.0.0.1");
-    closed.stop();
-    play("http://127.0.0.1:" + std::to_string(port) + "/master.m3u8");
+    play("http://127.0.0.1:" + std::to_string(QMFaultServer::closedPort()) + "/master.m3u8");
     ASSERT_TRUE(error);
     EXPECT_EQ(error->domain(), NSURLErrorDomain);
     EXPECT_EQ(error->code(), NSURLErrorCannotConnectToHost);
@@ -247,8 +249,11 @@ TEST_P(TruthfulPlayback, ARefusedConnectionAndAnUnknownHostAreTwoDifferentFailur
     EXPECT_EQ(error->code(), NSURLErrorCannotFindHost);
 }
 
-INSTANTIATE_TEST_SUITE_P(BothKinds, TruthfulPlayback, ::testing::Values(false, true),
-                         [](const auto& info) { return info.param ? "MPMoviePlayer" : "AVPlayer"; });
+std::string kindName(const ::testing::TestParamInfo<bool>& kind) {
+    return kind.param ? "MPMoviePlayer" : "AVPlayer";
+}
+
+INSTANTIATE_TEST_SUITE_P(BothKinds, TruthfulPlayback, ::testing::Values(false, true), kindName);
 
 }  // namespace
 

@@ -57,6 +57,10 @@ class VEYRAKIT_EXPORT QMGStreamerPipeline : public std::enable_shared_from_this<
     std::optional<double> positionSeconds() const;
     // The media's duration, when the pipeline knows it (not for live streams).
     std::optional<double> durationSeconds() const;
+    // How far playback got, in seconds of media: where the last picture shown was, for video
+    // (at the end of a stream a position query may answer with the end it announced), else the
+    // position.
+    std::optional<double> playedToSeconds() const;
     // Stops following: no fact afterwards. An owned pipeline is brought down (joining GStreamer's
     // threads) and released; an attached one is left as it is.
     void close();
