@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "support/QMDefaultPortGuard.h"
 #include "veyrakit/platform/QMURL.h"
 #include "veyrakit/platform/avfoundation/CMTime.h"
 
@@ -45,7 +46,7 @@ void QMGStreamerContractDriver::load(const Media& media) {
     tearDown();
     media_ = media;
     virtualLoop_ = QMRunLoop::mainRunLoop();
-    realLoop_ = std::make_shared<QMRunLoop>();
+    realLoop_ = QMDefaultPortGuard::guardedLoop();
     QMRunLoop::setMainRunLoop(realLoop_);
     // Eight seconds: a missing last segment would merely end the stream early.
     server_ = std::make_unique<QMTestMediaServer>(8);

@@ -11,6 +11,7 @@
 #include "gstreamer/QMCollectedReports.h"
 #include "gstreamer/QMTestPlayerApp.h"
 #include "platform/QMURLSession.h"
+#include "support/QMDefaultPortGuard.h"
 #include "support/QMTestEnvironment.h"
 #include "support/QMTestMediaServer.h"
 #include "veyrakit/QMDiagnosticCollectors.h"
@@ -92,7 +93,7 @@ class AttachedMonitoring : public QMVirtualTimeTest {
     }
 
     QMTestMediaServer media;
-    std::shared_ptr<QMRunLoop> realLoop = std::make_shared<QMRunLoop>();
+    std::shared_ptr<QMRunLoop> realLoop = QMDefaultPortGuard::guardedLoop();
     std::unique_ptr<QMCollectorServer> collector;
     std::unique_ptr<QMGLibRunLoopSource> source;
     std::unique_ptr<QMTestPlayerApp> app;

@@ -17,6 +17,7 @@
 #include "platform/QMURLSession.h"
 #include "players/avplayer/QMAVPlayerVeyraPlugin.h"
 #include "players/mpmovieplayer/QMMPMoviePlayerControllerVeyraPlugin.h"
+#include "support/QMDefaultPortGuard.h"
 #include "support/QMTestEnvironment.h"
 #include "support/QMTestMediaServer.h"
 #include "veyrakit/QMDiagnosticCollectors.h"
@@ -173,7 +174,7 @@ class GStreamerPlayback : public QMVirtualTimeTest {
     }
 
     QMTestMediaServer media;
-    std::shared_ptr<QMRunLoop> realLoop = std::make_shared<QMRunLoop>();
+    std::shared_ptr<QMRunLoop> realLoop = QMDefaultPortGuard::guardedLoop();
     std::unique_ptr<QMCollectorServer> collector;
     std::shared_ptr<AVPlayer> player;
     std::shared_ptr<QMGStreamerAVPlayerDriver> driver;

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "diagnostics/QMAVPlayerPIEReporter.h"
+#include "support/QMDefaultPortGuard.h"
 #include "support/QMTestEnvironment.h"
 
 namespace veyrakit {
@@ -48,7 +49,7 @@ class QMAVPlayerPIEReporterOverSockets : public QMVirtualTimeTest {
         return events.size();
     }
 
-    std::shared_ptr<QMRunLoop> realLoop = std::make_shared<QMRunLoop>();
+    std::shared_ptr<QMRunLoop> realLoop = QMDefaultPortGuard::guardedLoop();
     httplib::Server server;
     std::thread thread;
     std::mutex mutex;

@@ -4,6 +4,7 @@
 #include <mutex>
 #include <thread>
 
+#include "support/QMDefaultPortGuard.h"
 #include "unit/mpmovieplayer/QMMPMoviePlayerSessionTest.h"
 #include "veyrakit/QMDiagnosticCollectors.h"
 
@@ -14,7 +15,7 @@ namespace veyrakit {
 using MPMoviePlayerDiagnosticsOverSockets = QMMPMoviePlayerSessionTest;
 
 TEST_F(MPMoviePlayerDiagnosticsOverSockets, DiagnosticPostsArriveOverSocketsAndTheirStatusIsLogged) {
-    auto realLoop = std::make_shared<QMRunLoop>();
+    auto realLoop = QMDefaultPortGuard::guardedLoop();
     QMRunLoop::setMainRunLoop(realLoop);
     stubs().disable();
     httplib::Server server;

@@ -9,6 +9,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "support/QMDefaultPortGuard.h"
 #include "unit/players/QMPlayerKinds.h"
 #include "veyrakit/QMDiagnosticCollectors.h"
 
@@ -93,7 +94,7 @@ class QMPlayerSessionOverSockets : public KindTest {
         return types;
     }
 
-    std::shared_ptr<QMRunLoop> realLoop = std::make_shared<QMRunLoop>();
+    std::shared_ptr<QMRunLoop> realLoop = QMDefaultPortGuard::guardedLoop();
     httplib::Server server;
     std::thread thread;
     std::mutex mutex;

@@ -9,6 +9,7 @@
 #include "platform/QMUserDefaults.h"
 #include "platform/UIDevice.h"
 #include "support/QMConsoleCapture.h"
+#include "support/QMDefaultPortGuard.h"
 #include "support/QMLeftoverCheckedTest.h"
 #include "unit/core/QMCoreTestSupport.h"
 #include "veyrakit/platform/QMNotificationCenter.h"
@@ -60,7 +61,7 @@ class SessionOverSockets : public QMLeftoverCheckedTest {
         return received.size();
     }
 
-    std::shared_ptr<QMRunLoop> loop = std::make_shared<QMRunLoop>();
+    std::shared_ptr<QMRunLoop> loop = QMDefaultPortGuard::guardedLoop();
     QMConsoleCapture console;
     httplib::Server server;
     std::thread thread;

@@ -7,6 +7,7 @@
 
 #include "platform/QMURLConnection.h"
 #include "platform/QMURLSession.h"
+#include "support/QMDefaultPortGuard.h"
 #include "support/QMFaultServer.h"
 #include "support/QMLeftoverCheckedTest.h"
 #include "support/QMRecordingConnectionDelegate.h"
@@ -26,7 +27,7 @@ class URLFaultsTest : public QMLeftoverCheckedTest {
     void SetUp() override {
         QMLeftoverCheckedTest::SetUp();
         QMURLStubRegistry::shared().disable();
-        QMRunLoop::setMainRunLoop(std::make_shared<QMRunLoop>());
+        QMRunLoop::setMainRunLoop(QMDefaultPortGuard::guardedLoop());
     }
     void TearDown() override {
         expectNothingLeftBehind({QMRunLoop::mainRunLoop().get()});

@@ -1,4 +1,5 @@
 #include <arpa/inet.h>
+#include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
 #include <httplib.h>
 #include <netinet/in.h>
@@ -16,6 +17,7 @@
 
 #include "platform/QMURLConnection.h"
 #include "platform/QMURLSession.h"
+#include "support/QMDefaultPortGuard.h"
 #include "support/QMLeftoverCheckedTest.h"
 #include "support/QMRecordingConnectionDelegate.h"
 #include "support/QMURLStubRegistry.h"
@@ -78,7 +80,7 @@ class URLLoadingTest : public QMLeftoverCheckedTest {
     void SetUp() override {
         QMLeftoverCheckedTest::SetUp();
         QMURLStubRegistry::shared().disable();
-        QMRunLoop::setMainRunLoop(std::make_shared<QMRunLoop>());
+        QMRunLoop::setMainRunLoop(QMDefaultPortGuard::guardedLoop());
         port = server.bind_to_any_port("127.0.0.1");
         serverThread = std::thread([this] { server.listen_after_bind(); });
         // stop() before the accept loop has started would be lost, and join() would wait forever.
@@ -148,6 +150,17 @@ TEST_F(URLLoadingTest, StatusHeadersAndAChunkedBodyArriveInOrder) {
     EXPECT_EQ(delegate->body, "alphabetagamma");
     EXPECT_EQ(delegate->response->valueForHTTPHeaderField("x-answer"), std::optional<std::string>("42"));
     EXPECT_EQ(delegate.use_count(), 1);
+}
+
+TEST_F(URLLoadingTest, TheSuiteFailsATestThatReachesAFixedDefaultPort) {
+    // Whatever listens there on the developer's machine is never reached.
+    std::shared_ptr<QMRecordingConnectionDelegate> refused;
+    EXPECT_NONFATAL_FAILURE(refused = load("http://127.0.0.1:8082/sessionEventsHandler/sessions", "POST"),
+                            "the test reached a fixed default port: "
+                            "http://127.0.0.1:8082/sessionEventsHandler/sessions");
+    ASSERT_TRUE(refused->error);
+    EXPECT_EQ(refused->error->code(), NSURLErrorCannotConnectToHost);
+    EXPECT_EQ(load(url("/ok"))->error, nullptr);
 }
 
 TEST_F(URLLoadingTest, ServerErrorStillDeliversItsBodyAndFinishes) {

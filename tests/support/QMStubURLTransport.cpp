@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/QMCurlURLTransport.h"
+#include "support/QMDefaultPortGuard.h"
 #include "support/QMURLStubRegistry.h"
 #include "veyrakit/platform/QMRunLoop.h"
 
@@ -75,7 +75,7 @@ std::shared_ptr<QMURLExchange> QMStubURLTransport::start(const std::shared_ptr<Q
                                                          std::shared_ptr<QMURLRequest> request,
                                                          Events events) {
     if (!registry_.isEnabled()) {
-        return QMCurlURLTransport::sharedTransport()->start(loop, std::move(request), std::move(events));
+        return QMDefaultPortGuard::shared()->start(loop, std::move(request), std::move(events));
     }
     auto answer = registry_.answer(*request, loop->nowMillis()).value_or(QMStubResponse::fail());
     const int64_t delayMicros = answer.delayMillis * 1000;
