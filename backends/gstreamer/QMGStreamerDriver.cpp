@@ -243,6 +243,8 @@ void QMGStreamerDriver::fail(const QMGStreamerProblem& problem) {
     closeAccessLogEvent();
     // Nothing the observers of the failure do to the model reaches the pipeline any more.
     finish();
+    failure_ =
+        QMError::errorWithDomain(problem.errorDomain(), problem.errorCode(), problem.errorDescription());
     modelFails(problem.errorDomain(), problem.errorCode(), problem.errorDescription());
 }
 

@@ -112,7 +112,8 @@ QMGStreamerPipelineTap::Downloads QMGStreamerPipelineTap::downloads() const {
 
 std::optional<double> QMGStreamerPipelineTap::lastShownSeconds() const {
     const int64_t streamTime = shared_->lastShownStreamTime;
-    return streamTime < 0 ? std::nullopt : std::optional<double>(static_cast<double>(streamTime) / GST_SECOND);
+    return streamTime < 0 ? std::nullopt
+                          : std::optional<double>(static_cast<double>(streamTime) / GST_SECOND);
 }
 
 void QMGStreamerPipelineTap::deliver(std::function<void(const Handlers&)> call) {
@@ -283,8 +284,10 @@ GstPadProbeReturn QMGStreamerPipelineTap::onShownPicture(GstPad* pad, GstPadProb
     if (GstEvent* event = gst_pad_get_sticky_event(pad, GST_EVENT_SEGMENT, 0)) {
         const GstSegment* segment = nullptr;
         gst_event_parse_segment(event, &segment);
-        const guint64 streamTime = gst_segment_to_stream_time(segment, GST_FORMAT_TIME, GST_BUFFER_PTS(buffer));
-        if (GST_CLOCK_TIME_IS_VALID(streamTime)) shared.lastShownStreamTime = static_cast<int64_t>(streamTime);
+        const guint64 streamTime =
+            gst_segment_to_stream_time(segment, GST_FORMAT_TIME, GST_BUFFER_PTS(buffer));
+        if (GST_CLOCK_TIME_IS_VALID(streamTime))
+            shared.lastShownStreamTime = static_cast<int64_t>(streamTime);
         gst_event_unref(event);
     }
     if (const auto shown = shared.tracker.pictureShown(static_cast<int64_t>(GST_BUFFER_PTS(buffer)))) {

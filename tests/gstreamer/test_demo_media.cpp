@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <fstream>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -135,10 +137,71 @@ TEST_F(DemoMedia, CtrlCEndsTheSessionCleanlyAndTheRunStillJudgesIt) {
     EXPECT_EQ(summary["completed"], true);
     EXPECT_LT(summary["playingTimeMs"].get<int64_t>(), 4000);
     EXPECT_TRUE(run.result.passed());
+    // The completion on the wire is the app's; the demo knows the viewer left.
+    EXPECT_EQ(run.result.playbackLine(), "stopped by the viewer");
+    EXPECT_EQ(run.result.toJSON()["playback"],
+              Json::parse(R"({"ended":"stoppedByViewer","outcome":"stopped by the viewer","assetType":"VOD",)"
+                          R"("error":null})"));
     // The handler is the process's previous one again: the run does not keep the signal.
     struct sigaction now {};
     sigaction(SIGINT, nullptr, &now);
     EXPECT_EQ(now.sa_handler, SIG_DFL);
+}
+
+TEST_F(DemoMedia, AFailureIsTheSameOutcomeWithItsCodeAndTextForBothPlayers) {
+    media.remove("master.m3u8");
+    media.delay("master.m3u8", 500);
+    for (const char* player : {"avplayer", "mpmovieplayer"}) {
+        Outcome run = DemoMedia::run({"--player", player, "--media", media.url("master.m3u8")});
+
+        ASSERT_TRUE(run.result.analysis) << player;
+        EXPECT_EQ(run.result.ended, "failed") << player;
+        EXPECT_FALSE(run.result.passed()) << player;
+        const std::string outcome = "failed: Not Found (AVFoundationErrorDomain -11850)";
+        EXPECT_EQ(run.result.playbackLine(), outcome) << player;
+        EXPECT_EQ(run.result.toJSON()["playback"]["error"],
+                  Json::parse(R"({"domain":"AVFoundationErrorDomain","code":-11850,)"
+                              R"("description":"Not Found"})"))
+            << player;
+        EXPECT_NE(run.lineStarting("+0:0", "  playback failed: Not Found (AVFoundationErrorDomain -11850)"),
+                  "")
+            << player << testing::PrintToString(run.lines);
+        // The collector shows the error log's entry with its status and domain, where the player's
+        // diagnostic stream posted before the session ended (a movie player's first post is a
+        // second in: this one failed before).
+        if (std::string(player) == "mpmovieplayer") continue;
+        const Json& errors = run.summary()["playbackErrors"];
+        ASSERT_FALSE(errors.empty()) << player;
+        EXPECT_EQ(errors.front()["code"], 404) << player;
+        EXPECT_EQ(errors.front()["domain"], "CoreMediaErrorDomain") << player;
+        const std::string table = QMDemoSummaryPrinter::summaryTable(*run.result.analysis);
+        EXPECT_NE(table.find("; last error: CoreMediaErrorDomain 404"), std::string::npos) << table;
+    }
+}
+
+TEST_F(DemoMedia, ALivePlaylistIsAnnouncedAsLiveAndShowsNoDuration) {
+    for (const char* variant : {"v0", "v1", "v2"}) {
+        const std::string path = media.directory() + "/" + variant + "/index.m3u8";
+        std::ifstream in(path);
+        std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        in.close();
+        text.erase(text.find("#EXT-X-ENDLIST"));
+        text.erase(text.find("#EXT-X-PLAYLIST-TYPE:VOD\n"), 25);
+        std::ofstream(path) << text;
+    }
+    std::thread viewer([] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(3500));
+        std::raise(SIGINT);
+    });
+    Outcome run = DemoMedia::run({"--media", media.directory()});
+    viewer.join();
+
+    ASSERT_TRUE(run.result.analysis) << run.result.problem.value_or("");
+    EXPECT_EQ(run.result.assetType, "LIVE");
+    EXPECT_EQ(run.summary()["asset"]["assetType"], "LIVE");
+    EXPECT_EQ(run.result.playbackLine(), "stopped by the viewer");
+    const std::string table = QMDemoSummaryPrinter::summaryTable(*run.result.analysis);
+    EXPECT_EQ(table.find("-2147483648"), std::string::npos) << table;
 }
 
 TEST_F(DemoMedia, TheMPMoviePlayerKindPlaysTheLocalLadderToItsFinishWithEveryCheckPassed) {

@@ -36,6 +36,8 @@ class QMPlayerSessionOverSockets : public KindTest {
                 "application/json");
         });
         // The movie player's diagnostic handler posts to this server too, apart from the reports.
+        // The AVPlayer's session events too: both diagnostic streams stay on this server.
+        server.Post("/sessionEventsHandler/sessions", [](const httplib::Request&, httplib::Response&) {});
         server.Post("/veyrakit/", [this](const httplib::Request&, httplib::Response&) {
             std::lock_guard<std::mutex> lock(mutex);
             ++diagnosticPosts;
@@ -47,11 +49,13 @@ class QMPlayerSessionOverSockets : public KindTest {
             std::this_thread::yield();
         }
         QMDiagnosticCollectors::setDiagnosticEventsURL(base + "/veyrakit/");
+        QMDiagnosticCollectors::setSessionEventsURL(base + "/sessionEventsHandler/sessions");
     }
     void TearDown() override {
         server.stop();
         thread.join();
         QMDiagnosticCollectors::setDiagnosticEventsURL(std::nullopt);
+        QMDiagnosticCollectors::setSessionEventsURL(std::nullopt);
         KindTest::TearDown();
     }
     // Monitors the scenario's player against this server and starts it.

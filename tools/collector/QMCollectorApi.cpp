@@ -1,5 +1,7 @@
 #include "collector/QMCollectorApi.h"
 
+#include "collector/QMDiagnosticSummary.h"
+
 namespace veyrakit {
 
 namespace {
@@ -21,22 +23,26 @@ QMCollectorApi::Response QMCollectorApi::sessions(int64_t nowMillis, bool assume
     Json list = Json::array();
     for (const auto& analysis : analyzer_.analyzeAll(store_, nowMillis, assumeFinished)) {
         const Json& summary = analysis.summary;
-        list.push_back({{"sessionId", analysis.sessionId},
-                        {"known", analysis.known},
-                        {"state", analysis.state},
-                        {"phase", analysis.phase},
-                        {"plugin", summary["plugin"]},
-                        {"assetId", summary["asset"].value("assetId", Json())},
-                        {"assetName", summary["asset"].value("assetName", Json())},
-                        {"startedAt", summary["startedAt"]},
-                        {"lastRequestAt", summary["lastRequestAt"]},
-                        {"requests", summary["requests"]},
-                        {"joinTimeMs", summary["joinTimeMs"]},
-                        {"rebufferingRatio", summary["rebufferingRatio"]},
-                        {"checksPassed", analysis.checkCount(QMProtocolCheck::Status::Passed)},
-                        {"checksFailed", analysis.checkCount(QMProtocolCheck::Status::Failed)},
-                        {"passed", analysis.passed()},
-                        {"violations", analysis.violationCount()}});
+        const Json errors = summary.value("playbackErrors", Json::array());
+        list.push_back(
+            {{"sessionId", analysis.sessionId},
+             {"known", analysis.known},
+             {"state", analysis.state},
+             {"phase", analysis.phase},
+             {"plugin", summary["plugin"]},
+             {"assetId", summary["asset"].value("assetId", Json())},
+             {"assetName", summary["asset"].value("assetName", Json())},
+             {"startedAt", summary["startedAt"]},
+             {"lastRequestAt", summary["lastRequestAt"]},
+             {"requests", summary["requests"]},
+             {"joinTimeMs", summary["joinTimeMs"]},
+             {"rebufferingRatio", summary["rebufferingRatio"]},
+             {"playbackErrors", errors.size()},
+             {"lastError", errors.empty() ? Json() : Json(QMDiagnosticSummary::errorLine(errors.back()))},
+             {"checksPassed", analysis.checkCount(QMProtocolCheck::Status::Passed)},
+             {"checksFailed", analysis.checkCount(QMProtocolCheck::Status::Failed)},
+             {"passed", analysis.passed()},
+             {"violations", analysis.violationCount()}});
     }
     return {200, {{"sessions", list}, {"requestsWithoutSession", store_.countRequestsWithoutSession()}}};
 }

@@ -57,6 +57,68 @@ void QMDiagnosticSummary::add(const QMSessionView& view, nlohmann::ordered_json&
     summary["offeredBitrates"] = newestInfo(view, "availableBitrates", "bitrates");
     summary["offeredResolutions"] = newestInfo(view, "availableResolutions", "resolutions");
     summary["lastAccessLog"] = lastAccessLog(view);
+    summary["playbackErrors"] = playbackErrors(view);
+}
+
+nlohmann::ordered_json QMDiagnosticSummary::playbackErrors(const QMSessionView& view) {
+    Json errors = Json::array();
+    // An entry's rows come as its status code, then its domain and comment.
+    auto into = [&errors](const char* key, Json value) {
+        if (std::string(key) == "code" || errors.empty() || errors.back().contains("failure")) {
+            errors.push_back({{"code", Json()}, {"domain", Json()}, {"text", Json()}});
+        }
+        errors.back()[key] = std::move(value);
+    };
+    auto text = [](const Json& info, const char* key) {
+        return info.is_object() && info.contains(key) ? info[key] : Json();
+    };
+    for (const auto* posts : {&view.sessionEventPosts(), &view.diagnosticEventPosts()}) {
+        for (const auto& post : *posts) {
+            for (const auto& event : post.events()) {
+                const Json name = event.value("name", Json());
+                if (!name.is_string()) continue;
+                const Json info = event.value("info", Json());
+                if (name == "errorStatusCode") into("code", text(info, "statusCode"));
+                if (name == "errorDomain") into("domain", text(info, "domain"));
+                if (name == "errorComment") into("text", text(info, "comment"));
+                if (name == "failedToPlayToEndTime") {
+                    errors.push_back({{"code", Json()},
+                                      {"domain", Json()},
+                                      {"text", text(info, "description")},
+                                      {"failure", true}});
+                }
+                const auto movie = QMDiagnosticSchema::recognizeText(name.get<std::string>());
+                if (!movie || !movie->value) continue;
+                if (movie->format == "Error status code: %ld\n") into("code", numberFromText(*movie->value));
+                // A movie player writes a nil value as "(null)".
+                const Json value = *movie->value == "(null)" ? Json() : Json(*movie->value);
+                if (movie->format == "Error domain: %@\n") into("domain", value);
+                if (movie->format == "Error comment: %@\n") into("text", value);
+            }
+        }
+    }
+    Json named = Json::array();
+    for (auto& error : errors) {
+        error.erase("failure");
+        // An entry whose every value was nil says nothing worth showing.
+        if (!error["code"].is_null() || !error["domain"].is_null() || !error["text"].is_null()) {
+            named.push_back(std::move(error));
+        }
+    }
+    return named;
+}
+
+std::string QMDiagnosticSummary::errorLine(const nlohmann::ordered_json& error) {
+    std::string line;
+    auto part = [&](const Json& value, const char* separator) {
+        if (value.is_null()) return;
+        line +=
+            (line.empty() ? "" : separator) + (value.is_string() ? value.get<std::string>() : value.dump());
+    };
+    part(error.value("domain", Json()), " ");
+    part(error.value("code", Json()), " ");
+    part(error.value("text", Json()), ": ");
+    return line.empty() ? "(no code or text)" : line;
 }
 
 nlohmann::ordered_json QMDiagnosticSummary::eventsByName(const QMSessionView& view) {

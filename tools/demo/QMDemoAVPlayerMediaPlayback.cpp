@@ -15,10 +15,9 @@ QMDemoAVPlayerMediaPlayback::~QMDemoAVPlayerMediaPlayback() { finish(); }
 void QMDemoAVPlayerMediaPlayback::start(const Settings& settings) {
     player_ = AVPlayer::playerWithURL(QMURL::URLWithString(settings.mediaURL));
     pointDiagnosticsAt(settings);
-    // The length of the media is not known before it loads: the asset type says on demand.
-    QMVeyraKit::pluginWithAVPlayer(player_, settings.assetId, settings.serverURL, "veyrakit-demo", "VOD",
-                                   settings.assetName, "demo-viewer", settings.assetMetadata,
-                                   settings.viewerMetadata);
+    QMVeyraKit::pluginWithAVPlayer(player_, settings.assetId, settings.serverURL, "veyrakit-demo",
+                                   settings.assetType, settings.assetName, "demo-viewer",
+                                   settings.assetMetadata, settings.viewerMetadata);
     try {
         driver_ = QMGStreamerAVPlayerDriver::driverWithPlayer(player_);
     } catch (const std::runtime_error& error) {
@@ -28,6 +27,10 @@ void QMDemoAVPlayerMediaPlayback::start(const Settings& settings) {
 }
 
 bool QMDemoAVPlayerMediaPlayback::mediaOver() const { return !driver_ || driver_->isOver(); }
+
+std::shared_ptr<QMError> QMDemoAVPlayerMediaPlayback::failure() const {
+    return driver_ ? driver_->failure() : nullptr;
+}
 
 void QMDemoAVPlayerMediaPlayback::leave() {
     if (driver_ && !driver_->isOver()) {

@@ -18,6 +18,7 @@ class QMDemoAVPlayerMediaPlayback : public QMDemoMediaPlayback {
 
     void start(const Settings& settings) override;
     bool mediaOver() const override;
+    std::shared_ptr<QMError> failure() const override;
     void leave() override;
     void finish() override;
 

@@ -15,10 +15,9 @@ QMDemoMPMoviePlayerMediaPlayback::~QMDemoMPMoviePlayerMediaPlayback() { finish()
 void QMDemoMPMoviePlayerMediaPlayback::start(const Settings& settings) {
     player_ = std::make_shared<MPMoviePlayerController>(QMURL::URLWithString(settings.mediaURL));
     pointDiagnosticsAt(settings);
-    // The length of the media is not known before it loads: the asset type says on demand.
-    QMVeyraKit::pluginWithMPMoviePlayerController(player_, settings.assetId, settings.serverURL,
-                                                  "veyrakit-demo", "VOD", settings.assetName, "demo-viewer",
-                                                  settings.assetMetadata, settings.viewerMetadata);
+    QMVeyraKit::pluginWithMPMoviePlayerController(
+        player_, settings.assetId, settings.serverURL, "veyrakit-demo", settings.assetType,
+        settings.assetName, "demo-viewer", settings.assetMetadata, settings.viewerMetadata);
     try {
         driver_ = QMGStreamerMPMoviePlayerDriver::driverWithPlayer(player_);
     } catch (const std::runtime_error& error) {
@@ -28,6 +27,10 @@ void QMDemoMPMoviePlayerMediaPlayback::start(const Settings& settings) {
 }
 
 bool QMDemoMPMoviePlayerMediaPlayback::mediaOver() const { return !driver_ || driver_->isOver(); }
+
+std::shared_ptr<QMError> QMDemoMPMoviePlayerMediaPlayback::failure() const {
+    return driver_ ? driver_->failure() : nullptr;
+}
 
 void QMDemoMPMoviePlayerMediaPlayback::leave() {
     if (sessionEndPending()) return;

@@ -20,6 +20,7 @@ class QMDemoMPMoviePlayerMediaPlayback : public QMDemoMediaPlayback {
 
     void start(const Settings& settings) override;
     bool mediaOver() const override;
+    std::shared_ptr<QMError> failure() const override;
     void leave() override;
     void finish() override;
 

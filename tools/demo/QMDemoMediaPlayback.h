@@ -6,6 +6,7 @@
 #include "core/QMVeyraPlugin.h"
 #include "demo/QMDemoOptions.h"
 #include "veyrakit/QMCustomMetadata.h"
+#include "veyrakit/platform/QMError.h"
 #include "veyrakit/platform/QMTimer.h"
 
 namespace veyrakit {
@@ -23,6 +24,7 @@ class QMDemoMediaPlayback {
         std::string diagnosticEventsURL;
         std::string assetId;
         std::string assetName;
+        std::string assetType;  // "VOD" or "LIVE", as the media says
         QMCustomMetadataArray assetMetadata;
         QMCustomMetadataArray viewerMetadata;
     };
@@ -41,6 +43,8 @@ class QMDemoMediaPlayback {
     virtual void start(const Settings& settings) = 0;
     // The media has ended or failed, or the viewer left.
     virtual bool mediaOver() const = 0;
+    // Why the media failed to play, in the player's error; nullptr unless it failed.
+    virtual std::shared_ptr<QMError> failure() const = 0;
     // The monitoring session has ended (or no plugin was made).
     bool sessionEnded() const;
     // The viewer leaves the player screen: monitoring and playback stop, and a session that has

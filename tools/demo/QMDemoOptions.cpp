@@ -158,8 +158,9 @@ std::string QMDemoOptions::usage() {
 
 Plays a scenario with a simulated player (or real media with --media), monitored by the VeyraKit
 SDK over real HTTP, and checks what a collector received. Prints one line per request the collector receives, then the session
-summary and the protocol checks. Exits 0 when every check passed, 1 when one failed or the run
-did not complete, 2 on a bad option or scenario file.
+summary and the protocol checks. Exits 0 when every check passed (and, with --media, the media
+played to the end or the viewer stopped it), 1 when a check failed, the media failed to play or
+the run did not complete, 2 on a bad option or scenario file; the same for both players.
 
   --scenario FILE          the scenario to play (default: scenarios/vod-default.scenario, or
                            scenarios/mpmovieplayer.scenario with --player mpmovieplayer)

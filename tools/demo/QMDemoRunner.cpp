@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
+#include <future>
 #include <iostream>
 #include <thread>
 #include <utility>
@@ -17,13 +18,16 @@
 #include "demo/QMDemoPlaylistServer.h"
 #include "demo/QMDemoRemoteCollector.h"
 #include "demo/QMDemoSandbox.h"
+#include "demo/QMDemoStreamType.h"
 #include "demo/QMPacedRunLoop.h"
 #include "platform/QMConsole.h"
+#include "platform/QMURLRequest.h"
 #include "platform/QMURLSession.h"
 #include "simulator/QMScenarioException.h"
 #include "simulator/QMScenarioParser.h"
 #include "veyrakit/QMDiagnosticCollectors.h"
 #include "veyrakit/platform/QMTimer.h"
+#include "veyrakit/platform/QMURL.h"
 
 namespace veyrakit {
 
@@ -67,6 +71,25 @@ struct ProcessSettings {
     }
 };
 
+// The body at `url` (for a look at the media before its session starts); nothing unless it
+// answered 200 within a few seconds.
+std::optional<std::string> fetchText(const std::string& url) {
+    auto request = QMURLRequest::requestWithURL(QMURL::URLWithString(url));
+    request->setTimeoutInterval(5.0);
+    auto answer = std::make_shared<std::promise<std::optional<std::string>>>();
+    auto body = answer->get_future();
+    QMURLSession::sharedSession()
+        ->dataTaskWithRequest(request,
+                              [answer](const std::optional<std::string>& data,
+                                       const std::shared_ptr<QMHTTPURLResponse>& response,
+                                       const std::shared_ptr<QMError>& error) {
+                                  const bool read = !error && response && response->statusCode() == 200;
+                                  answer->set_value(read ? data : std::nullopt);
+                              })
+        ->resume();
+    return body.get();
+}
+
 // The diagnostic streams post once a second; their figures are in the summary.
 bool isDiagnosticPost(const nlohmann::ordered_json& request) {
     const auto endpoint = request.value("endpoint", std::string());
@@ -76,7 +99,8 @@ bool isDiagnosticPost(const nlohmann::ordered_json& request) {
 }  // namespace
 
 bool QMDemoRunner::Result::passed() const {
-    if (problem || !analysis) return false;
+    // Media that failed to play fails the run, whichever the player.
+    if (problem || !analysis || ended == "failed") return false;
     for (const auto& check : analysis->value("checks", Json::array())) {
         if (check.value("status", "") == "failed") return false;
     }
@@ -93,12 +117,34 @@ nlohmann::ordered_json QMDemoRunner::Result::toJSON() const {
               {"playlistURL", playlistURL ? Json(*playlistURL) : Json()},
               {"passed", passed()}};
     if (problem) json["problem"] = *problem;
+    if (ended) {
+        Json error;
+        if (failure) {
+            error = {{"domain", failure->domain()},
+                     {"code", failure->code()},
+                     {"description", failure->localizedDescription()}};
+        }
+        json["playback"] = {{"ended", *ended},
+                            {"outcome", playbackLine()},
+                            {"assetType", assetType ? Json(*assetType) : Json()},
+                            {"error", error}};
+    }
     if (analysis) {
         for (const char* key : {"state", "violations", "summary", "checks"}) {
             if (analysis->contains(key)) json[key] = (*analysis)[key];
         }
     }
     return json;
+}
+
+std::string QMDemoRunner::Result::playbackLine() const {
+    if (ended == "failed" && failure) {
+        return "failed: " + failure->localizedDescription() + " (" + failure->domain() + " " +
+               std::to_string(failure->code()) + ")";
+    }
+    if (ended == "stoppedByViewer") return "stopped by the viewer";
+    if (ended == "playedToEnd") return "played to the end";
+    return "not over";
 }
 
 QMDemoRunner::QMDemoRunner(QMDemoOptions options, std::ostream& progress)
@@ -344,6 +390,7 @@ QMDemoMediaPlayback::Settings QMDemoRunner::mediaSettings(const Result& result,
             collector.diagnosticEventsURL(),
             name,
             "VeyraKit demo: " + name,
+            result.assetType.value_or("VOD"),
             metadata("media", *result.media),
             metadata("app", "veyrakit-demo")};
 }
@@ -370,16 +417,25 @@ QMDemoRunner::Result QMDemoRunner::runMedia() {
     return result;
 }
 
+void QMDemoRunner::notePlaybackEnd(const QMDemoMediaPlayback& playback, bool stoppedByViewer,
+                                   Result& result) {
+    if (!playback.mediaOver()) return;
+    result.failure = playback.failure();
+    result.ended = result.failure ? "failed" : stoppedByViewer ? "stoppedByViewer" : "playedToEnd";
+}
+
 void QMDemoRunner::playMedia(QMDemoMediaPlayback& playback, QMDemoCollector& collector, Result& result) {
     QMDemoInterruption interruption;
     scenarioStartMillis_ = loop_->nowMillis();
     scenarioStartWallMillis_ = wallMillis();
+    result.assetType = QMDemoStreamType::assetTypeOf(*result.mediaURL, fetchText);
     playback.start(mediaSettings(result, collector));
     // Wakes the loop now and then, so that a Ctrl-C is seen even when nothing else happens.
     auto watch = QMTimer::scheduledTimerWithTimeInterval(
         kInterruptionCheckSeconds, [](QMTimer&) {}, true);
     bool following = false;
     bool left = false;
+    bool stoppedByViewer = false;
     loop_->runUntil(
         [&] {
             if (auto sessionId = playback.sessionId(); sessionId && !following) {
@@ -393,6 +449,13 @@ void QMDemoRunner::playMedia(QMDemoMediaPlayback& playback, QMDemoCollector& col
             }
             // Like an app whose player has nothing more to show, or whose viewer left.
             if (!left && (playback.mediaOver() || interruption.requested())) {
+                stoppedByViewer = !playback.mediaOver();
+                if (const auto failure = playback.failure()) {
+                    progress_.printNote(
+                        QMDemoProgressPrinter::sessionClock(loop_->nowMillis() - scenarioStartMillis_) +
+                        "  playback failed: " + failure->localizedDescription() + " (" + failure->domain() +
+                        " " + std::to_string(failure->code()) + ")");
+                }
                 playback.leave();
                 left = true;
             }
@@ -401,6 +464,7 @@ void QMDemoRunner::playMedia(QMDemoMediaPlayback& playback, QMDemoCollector& col
         kMediaBudgetMillis);
     watch->invalidate();
     if (!playback.isOver()) result.problem = "the session had not ended when the run gave up on it";
+    notePlaybackEnd(playback, stoppedByViewer, result);
     result.sessionId = playback.sessionId();
     playback.finish();
     loop_->runUntil([&] { return loop_->transferCount() == 0 && loop_->outsideWorkCount() == 0; },

@@ -37,11 +37,18 @@ class QMDemoRunner {
         std::optional<std::string> playlistURL;
         std::optional<nlohmann::ordered_json> analysis;  // the collector's summary and checks
         std::optional<std::string> problem;              // why the run fell short, beyond failed checks
+        // Real media only: how its playback ended ("playedToEnd", "stoppedByViewer", "failed"),
+        // why it failed, and whether the media is "LIVE" or "VOD".
+        std::optional<std::string> ended;
+        std::shared_ptr<QMError> failure;
+        std::optional<std::string> assetType;
         // The session's page on the collector's dashboard (its sessions page without a session).
         std::string dashboardURL;
 
         // The session ran to its end and every protocol check passed.
         bool passed() const;
+        // "played to the end", "stopped by the viewer", or "failed: <text> (<domain> <code>)".
+        std::string playbackLine() const;
         nlohmann::ordered_json toJSON() const;
     };
 
@@ -62,6 +69,8 @@ class QMDemoRunner {
     // Serves local media on loopback; nullptr for a URL, played as it is.
     std::unique_ptr<QMDemoMediaServer> serveMedia(Result& result) const;
     void playMedia(QMDemoMediaPlayback& playback, QMDemoCollector& collector, Result& result);
+    // How the playback ended, once it is over.
+    static void notePlaybackEnd(const QMDemoMediaPlayback& playback, bool stoppedByViewer, Result& result);
     QMDemoMediaPlayback::Settings mediaSettings(const Result& result, const QMDemoCollector& collector) const;
     // The loops and the collector go, then the collector judges the session.
     void closeDown(std::unique_ptr<QMDemoCollector>& collector, Result& result);

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <utility>
 
+#include "collector/QMDiagnosticSummary.h"
+
 namespace veyrakit {
 
 namespace {
@@ -80,12 +82,16 @@ std::string QMDemoSummaryPrinter::bitrateLine(const nlohmann::ordered_json& summ
 }
 
 std::string QMDemoSummaryPrinter::outcomeLine(const nlohmann::ordered_json& summary) {
-    std::string line = member(summary, "completed") == true ? "played to the end"
+    std::string line = member(summary, "completed") == true ? "completion reported"
                        : member(summary, "state") == "ended"
                            ? "ended at the player's finish (a movie player sends no completion report)"
                            : "not completed";
-    return line + "; " + counted(member(summary, "errors"), "playback error") + ", " +
-           counted(member(summary, "faultReports").size(), "fault report");
+    line += "; " + counted(member(summary, "errors"), "playback error") + ", " +
+            counted(member(summary, "faultReports").size(), "fault report");
+    const Json& errors = member(summary, "playbackErrors");
+    if (errors.is_array() && !errors.empty())
+        line += "; last error: " + QMDiagnosticSummary::errorLine(errors.back());
+    return line;
 }
 
 std::string QMDemoSummaryPrinter::diagnosticsLine(const nlohmann::ordered_json& analysis) {
@@ -151,7 +157,10 @@ std::string QMDemoSummaryPrinter::summaryTable(const nlohmann::ordered_json& ana
     table += row("full-screen time", milliseconds(member(summary, "fullScreenTimeMs")));
     table += row("elapsed time", milliseconds(member(summary, "elapsedTimeMs")));
     const Json& duration = member(summary, "durationSeconds");
-    table += row("duration", duration.is_null() ? "-" : text(duration) + " s");
+    // A live stream has no duration: the player reports an indefinite one, sent as a negative number.
+    table += row("duration", duration.is_null()                                   ? "-"
+                             : duration.is_number() && duration.get<double>() < 0 ? "- (live)"
+                                                                                  : text(duration) + " s");
     table += row("bitrate", bitrateLine(summary));
     table += row("available bitrates", text(member(summary, "availableBitrates")));
     table += row("outcome", outcomeLine(summary));

@@ -28,6 +28,10 @@ void printOutcome(const QMDemoRunner::Result& result, bool json) {
         std::cout << QMDemoSummaryPrinter::summaryTable(*result.analysis) << "\n"
                   << QMDemoSummaryPrinter::checkList(*result.analysis);
     }
+    if (result.ended) {
+        std::cout << "Playback: " << result.playbackLine() << " ("
+                  << (result.assetType == "LIVE" ? "live" : "on demand") << ")\n";
+    }
     if (result.problem) std::cout << "Problem: " << *result.problem << "\n";
     std::cout << (result.passed() ? "PASSED" : "FAILED") << std::endl;
 }

@@ -2,6 +2,7 @@
 
 #include "collector/QMDiagnosticAttribution.h"
 #include "collector/QMDiagnosticSchema.h"
+#include "collector/QMDiagnosticSummary.h"
 #include "collector/QMJSONLayout.h"
 #include "collector/QMSessionAnalyzer.h"
 
@@ -241,6 +242,32 @@ TEST(DiagnosticAttribution, AMoviePlayerPostBelongsToTheNewestSessionOfItsAssetA
               "S-OLD");
     // The AVPlayer reporter posts only once it knows the session: no guessing for its stream.
     EXPECT_EQ(sessionOf(QMCollectorEndpoint::SessionEvents, movie), std::nullopt);
+}
+
+// The dashboard and the demo name each playback error by its code and text, which only the
+// diagnostic streams carry.
+TEST_F(DiagnosticStreams, PlaybackErrorsKeepTheirCodesAndTextsFromEitherPlayer) {
+    avplayer({event(1, 0, "init"), event(2, 500, "errorDate", {{"timestamp", kStart + 500}}),
+              event(3, 500, "errorStatusCode", {{"statusCode", 404}}),
+              event(4, 500, "errorDomain", {{"domain", "CoreMediaErrorDomain"}}),
+              event(5, 500, "errorComment", {{"comment", "Not Found"}}),
+              event(6, 600, "errorStatusCode", {{"statusCode", -1004}}),
+              event(7, 600, "errorDomain", {{"domain", "NSURLErrorDomain"}}),
+              event(8, 700, "failedToPlayToEndTime", {{"description", "Could not connect to the server."}})});
+    const Json errors = analyze().summary["playbackErrors"];
+    EXPECT_EQ(errors.dump(), R"([{"code":404,"domain":"CoreMediaErrorDomain","text":"Not Found"},)"
+                             R"({"code":-1004,"domain":"NSURLErrorDomain","text":null},)"
+                             R"({"code":null,"domain":null,"text":"Could not connect to the server."}])");
+    EXPECT_EQ(QMDiagnosticSummary::errorLine(errors[0]), "CoreMediaErrorDomain 404: Not Found");
+    EXPECT_EQ(QMDiagnosticSummary::errorLine(errors[1]), "NSURLErrorDomain -1004");
+    EXPECT_EQ(QMDiagnosticSummary::errorLine(errors[2]), "Could not connect to the server.");
+
+    requests.clear();
+    movie({movieEvent(1, 0, "play"), movieEvent(2, 10, "Error status code: 404\n"),
+           movieEvent(3, 10, "Error domain: CoreMediaErrorDomain\n"),
+           movieEvent(4, 10, "Error comment: Not Found\n")});
+    EXPECT_EQ(analyze().summary["playbackErrors"].dump(),
+              R"([{"code":404,"domain":"CoreMediaErrorDomain","text":"Not Found"}])");
 }
 
 }  // namespace veyrakit

@@ -59,6 +59,7 @@ function sessionRow(session) {
     el("td", { class: "started" }, show.date(session.startedAt)),
     el("td", { class: "num join" }, show.ms(session.joinTimeMs)),
     el("td", { class: "num rebuffering" }, show.ratio(session.rebufferingRatio)),
+    el("td", { class: "last-error" }, session.lastError === null ? "–" : session.lastError),
     el("td", { class: "num checks-passed passed" }, String(session.checksPassed)),
     el("td", { class: "num checks-failed" + (session.checksFailed > 0 ? " failed" : "") }, String(session.checksFailed)),
     el("td", { class: "num requests" }, String(session.requests)));
@@ -69,7 +70,7 @@ async function sessionsPage(app) {
   const data = await fetchJSON("/api/sessions");
   const head = el("tr", {});
   for (const title of ["Session", "Asset", "Player", "State", "Started", "Join time", "Rebuffering",
-                       "Checks passed", "Checks failed", "Requests"]) {
+                       "Last playback error", "Checks passed", "Checks failed", "Requests"]) {
     head.append(el("th", {}, title));
   }
   const table = el("table", { id: "sessions" }, el("thead", {}, head), el("tbody", {}, ...data.sessions.map(sessionRow)));
@@ -249,9 +250,18 @@ function figures(data) {
     ["Full-screen time", show.ms(s.fullScreenTimeMs)], ["Bitrate switches", String(s.bitrateSwitches)],
     ["Diagnostic events", s.diagnosticEvents + " in " + s.diagnosticPosts + " posts"],
     ["Checks", passed + " passed, " + failed + " failed"],
+    ["Playback errors", playbackErrors(s.playbackErrors || [])],
   ];
   return el("dl", { class: "figures", id: "figures" },
             ...items.map(([term, value]) => el("div", { "data-figure": term }, el("dt", {}, term), el("dd", {}, value))));
+}
+
+// Each error with its code and text, as the player reported it.
+function playbackErrors(errors) {
+  if (errors.length === 0) return "none";
+  const line = (e) => [e.domain, e.code].filter((v) => v !== null).join(" ") +
+                      (e.text === null ? "" : (e.domain === null && e.code === null ? "" : ": ") + e.text);
+  return el("ul", { class: "playback-errors" }, ...errors.map((e) => el("li", {}, line(e))));
 }
 
 function checksTable(data) {

@@ -8,6 +8,7 @@
 #include "veyrakit/gstreamer/QMGStreamerLogEntries.h"
 #include "veyrakit/gstreamer/QMGStreamerPipeline.h"
 #include "veyrakit/gstreamer/QMGStreamerPipelineListener.h"
+#include "veyrakit/platform/QMError.h"
 #include "veyrakit/platform/QMExport.h"
 #include "veyrakit/platform/QMObject.h"
 #include "veyrakit/platform/avfoundation/CGSize.h"
@@ -43,6 +44,8 @@ class VEYRAKIT_EXPORT QMGStreamerDriver : public QMObject, protected QMGStreamer
   public:
     // Playback ended, failed, was stopped, or the pipeline is gone.
     bool isOver() const { return over_; }
+    // Why playback failed, in the error the model was given; nullptr unless it failed.
+    const std::shared_ptr<QMError>& failure() const { return failure_; }
 
   protected:
     explicit QMGStreamerDriver(std::string url);
@@ -147,6 +150,7 @@ class VEYRAKIT_EXPORT QMGStreamerDriver : public QMObject, protected QMGStreamer
     std::shared_ptr<QMMediaAccessLogEvent> currentEvent_;
     // A download failure held back while playback goes on with what is buffered.
     std::unique_ptr<QMGStreamerProblem> pendingFailure_;
+    std::shared_ptr<QMError> failure_;
     std::shared_ptr<QMTimer> progressTimer_;
     std::optional<double> lastPosition_;
 };
