@@ -272,9 +272,10 @@ TEST_P(AttachedBusStyles, TheAppReceivesWhatItReceivedWithoutVeyraKit) {
 
     EXPECT_TRUE(app->endedByStream());
     // The messages a playback posts once whatever the timing (how often the app pauses to refill
-    // varies from run to run, and so do the state changes and buffering levels).
-    for (GstMessageType type : {GST_MESSAGE_EOS, GST_MESSAGE_ERROR, GST_MESSAGE_ASYNC_DONE,
-                                GST_MESSAGE_STREAM_START, GST_MESSAGE_NEW_CLOCK})
+    // varies from run to run, and so do the state changes, buffering levels and the prerolls a
+    // refill under load can bring).
+    for (GstMessageType type :
+         {GST_MESSAGE_EOS, GST_MESSAGE_ERROR, GST_MESSAGE_STREAM_START, GST_MESSAGE_NEW_CLOCK})
         EXPECT_EQ(app->receivedOf(type), without(type)) << gst_message_type_get_name(type);
     ASSERT_EQ(sessions().size(), 1u);
     const QMCollectedReports reports(*collector, sessions().front());
