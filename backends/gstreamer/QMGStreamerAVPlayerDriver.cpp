@@ -133,6 +133,11 @@ void QMGStreamerAVPlayerDriver::modelRecovers() {
 
 void QMGStreamerAVPlayerDriver::modelShowsPictureSize(CGSize size) { item_->setPresentationSize(size); }
 
+void QMGStreamerAVPlayerDriver::modelLearnsDuration(double seconds) {
+    if (CMTIME_IS_INDEFINITE(item_->duration()))
+        item_->setDuration(CMTimeMake(std::llround(seconds * 1000.0), 1000));
+}
+
 std::shared_ptr<QMMediaAccessLogEvent> QMGStreamerAVPlayerDriver::modelOpensAccessLogEvent(bool) {
     auto event = std::make_shared<AVPlayerItemAccessLogEvent>();
     const bool first = !item_->accessLog();

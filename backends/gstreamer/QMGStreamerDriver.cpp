@@ -114,6 +114,8 @@ void QMGStreamerDriver::pipelineStateChanged(GstState current, GstState target) 
     if (current == GST_STATE_PLAYING) {
         if (!started_) {
             started_ = true;
+            // Some demuxers know the duration only once data flows, and say nothing when they do.
+            pipelineDurationChanged();
             openAccessLogEvent();
         }
         modelReachesPlaying();
@@ -189,6 +191,12 @@ void QMGStreamerDriver::pipelineVariantShown(const std::string& uri, double bitr
         closeAccessLogEvent(uri);
         log_.noteVariant(uri, bitrate);
         openAccessLogEvent();
+    }
+}
+
+void QMGStreamerDriver::pipelineDurationChanged() {
+    if (ready_ && !over_) {
+        if (const auto duration = pipeline_->durationSeconds()) modelLearnsDuration(*duration);
     }
 }
 

@@ -234,6 +234,10 @@ void QMGStreamerMPMoviePlayerDriver::modelHasStreams(bool video, bool audio) {
 
 void QMGStreamerMPMoviePlayerDriver::modelShowsPictureSize(CGSize size) { player_->setNaturalSize(size); }
 
+void QMGStreamerMPMoviePlayerDriver::modelLearnsDuration(double seconds) {
+    if (player_->duration() <= 0.0) player_->setDuration(seconds);
+}
+
 std::shared_ptr<QMMediaAccessLogEvent> QMGStreamerMPMoviePlayerDriver::modelOpensAccessLogEvent(bool) {
     auto event = std::make_shared<MPMovieAccessLogEvent>();
     log().fillAccessLogEvent(*event, player_->currentPlaybackTime());

@@ -280,6 +280,9 @@ void QMGStreamerPipeline::handleMessage(GstMessage* message, QMGStreamerCause ca
         case GST_MESSAGE_EOS:
             tell([](QMGStreamerPipelineListener& l) { l.pipelineEndOfStream(); });
             break;
+        case GST_MESSAGE_DURATION_CHANGED:
+            tell([](QMGStreamerPipelineListener& l) { l.pipelineDurationChanged(); });
+            break;
         default:
             break;
     }

@@ -154,6 +154,7 @@ bool QMGStreamerPipelineTap::isWanted(GstMessage* message) const {
         case GST_MESSAGE_BUFFERING:
         case GST_MESSAGE_ASYNC_DONE:
         case GST_MESSAGE_STREAM_COLLECTION:
+        case GST_MESSAGE_DURATION_CHANGED:
             return true;
         case GST_MESSAGE_STATE_CHANGED:
             return GST_MESSAGE_SRC(message) == GST_OBJECT_CAST(pipeline_);

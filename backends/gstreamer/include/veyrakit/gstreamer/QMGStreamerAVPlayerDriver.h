@@ -63,6 +63,7 @@ class VEYRAKIT_EXPORT QMGStreamerAVPlayerDriver : public QMGStreamerDriver {
     void ownerSeeks(double position) override;
     bool modelWantsToPlay() const override;
     void modelShowsPictureSize(CGSize size) override;
+    void modelLearnsDuration(double seconds) override;
     std::shared_ptr<QMMediaAccessLogEvent> modelOpensAccessLogEvent(bool first) override;
     void modelCountsTransfers(QMMediaAccessLogEvent& event, const QMGStreamerTransfers& figures) override;
     void modelLogsError(long statusCode, const std::string& comment, const std::string& domain) override;

@@ -84,6 +84,8 @@ class VEYRAKIT_EXPORT QMGStreamerDriver : public QMObject, protected QMGStreamer
     // Owned: whether the model wants playback to run.
     virtual bool modelWantsToPlay() const = 0;
     virtual void modelShowsPictureSize(CGSize size) = 0;
+    // A duration the pipeline did not know when the model became ready, known now.
+    virtual void modelLearnsDuration(double seconds) = 0;
     virtual void modelHasStreams(bool /*video*/, bool /*audio*/) {}
     // Makes a new access-log event, fills it (log().fillAccessLogEvent, then what only this
     // model's events carry), appends it to the model's log and returns it.
@@ -112,6 +114,7 @@ class VEYRAKIT_EXPORT QMGStreamerDriver : public QMObject, protected QMGStreamer
     void pipelineStreamsAnnounced(bool video, bool audio) override;
     void pipelineVariantShown(const std::string& uri, double bitrate) override;
     void pipelineVideoSize(int width, int height) override;
+    void pipelineDurationChanged() override;
     void pipelineHTTPWarning(const QMGStreamerProblem& problem) override;
     void pipelineError(const QMGStreamerProblem& problem) override;
     void pipelineEndOfStream() override;

@@ -67,6 +67,7 @@ class VEYRAKIT_EXPORT QMGStreamerMPMoviePlayerDriver : public QMGStreamerDriver 
     void modelSeekEnds() override;
     bool modelWantsToPlay() const override;
     void modelShowsPictureSize(CGSize size) override;
+    void modelLearnsDuration(double seconds) override;
     void modelHasStreams(bool video, bool audio) override;
     std::shared_ptr<QMMediaAccessLogEvent> modelOpensAccessLogEvent(bool first) override;
     void modelLogsError(long statusCode, const std::string& comment, const std::string& domain) override;

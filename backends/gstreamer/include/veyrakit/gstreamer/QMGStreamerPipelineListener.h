@@ -57,6 +57,8 @@ class VEYRAKIT_EXPORT QMGStreamerPipelineListener {
     // Playback cannot go on.
     virtual void pipelineError(const QMGStreamerProblem& /*problem*/) {}
     virtual void pipelineEndOfStream() {}
+    // The media's duration may have changed (ask durationSeconds()).
+    virtual void pipelineDurationChanged() {}
     // Its owner let the pipeline go (finalized): nothing more will come.
     virtual void pipelineGone() {}
 };
