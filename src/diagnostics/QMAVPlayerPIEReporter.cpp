@@ -126,16 +126,11 @@ void QMAVPlayerPIEReporter::resetProperties() {
     if (timer_) {
         timer_->invalidate();
     }
-    // The timer must not keep the reporter: its owner's tear-down is what ends it.
-    std::weak_ptr<QMAVPlayerPIEReporter> weakSelf = selfAs<QMAVPlayerPIEReporter>();
+    // The timer keeps the reporter, as a platform timer keeps its target: the plugin's tear-down
+    // lets it go, yet it runs on until stopPlayback stops it.
+    auto self = selfAs<QMAVPlayerPIEReporter>();
     timer_ = QMTimer::scheduledTimerWithTimeInterval(
-        1.0,
-        [weakSelf](QMTimer&) {
-            if (auto self = weakSelf.lock()) {
-                self->timerFired();
-            }
-        },
-        true);
+        1.0, [self](QMTimer&) { self->timerFired(); }, true);
     lastplaybackPosition_ = -1.0;
     events_->reset();
 }
@@ -182,21 +177,25 @@ void QMAVPlayerPIEReporter::observeItemNotification(
 void QMAVPlayerPIEReporter::removeObservers() {
     if (observing_) {
         observing_ = false;
-        // One guard for all eight: after a removal that fails, the rest are not tried.
+        // From the item current now, which is not the one observed once the player has moved
+        // on: its first removal then fails, and under one guard for all eight the rest are not
+        // tried (the player's two went first). The observations left behind never reach a gone
+        // reporter.
+        const auto item = player_->currentItem();
         try {
             for (const char* keyPath : kPlayerKeyPaths) {
                 player_->removeObserver(this, keyPath, &kObservingContext);
             }
             for (const char* keyPath : kItemKeyPaths) {
-                if (observedItem_) {
-                    observedItem_->removeObserver(this, keyPath, &kObservingContext);
+                if (item) {
+                    item->removeObserver(this, keyPath, &kObservingContext);
                 }
             }
         } catch (const QMException&) {
         }
         auto center = QMNotificationCenter::defaultCenter();
         for (const char* name : kItemNotifications) {
-            center->removeObserver(this, name, observedItem_.get());
+            center->removeObserver(this, name, item.get());
         }
     }
     if (timer_) {
@@ -235,7 +234,12 @@ void QMAVPlayerPIEReporter::prepareFileLoggerWithTemporarySessionId(const std::s
     logFile_ = std::make_unique<QMAVPlayerTraceFile>(temporarySessionId);
 }
 
-void QMAVPlayerPIEReporter::stopPlayback() { log("stopPlayback"); }
+void QMAVPlayerPIEReporter::stopPlayback() {
+    log("stopPlayback");
+    // The last post goes out at once (once the session id is known): no tick follows.
+    flush();
+    removeObservers();
+}
 
 void QMAVPlayerPIEReporter::log(const std::string& name) { log(name, std::nullopt); }
 

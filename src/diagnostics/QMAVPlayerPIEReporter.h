@@ -25,9 +25,10 @@ namespace veyrakit {
 // id is known, each one-second tick posts the pending events with a description of the session, as
 // pretty-printed JSON, to the session events collector. Posts are never retried.
 //
-// Make it with std::make_shared, then initWithPlayer. It runs until it is destroyed: its
-// destructor removes its observations and stops its timer, neither of which holds it. Main thread
-// only, except the playlist reading, which records from the URL session's worker.
+// Make it with std::make_shared, then initWithPlayer. Its repeating timer keeps it, as a
+// platform timer keeps its target: it runs on after its owner lets it go, until stopPlayback
+// ends its observations and its timer (or its run loop goes). Main thread only, except the
+// playlist reading, which records from the URL session's worker.
 class QMAVPlayerPIEReporter : public QMObject {
   public:
     QMAVPlayerPIEReporter();
@@ -51,6 +52,8 @@ class QMAVPlayerPIEReporter : public QMObject {
     void setSessionEventsURL(const std::string& url);
     // Posting starts with the next tick.
     void setSessionId(std::optional<std::string> sessionId);
+    // Records "stopPlayback", posts what is pending at once (once the session id is known), then
+    // stops: observations removed, timer invalidated. The only way to stop it.
     void stopPlayback();
 
     void log(const std::string& name);
@@ -59,8 +62,7 @@ class QMAVPlayerPIEReporter : public QMObject {
 
     // The one-second tick: the position, then the post once the session id is known.
     void timerFired();
-    // Posts what is pending, once the session id is known: on every tick, and once more when the
-    // owner lets the reporter go, so that the last events of a session are not lost with it.
+    // Posts what is pending, once the session id is known: on every tick, and at the stop.
     void flush();
     void sendPeriodicalReport();
 
@@ -98,8 +100,8 @@ class QMAVPlayerPIEReporter : public QMObject {
     const std::string& sessionText();
 
     std::shared_ptr<AVPlayer> player_;
-    // The item current at start-up: the one observed, and the one the observations are removed
-    // from, even when the player has moved on to another.
+    // The item current at start-up: the one observed. The observations are removed from the
+    // item current at removal time.
     std::shared_ptr<AVPlayerItem> observedItem_;
     QMAVPlayerLogFollower logFollower_;
     QMJSON session_ = QMJSON::object();

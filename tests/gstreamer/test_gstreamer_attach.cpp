@@ -15,6 +15,7 @@
 #include "support/QMTestEnvironment.h"
 #include "support/QMTestMediaServer.h"
 #include "veyrakit/QMDiagnosticCollectors.h"
+#include "veyrakit/QMVeyraKit.h"
 #include "veyrakit/gstreamer/QMGLibRunLoopSource.h"
 #include "veyrakit/gstreamer/QMGStreamerMonitor.h"
 
@@ -53,6 +54,8 @@ class AttachedMonitoring : public QMVirtualTimeTest {
         app.reset();
         settle();
         if (auto plugin = QMMonitoringSessions::currentMPMoviePlayerMonitoringSession()) plugin->dispose();
+        // The host's stop ends the AVPlayer's diagnostic reporter, which the tear-down left running.
+        QMVeyraKit::stopPlayback();
         QMMonitoringSessions::setCurrentAVPlayerMonitoringSession(nullptr);
         QMMonitoringSessions::setCurrentMPMoviePlayerMonitoringSession(nullptr);
         QMVirtualTimeTest::TearDown();

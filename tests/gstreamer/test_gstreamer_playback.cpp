@@ -71,6 +71,8 @@ class GStreamerPlayback : public QMVirtualTimeTest {
         // The host drops its movie player plugin: the plugin's own two player observations go
         // with it (its finish left them in place).
         if (auto plugin = mpMoviePlayerPlugin()) plugin->dispose();
+        // The host's stop ends the AVPlayer's diagnostic reporter, which the tear-down left running.
+        QMVeyraKit::stopPlayback();
         QMMonitoringSessions::setCurrentAVPlayerMonitoringSession(nullptr);
         QMMonitoringSessions::setCurrentMPMoviePlayerMonitoringSession(nullptr);
         QMNotificationCenter::defaultCenter()->removeObserver(this);

@@ -61,6 +61,8 @@ class TruthfulPlayback : public QMVirtualTimeTest, public ::testing::WithParamIn
     void TearDown() override {
         driver.reset();
         if (auto plugin = QMMonitoringSessions::currentMPMoviePlayerMonitoringSession()) plugin->dispose();
+        // The host's stop ends the AVPlayer's diagnostic reporter, which the tear-down left running.
+        QMVeyraKit::stopPlayback();
         QMMonitoringSessions::setCurrentAVPlayerMonitoringSession(nullptr);
         QMMonitoringSessions::setCurrentMPMoviePlayerMonitoringSession(nullptr);
         QMNotificationCenter::defaultCenter()->removeObserver(this);
@@ -247,6 +249,9 @@ TEST_P(TruthfulPlayback, ARefusedConnectionAndAnUnknownHostAreTwoDifferentFailur
 
     driver.reset();
     error.reset();
+    // The host's stop ends the first playback's diagnostic reporter before a newer plugin puts
+    // it out of reach.
+    QMVeyraKit::stopPlayback();
     play("http://media.example.invalid/master.m3u8");
     ASSERT_TRUE(error);
     EXPECT_EQ(error->domain(), NSURLErrorDomain);

@@ -65,6 +65,7 @@ TEST_F(QMAVPlayerPIEReporterOverSockets, ThePlaylistIsFetchedAndTheEventsArriveI
     reporter->setSessionId("S-9");
     // init, playbackBufferEmpty, the first position and the two playlist events, in one post or more.
     ASSERT_TRUE(realLoop->runUntil([&] { return received() >= 5; }, 10'000));
+    reporter->stopPlayback();  // its timer would keep it running
     reporter.reset();
 
     std::lock_guard<std::mutex> lock(mutex);

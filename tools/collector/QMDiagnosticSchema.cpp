@@ -1,6 +1,7 @@
 #include "collector/QMDiagnosticSchema.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <map>
 #include <regex>
 #include <set>
@@ -16,17 +17,21 @@ using Stream = QMDiagnosticSchema::Stream;
 // or null for a log value the player left out.
 enum class Kind { Number, Integer, Text, Status, Numbers, Resolutions };
 
+// Whether an info key may be missing: the reporter leaves a key out when its value is nil (an
+// error with no comment, a log entry with no domain), but the info object itself is still sent.
+enum class Presence { Always, UnlessNil };
+
 struct InfoKey {
     const char* name;
     Kind kind;
-    bool required = true;
+    Presence presence = Presence::Always;
 };
 
 using InfoRules = std::vector<InfoKey>;
 
 const std::map<std::string, InfoRules>& sessionEventRules() {
     static const InfoRules none;
-    static const InfoRules status{{"status", Kind::Status}, {"reason", Kind::Text, false}};
+    static const InfoRules status{{"status", Kind::Status}, {"reason", Kind::Text, Presence::UnlessNil}};
     static const std::map<std::string, InfoRules> rules{
         {"init", none},
         {"playbackBufferEmpty", none},
@@ -41,7 +46,7 @@ const std::map<std::string, InfoRules>& sessionEventRules() {
         {"duration", {{"duration", Kind::Number}}},
         {"presentationSize", {{"width", Kind::Number}, {"height", Kind::Number}}},
         {"didPlayToEndTime", none},
-        {"failedToPlayToEndTime", {{"description", Kind::Text}}},
+        {"failedToPlayToEndTime", {{"description", Kind::Text, Presence::UnlessNil}}},
         {"timeJumped", none},
         {"playbackStalled", none},
         {"playbackPosition", {{"position", Kind::Number}}},
@@ -53,7 +58,7 @@ const std::map<std::string, InfoRules>& sessionEventRules() {
         {"numberOfMediaRequests", {{"requests", Kind::Integer}}},
         {"playbackStartDate", {{"timestamp", Kind::Integer}}},
         {"playbackStartOffset", {{"offset", Kind::Number}}},
-        {"playbackType", {{"type", Kind::Text}}},
+        {"playbackType", {{"type", Kind::Text, Presence::UnlessNil}}},
         {"startupTime", {{"time", Kind::Number}}},
         {"durationWatched", {{"duration", Kind::Number}}},
         {"numberOfDroppedVideoFrames", {{"frames", Kind::Integer}}},
@@ -69,8 +74,8 @@ const std::map<std::string, InfoRules>& sessionEventRules() {
         // The error log's rows.
         {"errorDate", {{"timestamp", Kind::Integer}}},
         {"errorStatusCode", {{"statusCode", Kind::Integer}}},
-        {"errorDomain", {{"domain", Kind::Text}}},
-        {"errorComment", {{"comment", Kind::Text}}},
+        {"errorDomain", {{"domain", Kind::Text, Presence::UnlessNil}}},
+        {"errorComment", {{"comment", Kind::Text, Presence::UnlessNil}}},
         // The master playlist.
         {"availableBitrates", {{"bitrates", Kind::Numbers}}},
         {"availableResolutions", {{"resolutions", Kind::Resolutions}}},
@@ -150,7 +155,7 @@ void checkInfo(const Json& event, const InfoRules& rules, std::vector<std::strin
                                kindName(rule->kind));
     }
     for (const auto& rule : rules) {
-        if (rule.required && !info->contains(rule.name))
+        if (rule.presence == Presence::Always && !info->contains(rule.name))
             problems.push_back(label + " has no info \"" + rule.name + "\"");
     }
 }
@@ -162,6 +167,14 @@ void checkStatusReason(const Json& event, std::vector<std::string>& problems) {
         problems.push_back(eventLabel(event) + " gives a \"reason\" for the status " +
                            info.value("status", Json()).dump() + ", which is no failure");
     }
+}
+
+// Both players stamp events with the wall clock in milliseconds since 1970: a time in seconds or
+// in microseconds lies far outside the years 2000 to 2100.
+bool isMillisSince1970(int64_t timestamp) {
+    constexpr int64_t kYear2000 = 946'684'800'000;
+    constexpr int64_t kYear2100 = 4'102'444'800'000;
+    return timestamp >= kYear2000 && timestamp < kYear2100;
 }
 
 bool isUpperCaseUUID(const std::string& text) {
@@ -314,6 +327,10 @@ std::vector<std::string> QMDiagnosticSchema::problemsOfEventRecord(const nlohman
         if (!event.contains(key) || !event[key].is_number_integer())
             problems.push_back(label + " has no integer \"" + key + "\"");
     }
+    if (event.contains("timestamp") && event["timestamp"].is_number_integer() &&
+        !isMillisSince1970(event["timestamp"].get<int64_t>()))
+        problems.push_back(label + " has the timestamp " + event["timestamp"].dump() +
+                           ", not milliseconds since 1970");
     if (!event.contains("name") || !event["name"].is_string())
         problems.push_back(label + " has no string \"name\"");
     for (const auto& [key, value] : event.items()) {
@@ -354,7 +371,14 @@ std::vector<std::string> QMDiagnosticSchema::problemsOfSessionDescription(
             problems.push_back("the session's \"" + key + "\" is " + value.dump() + ", not a string");
         }
     }
-    if (!avplayer) return problems;
+    if (!avplayer) {
+        // The handler builds both dictionaries from the plugin's lists, empty when it has none.
+        for (const char* key : {"assetMetadata", "viewerMetadata"}) {
+            if (!session.contains(key))
+                problems.push_back(std::string("the session description has no \"") + key + "\"");
+        }
+        return problems;
+    }
     // The reporter posts only once the session id is known, and always with its temporary id.
     if (!session.contains("sessionId")) problems.push_back("the session description has no \"sessionId\"");
     auto temporary = session.find("temporarySessionId");

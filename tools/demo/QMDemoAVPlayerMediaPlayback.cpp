@@ -52,6 +52,8 @@ void QMDemoAVPlayerMediaPlayback::finish() {
         driver_->stop();
         driver_.reset();
     }
+    // No tear-down stops the diagnostic reporter: the host's stop does, before it lets go.
+    QMVeyraKit::stopPlayback();
     QMMonitoringSessions::setCurrentAVPlayerMonitoringSession(nullptr);
     QMObjectRepository::getRepositoryInstance()->setPlugin(nullptr);
 }

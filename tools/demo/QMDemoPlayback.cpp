@@ -124,6 +124,9 @@ void QMDemoPlayback::finish() {
     QMNotificationCenter::defaultCenter()->removeObserver(this);
     if (simulator_) simulator_->stop();
     if (scenario_->playerKind() == QMScenarioPlayerKind::AVPlayer) {
+        // No tear-down stops the diagnostic reporter: the host's stop does, before the host lets
+        // go of the plugin (a reporter out of its reach would post on for good).
+        QMVeyraKit::stopPlayback();
         QMMonitoringSessions::setCurrentAVPlayerMonitoringSession(nullptr);
     } else {
         // A destroyed movie player plugin still observes its player until it is disposed (the

@@ -157,11 +157,8 @@ void QMAVPlayerVeyraPlugin::dispose() {
     QMLogger::info("Disposing avplayerveyraplugin", "SV");
     disposed_ = true;
     deregisterEventHandlers();
+    // The diagnostic reporter is left running: only stopPlayback stops it.
     QMVeyraPlugin::destroy();
-    // The stop or the end that ended the session is still pending: it goes out before the reporter.
-    if (auto reporter = std::exchange(pieReporter_, nullptr)) {
-        reporter->flush();
-    }
 }
 
 }  // namespace veyrakit

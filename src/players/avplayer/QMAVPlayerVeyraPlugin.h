@@ -28,7 +28,7 @@ class QMAVPlayerVeyraPlugin : public QMPlayerPlugin<QMAVPlayerVeyraPlugin, AVPla
     ~QMAVPlayerVeyraPlugin() override;
 
     bool disposed() const { return disposed_; }
-    // The diagnostic reporter, from the initialisation until the tear-down lets it go.
+    // The diagnostic reporter, from the initialisation on; the tear-down leaves it running.
     const std::shared_ptr<QMAVPlayerPIEReporter>& pieReporter() const { return pieReporter_; }
 
     // The URL of the current item's asset when it is a URL asset; otherwise nothing.
@@ -68,8 +68,9 @@ class QMAVPlayerVeyraPlugin : public QMPlayerPlugin<QMAVPlayerVeyraPlugin, AVPla
 
     // Routed through dispose.
     void destroy() override;
-    // Once: logs, removes the observers, the base tear-down, then lets the diagnostic reporter go
-    // after its last post (its destructor ends its observations and its timer).
+    // Once: logs, removes the observers, then the base tear-down. The diagnostic reporter runs
+    // on until stopPlayback (which still reaches it after the tear-down); once this plugin is let
+    // go (a newer plugin replaced it) nothing can stop it, and its timer keeps it posting.
     void dispose() override;
 
   private:

@@ -22,8 +22,10 @@ struct QMAVPlayerSessionKind {
         QMVeyraKit::pluginWithAVPlayer(player, "A-1", serverHost, "C-1", std::nullopt, "Name", "V-1",
                                        assetMetadata, viewerMetadata);
     }
-    // A session still running is torn down.
+    // The host's stop ends the diagnostic reporter, which no tear-down stops; a session still
+    // running is torn down.
     static void endMonitoring() {
+        QMVeyraKit::stopPlayback();
         QMVeyraKit::pluginWithAVPlayer(nullptr, "A-1", "C-1", std::nullopt, "Name", std::nullopt,
                                        std::nullopt, std::nullopt);
     }
@@ -41,6 +43,17 @@ struct QMAVPlayerSessionKind {
 
 class QMAVPlayerSessionTest : public QMPlayerSessionTest<QMAVPlayerSessionKind> {
   protected:
+    // A session torn down without the host's stop leaves its diagnostic reporter running: its
+    // timer and its observations of the player and the item; the host's stop ends it.
+    void stopTheRunningReporter(const std::shared_ptr<AVPlayer>& observed) const {
+        EXPECT_TRUE(plugin()->pieReporter()->timer()->isValid());
+        EXPECT_EQ(QMRunLoop::mainRunLoop()->timerCount(), 1u);
+        EXPECT_EQ(observed->observationCount(), 2u);
+        EXPECT_EQ(observed->currentItem()->observationCount(), 6u);
+        EXPECT_EQ(QMNotificationCenter::defaultCenter()->observerCount(), 6u);
+        QMVeyraKit::stopPlayback();
+        EXPECT_FALSE(plugin()->pieReporter()->timer()->isValid());
+    }
     // Nothing of the session is left observing or scheduled.
     void expectNothingLeft(const std::shared_ptr<AVPlayer>& observed) const {
         EXPECT_EQ(observed->observationCount(), 0u);

@@ -56,6 +56,9 @@ TEST_F(QMAVPlayerPluginTest, FacadeContainsCreationFailuresAndRefusesNoPlayer) {
     QMVeyraKit::pluginWithAVPlayer(nullptr, "A-1", "C-1", std::nullopt, "Name", "V-1", std::nullopt,
                                    std::nullopt);
     EXPECT_FALSE(QMMonitoringSessions::currentAVPlayerMonitoringSession());
+    leavesBehind(timers(2) + observations(16) + notificationObservers(12),
+                 "the diagnostic reporters of the failed creation and of the plugin it replaced run on: "
+                 "no stopPlayback reaches them");
 }
 
 TEST_F(QMAVPlayerPluginTest, RateAboveZeroStartsAndOnlyAnEndAtRateZeroStops) {
@@ -109,6 +112,7 @@ TEST_F(QMAVPlayerPluginTest, DestroyNotificationDisposesOnceAndLeavesNothingObse
     for (const auto& part : parts) {
         EXPECT_TRUE(part.expired());
     }
+    stopTheRunningReporter(player);
     expectNothingLeft(player);
     player->pause();
     player->play();  // no longer observed: no revival

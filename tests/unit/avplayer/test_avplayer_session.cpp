@@ -77,6 +77,7 @@ TEST_F(QMAVPlayerSessionTest, AVodSessionPlayedToTheEndSendsTheExactRequestStrea
                  "I P TBF:'0', BFTN:'0', CBF:'0', CBR:'1500000', P:'0', PC:'1', TPT:'40000', CPT:'6500', "
                  "TVT:'40000', CVT:'7000', TFT:'27000', CFT:'6500', PRD:'7', PLS:'10', ",
                  "I SV Disposing avplayerveyraplugin", "I T Disposing all parts", "I T P timer disposed"}));
+    stopTheRunningReporter(simulator->player());
     expectNothingLeft(simulator->player());
     for (const auto& part : parts) {
         EXPECT_TRUE(part.expired());

@@ -20,6 +20,7 @@ TEST_F(QMAVPlayerSessionTest, AFailureBeforeTheSessionIsReportedOnceTheIdArrives
     EXPECT_EQ(bodies("/player/report"),
               (std::vector<std::string>{R"({"sessionId":"S-1","type":"E","pulseNumber":1})"}));
     EXPECT_TRUE(plugin()->disposed() && plugin()->destroyed());
+    stopTheRunningReporter(simulator->player());
     expectNothingLeft(simulator->player());
 }
 
@@ -30,11 +31,15 @@ TEST_F(QMAVPlayerSessionTest, AFailureDuringTheSessionSendsTheErrorReportAndEnds
     const auto sent = bodies("/player/report");
     ASSERT_EQ(sent.size(), 6u);  // S, P, D, J, P, E
     EXPECT_EQ(sent.back(), R"({"sessionId":"S-1","type":"E","pulseNumber":6})");
-    EXPECT_EQ(stubs().requests().back().timeMillis - startMillis, 16'000);
+    EXPECT_EQ(stubs().requestsTo("/player/report").back().timeMillis - startMillis, 16'000);
+    // The diagnostic reporter outlives the tear-down: its next tick posts the failure's events.
+    EXPECT_EQ(stubs().requests().back().url, "http://collector.test:8082/sessionEventsHandler/sessions");
+    EXPECT_EQ(stubs().requests().back().timeMillis - startMillis, 17'000);
     const auto lines = logs();
     EXPECT_EQ(Strings(lines.end() - 5, lines.end()),
               (Strings{"I X Media error", "I E ", "I SV Disposing avplayerveyraplugin",
                        "I T Disposing all parts", "I T P timer disposed"}));
+    stopTheRunningReporter(simulator->player());
     expectNothingLeft(simulator->player());
 }
 
@@ -52,6 +57,7 @@ TEST_F(QMAVPlayerSessionTest, PlayerAndItemBothFailedReportTwice) {
     // Sent after the tear-down dropped the periodical reporter: the pulse counter reads 0.
     EXPECT_EQ(sent[3], R"({"sessionId":"S-1","type":"E","pulseNumber":1})");
     EXPECT_EQ(count("I X Media error"), 2);
+    stopTheRunningReporter(player);
     expectNothingLeft(player);
 }
 

@@ -91,9 +91,14 @@ TEST(CollectorServer, ServesStoresAndJudgesOverRealSockets) {
     EXPECT_EQ(report(1).body, R"({"skipReports":0})");
     EXPECT_EQ(report(2).body, R"({"skipReports":-1})");
     // The movie player handler names no session: the collector finds it by asset and customer.
-    std::string diagnostic = Json{{"session", {{"assetId", "A-1"}, {"qmrCID", "C-1"}}},
-                                  {"events", {{{"timestamp", 1}, {"name", "play"}, {"index", 1}}}}}
-                                 .dump();
+    std::string diagnostic =
+        Json{{"session",
+              {{"assetId", "A-1"},
+               {"qmrCID", "C-1"},
+               {"assetMetadata", Json::object()},
+               {"viewerMetadata", Json::object()}}},
+             {"events", {{{"timestamp", 1'700'000'000'000}, {"name", "play"}, {"index", 1}}}}}
+            .dump();
     EXPECT_EQ(http(server.diagnosticEventsURL(), diagnostic).body, "{}");
     EXPECT_EQ(http(server.sessionEventsURL() + "/extra", diagnostic).status, 404);
 

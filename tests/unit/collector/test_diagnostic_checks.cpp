@@ -38,7 +38,11 @@ Json avplayerPost(Json events) {
 }
 
 Json moviePost(Json events) {
-    return {{"session", {{"assetId", "A-1"}, {"qmrCID", "C-1"}, {"assetMetadata", {{"genre", {"drama"}}}}}},
+    return {{"session",
+             {{"assetId", "A-1"},
+              {"qmrCID", "C-1"},
+              {"assetMetadata", {{"genre", {"drama"}}}},
+              {"viewerMetadata", Json::object()}}},
             {"events", std::move(events)}};
 }
 
@@ -169,6 +173,52 @@ TEST_F(DiagnosticStreams, AVPlayerSessionDescriptionAndFirstEventAreHeldToTheRep
                                   "with index 1 is \"rate\", not \"init\""}));
 }
 
+// The reporter leaves an info key out when its value is nil (a server error with no comment, an
+// end of play with no error); a misspelt or unknown key is still an error, as is a missing one
+// that is never nil.
+TEST_F(DiagnosticStreams, AnInfoKeyMayBeMissingOnlyWhereItsValueMayBeNil) {
+    avplayer({event(1, 0, "init"), event(2, 5, "errorStatusCode", {{"statusCode", 500}}),
+              event(3, 5, "errorDomain", Json::object()), event(4, 5, "errorComment", Json::object()),
+              event(5, 5, "playbackType", Json::object()),
+              event(6, 9, "failedToPlayToEndTime", Json::object()),
+              event(7, 9, "status", {{"status", "failed"}})});
+    auto good = analyze();
+    EXPECT_EQ(status(good, "sessionEvents.names"), "passed")
+        << good.check("sessionEvents.names")->toJSON().dump();
+
+    avplayer({event(8, 10, "errorComment", {{"coment", "x"}}), event(9, 10, "errorDomain", {{"domain", 1}}),
+              event(10, 10, "failedToPlayToEndTime"), event(11, 10, "rate", Json::object())});
+    EXPECT_EQ(violations(analyze(), "sessionEvents.names"),
+              (std::vector<std::string>{"#2 event 8 \"errorComment\" has the unknown info key \"coment\"",
+                                        "#2 event 9 \"errorDomain\" info \"domain\" is 1, expected a string",
+                                        "#2 event 10 \"failedToPlayToEndTime\" has no \"info\" object",
+                                        "#2 event 11 \"rate\" has no info \"rate\""}));
+}
+
+// Events are stamped in milliseconds since 1970 (seconds or microseconds are a unit slip), and
+// the movie player handler always describes both metadata lists, empty or not.
+TEST_F(DiagnosticStreams, TimestampsAreMillisecondsAndMoviePlayerMetadataIsAlwaysDescribed) {
+    avplayer({event(1, 0, "init"), event(2, 0, "timeJumped")});
+    requests.back().body = QMJSONLayout::pretty(
+        avplayerPost({event(1, 0, "init"),
+                      {{"index", 2}, {"timestamp", kStart / 1000}, {"name", "timeJumped"}},
+                      {{"index", 3}, {"timestamp", kStart * 1000}, {"name", "timeJumped"}}})
+            .dump());
+    Json body = moviePost({movieEvent(1, 0, "play")});
+    body["session"].erase("assetMetadata");
+    body["session"].erase("viewerMetadata");
+    post(QMCollectorEndpoint::DiagnosticEvents, body, false);
+    auto analysis = analyze();
+    EXPECT_EQ(
+        violations(analysis, "sessionEvents.wellFormed"),
+        (std::vector<std::string>{
+            "#1 event 2 \"timeJumped\" has the timestamp 1700000000, not milliseconds since 1970",
+            "#1 event 3 \"timeJumped\" has the timestamp 1700000000000000, not milliseconds since 1970"}));
+    EXPECT_EQ(violations(analysis, "diagnosticEvents.wellFormed"),
+              (std::vector<std::string>{"#2 the session description has no \"assetMetadata\"",
+                                        "#2 the session description has no \"viewerMetadata\""}));
+}
+
 TEST_F(DiagnosticStreams, MoviePlayerStreamTextsIndexesAndLayout) {
     movie({movieEvent(1, 0, "play"), movieEvent(2, 10, "Duration changed: 120.00\n"),
            movieEvent(3, 10, "Indicated bitrate: 1500000.00\n"), movieEvent(4, 10, "URI: (null)\n")});
@@ -212,7 +262,8 @@ TEST(DiagnosticSchema, TextsAreRecognizedByTheirFormWhateverTheirLength) {
     EXPECT_EQ(QMDiagnosticSchema::recognizeText("Error status code: -404\n")->value, "-404");
     EXPECT_EQ(QMDiagnosticSchema::recognizeText("Error comment: two\nlines\n")->value, "two\nlines");
     for (const char* text : {"Duration changed: 12.345\n", "Duration changed: .50\n", "Dropped frames: 3",
-                             "Dropped frames: 3\n\n", "Natural size changed: 1.00x\n"})
+                             "Dropped frames: 3\n\n", "Natural size changed: 1.00x\n", "URI: x", "URI: x\n ",
+                             "Server address: 10.0.0.1\r", "Error domain: x\n\r"})
         EXPECT_FALSE(QMDiagnosticSchema::recognizeText(text).has_value()) << text;
 }
 

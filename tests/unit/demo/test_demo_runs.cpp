@@ -295,6 +295,22 @@ TEST_F(DemoRun, AnMPMoviePlayerStallAcrossAReportAndAPlaybackErrorPassEveryCheck
         "+0:52.000  finish reason 1 (playback error): the session ended after its playback error report");
 }
 
+// A server error with no comment leaves the comment out of its session event: no check may
+// take that for a fault.
+TEST_F(DemoRun, AnAVPlayerServerErrorWithoutACommentPassesEveryCheck) {
+    DemoOutcome run =
+        runDemo(QMDemoOptions::parse({"--scenario", exampleScenario("avplayer-server-error.scenario")}));
+    ASSERT_TRUE(run.result.analysis) << run.result.problem.value_or("");
+    EXPECT_TRUE(run.result.passed());
+    expectEveryCheckPassed(*run.result.analysis);
+    EXPECT_EQ(diagnosticStatuses(*run.result.analysis),
+              (std::vector<std::string>{"passed", "passed", "passed", "notApplicable", "notApplicable",
+                                        "notApplicable"}));
+    EXPECT_EQ(run.summary()["state"], "completed");
+    EXPECT_EQ(run.summary()["diagnosticEventsByName"]["errorComment"], 3);
+    EXPECT_EQ(run.summary()["diagnosticEventsByName"]["errorDomain"], 2);
+}
+
 // The two diagnostic streams end to end: these need the SDK's AVPlayer diagnostic reporter and
 // movie player diagnostic handler, which post to the collector URLs the demo sets.
 TEST_F(DemoRun, TheDefaultScenarioShowsTheSessionEventStreamWithTheServedLadder) {

@@ -7,11 +7,13 @@
 
 #include "core/QMObjectRepository.h"
 #include "diagnostics/QMAVPlayerPIEReporter.h"
+#include "facade/QMMonitoringSessions.h"
 #include "platform/QMFileManager.h"
 #include "platform/QMRegularExpression.h"
 #include "platform/QMURLSession.h"
 #include "players/avplayer/QMAVPlayerVeyraPlugin.h"
 #include "support/QMTestEnvironment.h"
+#include "veyrakit/QMVeyraKit.h"
 #include "veyrakit/platform/avfoundation/AVURLAsset.h"
 
 namespace veyrakit {
@@ -24,6 +26,10 @@ const char* const kEvents = "http://collector.test:8082/sessionEventsHandler/ses
 class QMAVPlayerPIEReporterTest : public QMVirtualTimeTest {
   protected:
     void TearDown() override {
+        // Its timer keeps a reporter running until it is stopped.
+        if (reporter) {
+            reporter->stopPlayback();
+        }
         reporter.reset();
         QMVirtualTimeTest::TearDown();
     }
@@ -181,6 +187,7 @@ TEST_F(QMAVPlayerPIEReporterTest, ThePlaylistFetchDoesNotKeepTheReporterAndAnIte
     start();
     std::weak_ptr<QMAVPlayerPIEReporter> gone = reporter;
     const auto queue = reporter->events();
+    reporter->stopPlayback();
     reporter.reset();
     EXPECT_TRUE(gone.expired());
     EXPECT_EQ(item->observationCount(), 0u);
@@ -194,7 +201,9 @@ TEST_F(QMAVPlayerPIEReporterTest, ThePlaylistFetchDoesNotKeepTheReporterAndAnIte
     EXPECT_EQ(stubs().requestsTo("/master.m3u8").size(), 1u);
 }
 
-TEST_F(QMAVPlayerPIEReporterTest, ThePluginMakesOneHandsItTheIdAndTheStopAndLetsItGoAtItsTearDown) {
+// The reporter's timer keeps it, as a platform timer keeps its target: the plugin's tear-down
+// leaves it observing and posting, and only the stop (which still reaches it) ends it.
+TEST_F(QMAVPlayerPIEReporterTest, TheTearDownLeavesTheReporterRunningAndOnlyTheStopEndsIt) {
     QMStubResponse session = QMStubResponse::json(R"({"sessionId":"S-1","intervalSeconds":10000})");
     session.delayMillis = 500;
     stubs().addStub(QMURLStubRegistry::urlEndsWith("/player/init"), session, 1);
@@ -204,21 +213,101 @@ TEST_F(QMAVPlayerPIEReporterTest, ThePluginMakesOneHandsItTheIdAndTheStopAndLets
                                                 std::nullopt, std::nullopt, std::nullopt, std::nullopt);
     std::weak_ptr<QMAVPlayerPIEReporter> pie = plugin->pieReporter();
     EXPECT_EQ(pie.lock()->session().dump().find("assetType"), std::string::npos);
-    settle(0);
     settle(1000);
-    plugin->stopPlayback();
-    plugin->dispose();  // the stop goes out at once, before the reporter goes
+    plugin->dispose();
+    EXPECT_EQ(plugin->pieReporter(), pie.lock());
+    EXPECT_EQ(player->observationCount(), 2u);  // the reporter's "rate" and "status"
+    item->postPlaybackStalled();
+    settle(1000);
+    plugin->stopPlayback();       // posted at once; no tick follows
+    item->postPlaybackStalled();  // no longer observed
+    settle(3000);
+    QMObjectRepository::getRepositoryInstance()->setPlugin(nullptr);
+    plugin.reset();
     EXPECT_TRUE(pie.expired());
-    settle(0);
     const auto sent = posts();
-    ASSERT_EQ(sent.size(), 2u);
+    ASSERT_EQ(sent.size(), 3u);
     EXPECT_EQ(sent[0].url, "http://collector.veyrakit.invalid:8082/sessionEventsHandler/sessions");
     EXPECT_EQ(QMJSON::parse(sent[0].body.value())["session"]["sessionId"], "S-1");
-    EXPECT_EQ(sent[1].timeMillis - startMillis, 1000);
-    EXPECT_EQ(postedEvents().back(), "5@1000 stopPlayback");
+    EXPECT_EQ(sent[1].timeMillis - startMillis, 2000);
+    EXPECT_EQ(sent[2].timeMillis - startMillis, 2000);
+    const auto events = postedEvents();
+    EXPECT_EQ(std::vector<std::string>(events.end() - 2, events.end()),
+              (std::vector<std::string>{"5@1000 playbackStalled", "6@2000 stopPlayback"}));
     EXPECT_EQ(player->observationCount(), 0u);
+    EXPECT_EQ(item->observationCount(), 0u);
     EXPECT_EQ(QMRunLoop::mainRunLoop()->timerCount(), 0u);
+}
+
+// The host's stop reaches only the current plugin: the reporter of a plugin that a newer one
+// replaced runs on, observing its player and posting under its own temporary id.
+TEST_F(QMAVPlayerPIEReporterTest, AReplacedPluginsReporterRunsOnOutOfTheHostsReach) {
+    stubs().addStub(QMURLStubRegistry::urlEndsWith("/player/init"),
+                    QMStubResponse::json(R"({"sessionId":"S-1","intervalSeconds":10000})"), 1);
+    stubs().addStub(QMURLStubRegistry::urlEndsWith("/player/init"),
+                    QMStubResponse::json(R"({"sessionId":"S-2","intervalSeconds":10000})"), 1);
+    auto newer =
+        AVPlayer::playerWithPlayerItem(AVPlayerItem::playerItemWithURL(QMURL::URLWithString(kMaster)));
+    QMVeyraKit::pluginWithAVPlayer(player, "A-1", "C-1", std::nullopt, "Name", std::nullopt, std::nullopt,
+                                   std::nullopt);
+    std::weak_ptr<QMAVPlayerPIEReporter> first = QMMonitoringSessions::currentAVPlayerMonitoringSession()
+                                                     ->template selfAs<QMAVPlayerVeyraPlugin>()
+                                                     ->pieReporter();
+    settle(0);
+    QMVeyraKit::pluginWithAVPlayer(newer, "A-2", "C-1", std::nullopt, "Name", std::nullopt, std::nullopt,
+                                   std::nullopt);
+    settle(0);
+    QMVeyraKit::stopPlayback();
+    ASSERT_FALSE(first.expired());
+    EXPECT_TRUE(first.lock()->timer()->isValid());
+    const std::string temporaryId = first.lock()->session()["temporarySessionId"];
+    const std::size_t before = posts().size();
+    item->postPlaybackStalled();
+    settle(1000);
+    const auto sent = posts();
+    ASSERT_EQ(sent.size(), before + 1);
+    const QMJSON last = QMJSON::parse(sent.back().body.value());
+    EXPECT_EQ(last["session"]["temporarySessionId"], temporaryId);
+    EXPECT_EQ(last["session"]["sessionId"], "S-1");
+    const QMJSON& events = last["events"];
+    ASSERT_GE(events.size(), 2u);
+    EXPECT_EQ(events[events.size() - 2]["name"], "playbackStalled");
+    EXPECT_EQ(events.back()["name"], "playbackPosition");
+    EXPECT_EQ(player->observationCount(), 2u);  // the first reporter's "rate" and "status"
+    EXPECT_EQ(newer->observationCount(), 1u);   // the newer plugin's own "rate" only
+    first.lock()->stopPlayback();               // what no host can do
+    EXPECT_TRUE(first.expired());
+    QMVeyraKit::pluginWithAVPlayer(nullptr, "A-2", "C-1", std::nullopt, "Name", std::nullopt, std::nullopt,
+                                   std::nullopt);
     QMObjectRepository::getRepositoryInstance()->setPlugin(nullptr);
+}
+
+// The observations are removed from the item current at the stop, under one guard: a removal
+// that fails skips the rest of the eight; the notifications are removed for that item all the
+// same, and the timer stops.
+TEST_F(QMAVPlayerPIEReporterTest, TheStopRemovesFromTheItemCurrentThenAndAFailedRemovalSkipsTheRest) {
+    start();
+    player->replaceCurrentItemWithPlayerItem(
+        AVPlayerItem::playerItemWithURL(QMURL::URLWithString("https://cdn.example/v/other.m3u8")));
+    reporter->stopPlayback();
+    EXPECT_EQ(player->observationCount(), 0u);  // the player's two go first
+    EXPECT_EQ(item->observationCount(), 6u);    // not tried: "status" of the later item failed
+    EXPECT_EQ(QMNotificationCenter::defaultCenter()->observerCount(), 6u);  // those of the first item
+    EXPECT_FALSE(reporter->timer()->isValid());
+
+    auto other = AVPlayerItem::playerItemWithURL(QMURL::URLWithString(kMaster));
+    auto otherPlayer = AVPlayer::playerWithPlayerItem(other);
+    auto stopped = std::make_shared<QMAVPlayerPIEReporter>()->initWithPlayer(
+        otherPlayer, "A-1", "C-1", std::nullopt, std::nullopt, std::nullopt, std::nullopt, std::nullopt);
+    otherPlayer->removeObserver(stopped.get(), "rate");  // the first removal will fail
+    stopped->stopPlayback();
+    EXPECT_EQ(otherPlayer->observationCount(), 1u);  // "status", not tried
+    EXPECT_EQ(other->observationCount(), 6u);        // none tried either
+    EXPECT_EQ(QMNotificationCenter::defaultCenter()->observerCount(), 6u);
+    EXPECT_FALSE(stopped->timer()->isValid());
+    settle(0);
+    leavesBehind(observations(6) + notificationObservers(6),
+                 "the first reporter's observations of the item it observed, which it never removed");
 }
 
 }  // namespace veyrakit

@@ -3,6 +3,7 @@
 #include "platform/QMException.h"
 #include "players/mpmovieplayer/QMMPMoviePlayerBitrateMetric.h"
 #include "players/mpmovieplayer/QMMPMoviePlayerBufferingMetric.h"
+#include "players/mpmovieplayer/QMMPMoviePlayerFullScreenMetric.h"
 #include "players/mpmovieplayer/QMMPMoviePlayerPlaybackMetric.h"
 #include "players/mpmovieplayer/QMMPMoviePlayerTimeUtilMetric.h"
 #include "players/mpmovieplayer/QMMPMoviePlayerViewingTimeMetric.h"
@@ -30,6 +31,9 @@ class QMMPMoviePlayerMetricTest : public QMMPMoviePlayerSessionTest {
     static std::string collect(QMMetric& metric) {
         auto values = metric.collectMetric();
         return values ? values->dump() : "none";
+    }
+    static std::string lastEntered(const QMStatefulMetric& metric) {
+        return metric.lastActiveState() ? metric.lastActiveState()->name() : "none";
     }
 
     std::shared_ptr<MPMoviePlayerController> player =
@@ -90,6 +94,65 @@ TEST_F(QMMPMoviePlayerMetricTest, ViewingTimeTicksOnThePlaybackTimeFromZeroPoint
     EXPECT_EQ(loop->timerCount(), timers);
 }
 
+// Load state 2 at the start is neither buffering nor playing; stalled at the start buffers, an
+// unpause then waits for data in "playing_buffering", and the load state's recovery plays.
+TEST_F(QMMPMoviePlayerMetricTest, ViewingTimeFromBufferingThroughAnUnpauseWhileStalledToPlayback) {
+    answerSession(0);
+    player->setLoadState(MPMovieLoadStatePlaythroughOK);
+    monitor(player);
+    auto idle = std::make_shared<QMMPMoviePlayerViewingTimeMetric>();
+    idle->startMetricCollection();
+    EXPECT_FALSE(idle->isInPlayingMode());
+    for (const char* state : {"buffering", "playing_buffering", "playing", "currentPlaying"})
+        EXPECT_EQ(idle->loadState(state), nullptr) << state;
+    idle->stopMetricCollection();
+
+    player->setLoadState(MPMovieLoadStateStalled);
+    auto metric = std::make_shared<QMMPMoviePlayerViewingTimeMetric>();
+    metric->startMetricCollection();
+    EXPECT_EQ(lastEntered(*metric), "buffering");
+    runFor(1'000);
+    player->play();
+    EXPECT_EQ(lastEntered(*metric), "playing_buffering");
+    EXPECT_FALSE(metric->loadState("buffering")->isInState());
+    EXPECT_FALSE(metric->isInPlayingMode());
+    runFor(1'500);
+    player->setLoadState(MPMovieLoadStatePlayable);
+    EXPECT_EQ(lastEntered(*metric), "currentPlaying");
+    EXPECT_TRUE(metric->isInPlayingMode());
+    EXPECT_FALSE(metric->loadState("playing_buffering")->isInState());
+    EXPECT_EQ(metric->loadState("playing_buffering")->getStateTotalTime(), 1'500);
+    runFor(2'000);
+    const QMJSON values = metric->collectMetric().value();
+    EXPECT_EQ(values["totalPlayingTime"], "2000");
+    EXPECT_EQ(values["currentPlayingTime"], "2000");
+    EXPECT_EQ(metric->loadState("buffering")->getStateTotalTime(), 1'000);
+    metric->stopMetricCollection();
+}
+
+// The view's size is known only from the player's full-screen notifications: one already full
+// screen at the start is not counted, even while the player plays from the start on.
+TEST_F(QMMPMoviePlayerMetricTest, FullScreenCountsFromTheNextEntranceToTheExitNotification) {
+    player->setFullscreen(true, false);
+    player->play();
+    monitor(player);
+    auto metric = std::make_shared<QMMPMoviePlayerFullScreenMetric>();
+    metric->startMetricCollection();
+    EXPECT_TRUE(metric->isPlaying());
+    EXPECT_FALSE(metric->isFullScreen());
+    runFor(1'000);
+    EXPECT_EQ(collect(*metric), "{}");
+    player->setFullscreen(false, false);
+    player->setFullscreen(true, false);
+    runFor(2'000);
+    player->setFullscreen(false, false);
+    EXPECT_FALSE(metric->isFullScreen());
+    EXPECT_EQ(lastEntered(*metric), "none");
+    runFor(1'000);
+    EXPECT_EQ(collect(*metric), R"({"totalFullScreenTime":"2000","currentFullScreenTime":"2000"})");
+    metric->stopMetricCollection();
+}
+
 TEST_F(QMMPMoviePlayerMetricTest, EveryCompletionSendsALastReportAndDestroys) {
     answerSession(0);
     monitor(player);
@@ -99,6 +162,7 @@ TEST_F(QMMPMoviePlayerMetricTest, EveryCompletionSendsALastReportAndDestroys) {
     auto metric = std::dynamic_pointer_cast<QMMPMoviePlayerPlaybackMetric>(
         plugin()->metricManager()->metricForKey(QMMetricManager::PLAYBACK_METRIC_KEY));
     player->pause();
+    player->setDuration(120.0);  // a second notification: no second "D", the duration stands
     metric->stopPlayback();
     metric->stopPlayback();  // the guard is lowered, never raised
     EXPECT_EQ(count("I T playback completed. Last P"), 2);
@@ -147,17 +211,29 @@ TEST_F(QMMPMoviePlayerMetricTest, BitrateIsReadAtCollectionWithoutSignCheckAndLo
 
 TEST_F(QMMPMoviePlayerMetricTest, ElapsedTimeReportsNoAliveAndItsMinuteTimerRaisesTheFlag) {
     monitor(player);
+    const std::size_t timers = loop->timerCount();
     auto metric = std::make_shared<QMMPMoviePlayerTimeUtilMetric>();
     metric->startMetricCollection();
+    EXPECT_EQ(loop->timerCount(), timers + 1);
+    const auto timer = metric->timer();
+    ASSERT_NE(timer, nullptr);
+    EXPECT_TRUE(timer->repeats());
+    EXPECT_DOUBLE_EQ(timer->timeInterval(), 60.0);
+    const int64_t firstTick = timer->fireTimeMicros();
     runFor(10'000);
     EXPECT_EQ(collect(*metric),
               R"({"currentElapsedTime":"10000","totalElapsedTime":"10000","periodDuration":"10"})");
     EXPECT_TRUE(metric->alive());  // raised at start and never lowered by a report
     runFor(60'000);
+    EXPECT_EQ(timer->fireTimeMicros(), firstTick + 60'000'000);  // it ticked once
     EXPECT_TRUE(metric->alive());
-    metric->stopMetricCollection();
+    // The running timer holds the metric; stopping it lets the metric go.
     std::weak_ptr<QMMPMoviePlayerTimeUtilMetric> released = metric;
     metric.reset();
+    ASSERT_FALSE(released.expired());
+    released.lock()->stopMetricCollection();
+    EXPECT_FALSE(timer->isValid());
+    EXPECT_EQ(loop->timerCount(), timers);
     EXPECT_TRUE(released.expired());
 }
 
