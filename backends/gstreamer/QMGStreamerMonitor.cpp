@@ -147,6 +147,10 @@ void QMGStreamerMonitor::endSession() {
         avPlayerSessionOwner = nullptr;
         if (!endedByMedia_) {
             QMVeyraKit::endAVPlayerMonitoring();
+        } else {
+            // The app is done with the item: as a host's stop, it ends the diagnostic reporter,
+            // which the session's own end leaves running.
+            QMVeyraKit::stopPlayback();
         }
     }
 }
