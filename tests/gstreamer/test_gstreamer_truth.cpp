@@ -4,6 +4,7 @@
 #include <any>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -21,6 +22,7 @@
 #include "veyrakit/VeyraKit.h"
 #include "veyrakit/gstreamer/QMGStreamerAVPlayerDriver.h"
 #include "veyrakit/gstreamer/QMGStreamerMPMoviePlayerDriver.h"
+#include "veyrakit/platform/QMDate.h"
 #include "veyrakit/platform/QMError.h"
 #include "veyrakit/platform/QMNotificationCenter.h"
 #include "veyrakit/platform/QMTimer.h"
@@ -76,7 +78,8 @@ class TruthfulPlayback : public QMVirtualTimeTest, public ::testing::WithParamIn
 
     // Plays `url` with the player kind of the test until the driver is over and the session's
     // last reports have landed; the failure, if any, in `error`.
-    void play(const std::string& url, int timeoutMillis = 30'000) {
+    void play(const std::string& url, int timeoutMillis = 30'000,
+              const std::function<void()>& whilePlaying = {}) {
         const auto asset = QMURL::URLWithString(url);
         if (moviePlayer()) {
             movie = std::make_shared<MPMoviePlayerController>(asset);
@@ -99,7 +102,12 @@ class TruthfulPlayback : public QMVirtualTimeTest, public ::testing::WithParamIn
             driver = QMGStreamerAVPlayerDriver::driverWithPlayer(player);
             player->play();
         }
-        ASSERT_TRUE(realLoop->runUntil([&] { return driver->isOver() && sessionOver(); }, timeoutMillis));
+        ASSERT_TRUE(realLoop->runUntil(
+            [&] {
+                if (whilePlaying) whilePlaying();
+                return driver->isOver() && sessionOver();
+            },
+            timeoutMillis));
         realLoop->runUntil(
             [&] { return realLoop->transferCount() == 0 && realLoop->outsideWorkCount() == 0; }, 3'000);
         if (!moviePlayer()) error = player->currentItem()->error();
@@ -134,6 +142,17 @@ class TruthfulPlayback : public QMVirtualTimeTest, public ::testing::WithParamIn
         return events;
     }
 
+    // The master playlist as some packagers write it: the best rendition first.
+    static void topRenditionFirst(const QMTestMediaServer& media) {
+        const std::string master = media.directory() + "/master.m3u8";
+        std::ifstream in(master);
+        std::vector<std::string> lines;
+        for (std::string line; std::getline(in, line);) lines.push_back(line);
+        std::ofstream out(master);
+        out << lines[0] << "\n" << lines[1] << "\n" << lines[6] << "\n" << lines[7] << "\n";
+        for (int i = 2; i < 6; ++i) out << lines[i] << "\n";
+    }
+
     std::shared_ptr<QMRunLoop> realLoop = QMDefaultPortGuard::guardedLoop();
     std::unique_ptr<QMCollectorServer> collector;
     std::shared_ptr<AVPlayer> player;
@@ -144,15 +163,7 @@ class TruthfulPlayback : public QMVirtualTimeTest, public ::testing::WithParamIn
 
 TEST_P(TruthfulPlayback, TheTopRenditionListedFirstIsTheBitrateFromTheFirstReport) {
     QMTestMediaServer media;
-    // The master playlist as some packagers write it: the best rendition first.
-    const std::string master = media.directory() + "/master.m3u8";
-    std::ifstream in(master);
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(in, line);) lines.push_back(line);
-    std::ofstream out(master);
-    out << lines[0] << "\n" << lines[1] << "\n" << lines[6] << "\n" << lines[7] << "\n";
-    for (int i = 2; i < 6; ++i) out << lines[i] << "\n";
-    out.close();
+    topRenditionFirst(media);
     play(media.url("master.m3u8"));
 
     ASSERT_FALSE(accessLog().empty());
@@ -197,6 +208,47 @@ TEST_P(TruthfulPlayback, EveryEntryCountsTheBytesTheServerSentForItsVariant) {
         ASSERT_TRUE(served.count(uri)) << uri;
         EXPECT_NEAR(static_cast<double>(bytes), static_cast<double>(served.at(uri)), 0.02 * served.at(uri))
             << uri;
+    }
+}
+
+TEST_P(TruthfulPlayback, ASlowLinkSwitchesDownThenUpEachSwitchAtItsPictureChange) {
+    QMTestMediaServer media(24);
+    topRenditionFirst(media);
+    // The picture size shown, each time it changes, on the wall clock.
+    std::vector<std::pair<int64_t, double>> pictures;
+    const int64_t began = static_cast<int64_t>(QMDate::date()->timeIntervalSince1970() * 1000);
+    play(media.url("master.m3u8"), 60'000, [&] {
+        const int64_t now = static_cast<int64_t>(QMDate::date()->timeIntervalSince1970() * 1000);
+        const double height = moviePlayer()
+                                  ? movie->naturalSize().height
+                                  : (player ? player->currentItem()->presentationSize().height : 0.0);
+        if (height > 0 && (pictures.empty() || pictures.back().second != height))
+            pictures.emplace_back(now, height);
+        // The top rendition first on a link slower than it, then full speed after ten seconds.
+        media.throttle(now - began < 10'000 ? 30'000 : 0);
+    });
+
+    EXPECT_FALSE(error);
+    const auto log = accessLog();
+    ASSERT_GE(log.size(), 3u);
+    std::vector<double> bitrates;
+    for (const auto& event : log) {
+        bitrates.push_back(event->indicatedBitrate());
+        EXPECT_TRUE(bitrates.back() == 160000 || bitrates.back() == 320000 || bitrates.back() == 640000)
+            << bitrates.back();
+    }
+    const auto top = std::max_element(bitrates.begin(), bitrates.end());
+    const auto bottom = std::min_element(top, bitrates.end());
+    EXPECT_LT(*bottom, *top) << testing::PrintToString(bitrates);
+    EXPECT_GT(*std::max_element(bottom, bitrates.end()), *bottom) << testing::PrintToString(bitrates);
+    // Every switch (a new entry) is stamped within a segment (2 s) of a picture change.
+    for (std::size_t i = 1; i < log.size(); ++i) {
+        const int64_t switched =
+            static_cast<int64_t>(log[i]->playbackStartDate()->timeIntervalSince1970() * 1000);
+        int64_t nearest = INT64_MAX;
+        for (const auto& [at, height] : pictures)
+            nearest = std::min<int64_t>(nearest, std::llabs(at - switched));
+        EXPECT_LE(nearest, 2'000) << "entry " << i;
     }
 }
 
