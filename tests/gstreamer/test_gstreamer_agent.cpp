@@ -179,11 +179,12 @@ TEST_F(ZeroCodeAgent, FiftyShortLivedPlaybinsLeaveTheThreadsAndMemoryWhereTheyWe
     for (int i = 0; i < 50; ++i) play(media.url("clip.mp4"), false);
     // Monitors of pipelines that are gone go at the next attach: two at most, whatever the number.
     EXPECT_LE(QMGStreamerAgent::monitoredCount(), 2u);
-    // Threads a pipeline's teardown ends are given a moment to go.
-    for (int wait = 0; wait < 60 && threadCount() != threads; ++wait) {
+    // Threads a pipeline's teardown ends are given a moment to go (some of the first playbin's may
+    // still have been going when they were counted).
+    for (int wait = 0; wait < 60 && threadCount() > threads; ++wait) {
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
-    EXPECT_EQ(threadCount(), threads);
+    EXPECT_LE(threadCount(), threads);
     const int64_t grown = residentKiB() - resident;
     RecordProperty("residentGrowthKiB", static_cast<int>(grown));
     // The collector in this process keeps every request it received, too. (Under AddressSanitizer
