@@ -8,8 +8,9 @@
 
 #include <cerrno>
 #include <chrono>
-#include <csignal>
+#include <future>
 #include <memory>
+#include <thread>
 
 namespace veyrakit {
 
@@ -45,48 +46,39 @@ bool endpointOf(const std::string& uri, Endpoint& endpoint) {
     return !endpoint.host.empty();
 }
 
-// One lookup of the resolver's, alive until both the caller and the resolver are done with it
-// (the resolver's own retries can take far longer than the caller waits).
+// One lookup, alive until both the caller and the resolving thread are done with it (the
+// resolver's own retries can take far longer than the caller waits).
 struct Lookup {
-    Lookup(const Endpoint& endpoint) : host(endpoint.host), port(endpoint.port) {
-        hints.ai_family = AF_UNSPEC;
-        hints.ai_socktype = SOCK_STREAM;
-        request.ar_name = host.c_str();
-        request.ar_service = port.c_str();
-        request.ar_request = &hints;
-    }
+    explicit Lookup(const Endpoint& endpoint) : host(endpoint.host), port(endpoint.port) {}
     ~Lookup() {
-        if (request.ar_result) freeaddrinfo(request.ar_result);
+        if (result) freeaddrinfo(result);
     }
     Lookup(const Lookup&) = delete;
     Lookup& operator=(const Lookup&) = delete;
 
-    std::string host;
-    std::string port;
-    addrinfo hints{};
-    gaicb request{};
+    const std::string host;
+    const std::string port;
+    // Written by the resolving thread before it fulfils `resolved`; read after.
+    addrinfo* result = nullptr;
+    std::promise<bool> resolved;
 };
 
 enum class Resolution { Resolved, NotFound, TimedOut };
 
 Resolution resolve(const std::shared_ptr<Lookup>& lookup, int budgetMillis) {
-    // The resolver lets go of its share when it is done, whenever that is.
-    sigevent done{};
-    done.sigev_notify = SIGEV_THREAD;
-    done.sigev_value.sival_ptr = new std::shared_ptr<Lookup>(lookup);
-    done.sigev_notify_function = [](sigval value) {
-        delete static_cast<std::shared_ptr<Lookup>*>(value.sival_ptr);
-    };
-    gaicb* requests[] = {&lookup->request};
-    if (getaddrinfo_a(GAI_NOWAIT, requests, 1, &done) != 0) {
-        delete static_cast<std::shared_ptr<Lookup>*>(done.sigev_value.sival_ptr);
-        return Resolution::NotFound;
+    auto found = lookup->resolved.get_future();
+    // A plain thread of the process (one the tools see), let go: it ends with the resolver.
+    std::thread([lookup] {
+        addrinfo hints{};
+        hints.ai_family = AF_UNSPEC;
+        hints.ai_socktype = SOCK_STREAM;
+        const int status = getaddrinfo(lookup->host.c_str(), lookup->port.c_str(), &hints, &lookup->result);
+        lookup->resolved.set_value(status == 0 && lookup->result);
+    }).detach();
+    if (found.wait_for(std::chrono::milliseconds(budgetMillis)) != std::future_status::ready) {
+        return Resolution::TimedOut;
     }
-    const timespec budget{budgetMillis / 1000, (budgetMillis % 1000) * 1'000'000L};
-    gai_suspend(requests, 1, &budget);
-    const int status = gai_error(&lookup->request);
-    if (status == EAI_INPROGRESS) return Resolution::TimedOut;
-    return status == 0 && lookup->request.ar_result ? Resolution::Resolved : Resolution::NotFound;
+    return found.get() ? Resolution::Resolved : Resolution::NotFound;
 }
 
 }  // namespace
@@ -104,7 +96,7 @@ QMGStreamerCause QMGStreamerReachability::check(const std::string& uri, int budg
         case Resolution::Resolved:
             break;
     }
-    const addrinfo* addresses = lookup->request.ar_result;
+    const addrinfo* addresses = lookup->result;
     QMGStreamerCause cause = QMGStreamerCause::CannotConnect;
     const int fd = socket(addresses->ai_family, addresses->ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     if (fd >= 0) {
