@@ -21,6 +21,7 @@
 #include "support/QMLeftoverCheckedTest.h"
 #include "support/QMRecordingConnectionDelegate.h"
 #include "support/QMURLStubRegistry.h"
+#include "veyrakit/QMDiagnosticCollectors.h"
 #include "veyrakit/platform/QMRunLoop.h"
 #include "veyrakit/platform/QMTimer.h"
 
@@ -153,11 +154,12 @@ TEST_F(URLLoadingTest, StatusHeadersAndAChunkedBodyArriveInOrder) {
 }
 
 TEST_F(URLLoadingTest, TheSuiteFailsATestThatReachesAFixedDefaultPort) {
-    // Whatever listens there on the developer's machine is never reached.
+    // Where a test that forgot to point the session events stream at its own server would post;
+    // whatever listens there on the developer's machine is never reached.
+    const std::string forgotten = QMDiagnosticCollectors::sessionEventsURLForServerHost("http://127.0.0.1");
     std::shared_ptr<QMRecordingConnectionDelegate> refused;
-    EXPECT_NONFATAL_FAILURE(refused = load("http://127.0.0.1:8082/sessionEventsHandler/sessions", "POST"),
-                            "the test reached a fixed default port: "
-                            "http://127.0.0.1:8082/sessionEventsHandler/sessions");
+    EXPECT_NONFATAL_FAILURE(refused = load(forgotten, "POST"),
+                            "the test reached a fixed default port: " + forgotten);
     ASSERT_TRUE(refused->error);
     EXPECT_EQ(refused->error->code(), NSURLErrorCannotConnectToHost);
     EXPECT_EQ(load(url("/ok"))->error, nullptr);
