@@ -12,6 +12,7 @@ std::pair<int, std::string> QMBenchTraffic::answer(const std::string& method, co
     size += 2 + static_cast<int64_t>(body.size());
     bytes_ += size;
     ++requests_;
+    keep(method, target, headers, body);
 
     const auto endsWith = [&target](const std::string& suffix) {
         return target.size() >= suffix.size() &&
@@ -30,6 +31,35 @@ std::pair<int, std::string> QMBenchTraffic::answer(const std::string& method, co
         ++periodicalReports_;
     }
     return {200, "{}"};
+}
+
+void QMBenchTraffic::keepRequests(std::size_t count) {
+    std::lock_guard<std::mutex> lock(keptMutex_);
+    keepCount_ = count;
+    kept_.clear();
+    kept_.reserve(count);
+}
+
+QMBenchTraffic::KeptRequests QMBenchTraffic::keptRequests() const {
+    std::lock_guard<std::mutex> lock(keptMutex_);
+    return kept_;
+}
+
+void QMBenchTraffic::keep(const std::string& method, const std::string& target,
+                          const QMURLRequest::Headers& headers, const std::string& body) {
+    std::lock_guard<std::mutex> lock(keptMutex_);
+    if (kept_.size() >= keepCount_) {
+        return;
+    }
+    Kept request{QMUncountedString(method.data(), method.size()),
+                 QMUncountedString(target.data(), target.size()),
+                 {},
+                 QMUncountedString(body.data(), body.size())};
+    for (const auto& [field, value] : headers) {
+        request.headers.append(field.data(), field.size()).append(": ").append(value.data(), value.size());
+        request.headers += '\n';
+    }
+    kept_.push_back(std::move(request));
 }
 
 }  // namespace veyrakit

@@ -1,9 +1,12 @@
 #pragma once
 #include <atomic>
 #include <cstdint>
+#include <mutex>
 #include <string>
 #include <utility>
+#include <vector>
 
+#include "QMAllocationCounter.h"
 #include "platform/QMURLRequest.h"
 
 namespace veyrakit {
@@ -14,6 +17,15 @@ namespace veyrakit {
 // an empty JSON object, and the master playlist with a two-rung ladder.
 class QMBenchTraffic {
   public:
+    // A request as it came, kept for replaying it later; its headers one "Field: value" per line.
+    struct Kept {
+        QMUncountedString method;
+        QMUncountedString target;
+        QMUncountedString headers;
+        QMUncountedString body;
+    };
+    using KeptRequests = std::vector<Kept, QMUncountedAllocator<Kept>>;
+
     explicit QMBenchTraffic(int reportIntervalSeconds) : reportIntervalSeconds_(reportIntervalSeconds) {}
 
     // Counts one request (request line, header lines, blank line, body) and gives the answer's
@@ -25,7 +37,17 @@ class QMBenchTraffic {
     int64_t bytes() const { return bytes_.load(); }
     int64_t periodicalReports() const { return periodicalReports_.load(); }
 
+    // Keeps the first `count` requests from now on, outside the counted heap.
+    void keepRequests(std::size_t count);
+    KeptRequests keptRequests() const;
+
   private:
+    void keep(const std::string& method, const std::string& target, const QMURLRequest::Headers& headers,
+              const std::string& body);
+
+    mutable std::mutex keptMutex_;
+    std::size_t keepCount_ = 0;
+    KeptRequests kept_;
     int reportIntervalSeconds_;
     std::atomic<int64_t> requests_{0};
     std::atomic<int64_t> bytes_{0};

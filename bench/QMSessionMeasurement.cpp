@@ -14,6 +14,7 @@
 #include "QMBenchLoopbackServer.h"
 #include "QMBenchTraffic.h"
 #include "QMLatencyHistogram.h"
+#include "QMRequestFloor.h"
 #include "QMSteppedRunLoop.h"
 #include "QMThreadClock.h"
 #include "platform/QMConsole.h"
@@ -32,6 +33,8 @@ namespace {
 
 constexpr const char* kStubServer = "https://collector.veyrakit.invalid";
 constexpr const char* kMediaPath = "/vod/feature/master.m3u8";
+// Enough for the longest loopback session (about 4 000 requests an hour).
+constexpr std::size_t kKeptRequests = 20'000;
 
 int64_t steadyNanos() {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(
@@ -98,6 +101,7 @@ class Sandbox {
 
 struct QMSessionMeasurement::Totals {
     int64_t cpuNanos = 0;
+    int64_t workerCpuNanos = 0;  // of cpuNanos: the URL session's worker
     int64_t allocations = 0;
     int64_t heapHighWater = 0;
     int64_t heapGrowth = 0;
@@ -108,6 +112,7 @@ struct QMSessionMeasurement::Totals {
     int64_t requests = 0;
     int64_t bytes = 0;
     int64_t connections = 0;
+    QMRequestFloor::Figures floor;
 };
 
 QMSessionMeasurement::QMSessionMeasurement(QMSessionSetup setup) : setup_(setup) {}
@@ -142,6 +147,9 @@ QMSessionMeasurement::Totals QMSessionMeasurement::play(bool monitored) {
     if (setup_.loopback) {
         server.emplace(traffic);
         serverURL = server->baseURL();
+        if (monitored) {
+            traffic.keepRequests(kKeptRequests);
+        }
         QMDiagnosticCollectors::setSessionEventsURL(serverURL + "/sessionEventsHandler/sessions");
         QMDiagnosticCollectors::setDiagnosticEventsURL(serverURL + "/veyrakit/");
     } else {
@@ -174,6 +182,7 @@ QMSessionMeasurement::Totals QMSessionMeasurement::play(bool monitored) {
     const int64_t heapAtStart = QMAllocationCounter::liveBytes();
     QMAllocationCounter::resetHighWater();
     const int64_t cpuAtStart = sdkThreadsCpu();
+    const int64_t workerCpuAtStart = QMThreadClock::cpuNanos(worker);
     const int64_t allocationsAtStart = QMAllocationCounter::allocations();
     if (monitored) {
         monitor(setup_.player, simulator, serverURL);
@@ -214,6 +223,7 @@ QMSessionMeasurement::Totals QMSessionMeasurement::play(bool monitored) {
     }
     closeInstant();
     totals.cpuNanos = sdkThreadsCpu() - cpuAtStart;
+    totals.workerCpuNanos = QMThreadClock::cpuNanos(worker) - workerCpuAtStart;
     totals.allocations = QMAllocationCounter::allocations() - allocationsAtStart;
     totals.heapHighWater = QMAllocationCounter::highWaterBytes() - heapAtStart;
     totals.heapGrowth = QMAllocationCounter::liveBytes() - heapAfterFirstHour.value_or(heapAtStart);
@@ -231,6 +241,9 @@ QMSessionMeasurement::Totals QMSessionMeasurement::play(bool monitored) {
     if (setup_.loopback) {
         QMURLSession::sharedSession()
             ->shutdown();  // its kept-alive connections close before the server stops
+        if (monitored) {
+            totals.floor = QMRequestFloor::replay(serverURL, traffic.keptRequests());
+        }
     }
     simulator.reset();
     QMRunLoop::setMainRunLoop(nullptr);
@@ -250,6 +263,8 @@ QMSessionFigures QMSessionMeasurement::run() {
     const double hours = static_cast<double>(setup_.sessionSeconds) / 3600.0;
     QMSessionFigures figures;
     figures.sdkCpuMillisPerHour = static_cast<double>(monitored.cpuNanos - baseline.cpuNanos) / 1e6 / hours;
+    figures.workerCpuMillisPerHour =
+        static_cast<double>(monitored.workerCpuNanos - baseline.workerCpuNanos) / 1e6 / hours;
     figures.simulatorCpuMillisPerHour = static_cast<double>(baseline.cpuNanos) / 1e6 / hours;
     figures.reportMedianMicros = monitored.reportTimes.percentileMicros(0.5);
     figures.reportP99Micros = monitored.reportTimes.percentileMicros(0.99);
@@ -272,6 +287,12 @@ QMSessionFigures QMSessionMeasurement::run() {
     figures.bytesPerHour = static_cast<double>(monitored.bytes) / hours;
     figures.requestsPerHour = static_cast<double>(monitored.requests) / hours;
     figures.connections = monitored.connections;
+    if (monitored.requests > 0) {
+        figures.sdkMicrosPerRequest = static_cast<double>(monitored.cpuNanos - baseline.cpuNanos) / 1000.0 /
+                                      static_cast<double>(monitored.requests);
+    }
+    figures.floorMicrosPerRequest = monitored.floor.cpuMicrosPerRequest;
+    figures.floorFailures = monitored.floor.failures;
     return figures;
 }
 

@@ -22,6 +22,7 @@ struct QMSessionSetup {
 // those of every loop pass of the monitored run that did work.
 struct QMSessionFigures {
     double sdkCpuMillisPerHour = 0;
+    double workerCpuMillisPerHour = 0;  // of sdkCpuMillisPerHour: the URL session's worker thread
     double simulatorCpuMillisPerHour = 0;
     double reportMedianMicros = 0;  // loop passes at the instant of a periodical report, summed
     double reportP99Micros = 0;
@@ -34,7 +35,11 @@ struct QMSessionFigures {
     double bytesPerHour = 0;
     double requestsPerHour = 0;
     int64_t reports = 0;
-    int64_t connections = 0;  // loopback only: TCP connections the server accepted
+    int64_t connections = 0;         // loopback only: TCP connections the server accepted
+    double sdkMicrosPerRequest = 0;  // the SDK's CPU over the requests it sent
+    // Loopback only: the same requests replayed by a bare libcurl loop (QMRequestFloor).
+    double floorMicrosPerRequest = 0;
+    int64_t floorFailures = 0;
 };
 
 // Plays a monitored session of the given shape on a virtual main loop, driven one loop pass at a

@@ -2,6 +2,7 @@
 // SDK and the simulator run) and over real loopback HTTP. Each benchmark plays one whole session
 // (and the same session unmonitored, for the baseline); the figures are its counters:
 //   sdk_cpu_ms_h   SDK CPU (main loop + URL worker) per monitored hour, minus the baseline
+//   url_cpu_ms_h   of which the shared URL session's worker thread
 //   rep_p50_us     main-loop time at a periodical report's instant, median and 99th percentile
 //   rep_p99_us
 //   pass_p99_us    one loop pass (the callbacks due at one instant), 99th percentile and maximum
@@ -12,6 +13,10 @@
 //   heap_grow_KiB  heap in use at the end minus after the first hour (0 for a flat heap)
 //   bytes_h        request bytes (request line, headers, body) per hour
 //   conns          TCP connections the loopback server accepted
+//   sdk_us_req     the SDK's CPU over the requests it sent
+//   floor_us_req   the same requests from a bare libcurl loop on one kept-alive connection, the
+//                  client's CPU per request (loopback only)
+//   x_floor        sdk_us_req over floor_us_req
 #include <benchmark/benchmark.h>
 
 #include "QMSessionMeasurement.h"
@@ -22,6 +27,7 @@ namespace {
 
 void publish(benchmark::State& state, const QMSessionFigures& figures, bool loopback) {
     state.counters["sdk_cpu_ms_h"] = figures.sdkCpuMillisPerHour;
+    state.counters["url_cpu_ms_h"] = figures.workerCpuMillisPerHour;
     state.counters["sim_cpu_ms_h"] = figures.simulatorCpuMillisPerHour;
     state.counters["rep_p50_us"] = figures.reportMedianMicros;
     state.counters["rep_p99_us"] = figures.reportP99Micros;
@@ -33,8 +39,13 @@ void publish(benchmark::State& state, const QMSessionFigures& figures, bool loop
     state.counters["heap_grow_KiB"] = figures.heapGrowthKiB;
     state.counters["bytes_h"] = figures.bytesPerHour;
     state.counters["reports"] = static_cast<double>(figures.reports);
+    state.counters["sdk_us_req"] = figures.sdkMicrosPerRequest;
     if (loopback) {
         state.counters["conns"] = static_cast<double>(figures.connections);
+        state.counters["floor_us_req"] = figures.floorMicrosPerRequest;
+        if (figures.floorMicrosPerRequest > 0) {
+            state.counters["x_floor"] = figures.sdkMicrosPerRequest / figures.floorMicrosPerRequest;
+        }
     }
 }
 
@@ -58,6 +69,8 @@ void runSession(benchmark::State& state, bool loopback) {
     }
     if (figures.reports == 0) {
         state.SkipWithError("no periodical report was sent");
+    } else if (figures.floorFailures > 0) {
+        state.SkipWithError("the bare libcurl replay of the session's requests failed");
     }
     publish(state, figures, loopback);
 }
@@ -95,6 +108,7 @@ BENCHMARK(BM_LoopbackSession)
     ->Args({0, 120, 10, 10})
     ->Args({1, 0, 10, 10})
     ->Args({1, 120, 10, 10})
+    ->Args({0, 0, 10, 240})
     ->Iterations(1)
     ->Unit(benchmark::kMillisecond);
 
