@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/QMCurlEasyPool.h"
 #include "veyrakit/platform/QMRunLoop.h"
 #include "veyrakit/platform/QMURLLoadingLimits.h"
 
@@ -71,10 +72,10 @@ QMURLTransfer::QMURLTransfer(std::weak_ptr<QMRunLoop> loop, std::shared_ptr<QMUR
     : loop_(std::move(loop)),
       request_(std::move(request)),
       events_(std::move(events)),
-      easy_(curl_easy_init()) {}
+      easy_(QMCurlEasyPool::take()) {}
 
 QMURLTransfer::~QMURLTransfer() {
-    curl_easy_cleanup(easy_);
+    QMCurlEasyPool::give(easy_);
     curl_slist_free_all(headerList_);
 }
 
@@ -111,17 +112,16 @@ void QMURLTransfer::configureMethodAndBody() {
         return;
     }
     if (body || method == "POST" || method == "PUT" || method == "PATCH") {
-        // The body is read through a callback, not handed over whole: libcurl silently sends a
-        // request again on a fresh connection when the kept-alive one it reused dies before any
-        // answer, and it must rewind the body to do so. onSeek refuses that rewind for a method
+        // Handed over whole, so that libcurl writes it with the request's header in one send.
+        // libcurl silently sends a request again on a fresh connection when the kept-alive one it
+        // reused dies before any answer; onPrerequest refuses that second attempt for a method
         // that is not idempotent, so the server never sees a POST more often than it was sent.
-        curl_easy_setopt(easy_, CURLOPT_POST, 1L);
-        curl_easy_setopt(easy_, CURLOPT_POSTFIELDSIZE_LARGE,
-                         static_cast<curl_off_t>(body ? body->size() : 0));
-        curl_easy_setopt(easy_, CURLOPT_READFUNCTION, &QMURLTransfer::onRead);
-        curl_easy_setopt(easy_, CURLOPT_READDATA, this);
-        curl_easy_setopt(easy_, CURLOPT_SEEKFUNCTION, &QMURLTransfer::onSeek);
-        curl_easy_setopt(easy_, CURLOPT_SEEKDATA, this);
+        static const std::string kNoBody;
+        const std::string& bytes = body ? *body : kNoBody;
+        curl_easy_setopt(easy_, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(bytes.size()));
+        curl_easy_setopt(easy_, CURLOPT_POSTFIELDS, bytes.c_str());
+        curl_easy_setopt(easy_, CURLOPT_PREREQFUNCTION, &QMURLTransfer::onPrerequest);
+        curl_easy_setopt(easy_, CURLOPT_PREREQDATA, this);
     }
     if (method != "GET" || body) {
         curl_easy_setopt(easy_, CURLOPT_CUSTOMREQUEST, method.c_str());
@@ -149,28 +149,17 @@ size_t QMURLTransfer::onHeader(char* buffer, size_t size, size_t count, void* se
     return size * count;
 }
 
-size_t QMURLTransfer::onRead(char* buffer, size_t size, size_t count, void* self) {
-    auto* transfer = static_cast<QMURLTransfer*>(self);
-    const auto& body = transfer->request_->HTTPBody();
-    const std::size_t total = body ? body->size() : 0;
-    const std::size_t n = std::min(size * count, total - std::min(transfer->bodySent_, total));
-    if (n > 0) {
-        body->copy(buffer, n, transfer->bodySent_);
-        transfer->bodySent_ += n;
-    }
-    return n;
-}
-
-int QMURLTransfer::onSeek(void* self, curl_off_t offset, int origin) {
+int QMURLTransfer::onPrerequest(void* self, char* /*primaryIP*/, char* /*localIP*/, int /*primaryPort*/,
+                                int /*localPort*/) {
     auto* transfer = static_cast<QMURLTransfer*>(self);
     const std::string& method = transfer->request_->HTTPMethod();
     const bool idempotent = method == "GET" || method == "HEAD" || method == "PUT" || method == "DELETE" ||
                             method == "OPTIONS" || method == "TRACE";
-    if (!idempotent || origin != SEEK_SET || offset < 0) {
-        return CURL_SEEKFUNC_CANTSEEK;
+    if (transfer->attempts_++ > 0 && !idempotent) {
+        transfer->resendRefused_ = true;
+        return CURL_PREREQFUNC_ABORT;
     }
-    transfer->bodySent_ = static_cast<std::size_t>(offset);
-    return CURL_SEEKFUNC_OK;
+    return CURL_PREREQFUNC_OK;
 }
 
 size_t QMURLTransfer::onBody(char* buffer, size_t size, size_t count, void* self) {
@@ -246,6 +235,9 @@ void QMURLTransfer::completed(CURLcode result) {
 std::shared_ptr<QMError> QMURLTransfer::failureFor(CURLcode result) const {
     if (tooLong_) {
         return QMError::URLErrorWithCode(NSURLErrorDataLengthExceedsMaximum);
+    }
+    if (resendRefused_) {
+        return QMError::URLErrorWithCode(NSURLErrorNetworkConnectionLost);
     }
     // After connecting, an unsupported protocol is an answer that is not HTTP (libcurl reads it
     // as HTTP/0.9, which it refuses), not a URL of an unknown scheme.

@@ -42,8 +42,7 @@ class QMURLTransfer : public QMObject, public QMURLExchange {
   private:
     static size_t onHeader(char* buffer, size_t size, size_t count, void* self);
     static size_t onBody(char* buffer, size_t size, size_t count, void* self);
-    static size_t onRead(char* buffer, size_t size, size_t count, void* self);
-    static int onSeek(void* self, curl_off_t offset, int origin);
+    static int onPrerequest(void* self, char* primaryIP, char* localIP, int primaryPort, int localPort);
     void configure();
     void configureMethodAndBody();
     void configureHeaders();
@@ -59,7 +58,8 @@ class QMURLTransfer : public QMObject, public QMURLExchange {
     curl_slist* headerList_ = nullptr;
     long status_ = 0;
     QMURLRequest::Headers responseHeaders_;
-    std::size_t bodySent_ = 0;
+    int attempts_ = 0;  // requests libcurl has been about to send
+    bool resendRefused_ = false;
     std::size_t received_ = 0;
     std::size_t maximumLength_ = 0;
     bool tooLong_ = false;
