@@ -2,7 +2,6 @@
 
 #include <curl/curl.h>
 #include <cxxabi.h>
-#include <poll.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/time.h>
@@ -13,6 +12,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <exception>
+#include <iterator>
 #include <string>
 #include <thread>
 #include <typeinfo>
@@ -76,8 +76,11 @@ constexpr int64_t kNever = INT64_MAX;
 // when it wants to be called without socket activity (real monotonic clock; kNever: not at all).
 struct CurlWatch {
     int epollFd = -1;
-    std::size_t watchedSockets = 0;
+    std::vector<curl_socket_t> watchedSockets;  // in the epoll set (a handful at most)
     std::atomic<int64_t> deadlineMicros{kNever};
+    bool watches(curl_socket_t socket) const {
+        return std::find(watchedSockets.begin(), watchedSockets.end(), socket) != watchedSockets.end();
+    }
 };
 
 // Milliseconds for a wait of `micros`, rounded up so that a wake-up a fraction of a millisecond
@@ -112,6 +115,10 @@ struct QMRunLoop::Impl {
     int epollFd = -1;
     int wakeFd = -1;
     std::atomic<bool> wakePending{false};
+    // What the last wait on the epoll set returned, for the next pass to act on without asking
+    // again; readyCount -1: nothing kept.
+    epoll_event ready[16]{};
+    int readyCount = -1;
     // The thread running the loop now or last (posts from it need no wake-up).
     std::atomic<std::thread::id> loopThread{};
     CurlWatch curl;
@@ -125,6 +132,8 @@ struct QMRunLoop::Impl {
     std::map<const QMURLTransfer*, std::shared_ptr<QMURLTransfer>> transfers;
     std::atomic<bool> stopRequested{false};
     std::atomic<std::size_t> outsideWork{0};
+    // runUntil() calls in progress: their predicate may wait for outside work to end.
+    std::atomic<int> predicateRuns{0};
     std::shared_ptr<QMURLTransport> transport;
     CallbackObserver callbackObserver;
 };
@@ -134,18 +143,23 @@ namespace {
 // libcurl's socket callback: keeps the epoll set in step with the sockets it wants watched.
 int onCurlSocket(CURL*, curl_socket_t socket, int what, void* data, void*) {
     auto* watch = static_cast<CurlWatch*>(data);
+    auto& watched = watch->watchedSockets;
     if (what == CURL_POLL_REMOVE) {
-        if (epoll_ctl(watch->epollFd, EPOLL_CTL_DEL, socket, nullptr) == 0) {
-            --watch->watchedSockets;
-        }
+        epoll_ctl(watch->epollFd, EPOLL_CTL_DEL, socket, nullptr);
+        watched.erase(std::remove(watched.begin(), watched.end(), socket), watched.end());
         return 0;
     }
     epoll_event event{};
     event.events = ((what & CURL_POLL_IN) ? EPOLLIN : 0u) | ((what & CURL_POLL_OUT) ? EPOLLOUT : 0u);
     event.data.fd = socket;
-    if (epoll_ctl(watch->epollFd, EPOLL_CTL_MOD, socket, &event) != 0 &&
-        epoll_ctl(watch->epollFd, EPOLL_CTL_ADD, socket, &event) == 0) {
-        ++watch->watchedSockets;
+    // One call per change: a socket libcurl closed behind our back left the set with it, so a
+    // modification that finds nothing adds it again.
+    if (!watch->watches(socket)) {
+        if (epoll_ctl(watch->epollFd, EPOLL_CTL_ADD, socket, &event) == 0) {
+            watched.push_back(socket);
+        }
+    } else if (epoll_ctl(watch->epollFd, EPOLL_CTL_MOD, socket, &event) != 0) {
+        epoll_ctl(watch->epollFd, EPOLL_CTL_ADD, socket, &event);
     }
     return 0;
 }
@@ -237,6 +251,13 @@ void QMRunLoop::runUntilDate(int64_t dateMillis) {
 
 bool QMRunLoop::runUntil(const std::function<bool()>& predicate, int64_t timeoutMillis) {
     checkThreadIfMain("QMRunLoop::runUntil");
+    struct Counted {
+        std::atomic<int>& runs;
+        explicit Counted(std::atomic<int>& r) : runs(r) { ++runs; }
+        ~Counted() { --runs; }
+        Counted(const Counted&) = delete;
+        Counted& operator=(const Counted&) = delete;
+    } counted(impl_->predicateRuns);
     const int64_t deadline = saturatingAdd(monotonicMicros(), timeoutMillis * 1000);
     while (!predicate()) {
         if (consumeStop()) {
@@ -384,8 +405,12 @@ void QMRunLoop::beginOutsideWork() { ++impl_->outsideWork; }
 
 void QMRunLoop::endOutsideWork() {
     --impl_->outsideWork;
-    // A virtual loop waiting for it looks again at once.
-    wake();
+    // Woken only where someone waits for it: a virtual loop holds its clock for it, and a
+    // runUntil() predicate may be counting it. A real loop otherwise has nothing to do with it,
+    // and waking a host's idle main thread once per diagnostic post would be a cost for nothing.
+    if (isVirtual() || impl_->predicateRuns.load() > 0) {
+        wake();
+    }
 }
 
 std::size_t QMRunLoop::outsideWorkCount() const { return impl_->outsideWork.load(); }
@@ -431,10 +456,9 @@ void QMRunLoop::pollIO(int64_t timeoutMicros) {
     if (curl != kForever) {
         timeoutMicros = std::min(timeoutMicros, std::max<int64_t>(curl - realMonotonicMicros(), 0));
     }
-    // Waiting on the epoll set itself leaves its events for driveTransfers(), as a host that waits
-    // on the backend descriptor does.
-    pollfd descriptor{impl_->epollFd, POLLIN, 0};
-    ::poll(&descriptor, 1, waitMillis(timeoutMicros));
+    // The events the wait returns are kept for driveTransfers(), which would otherwise ask again.
+    impl_->readyCount =
+        epoll_wait(impl_->epollFd, impl_->ready, std::size(impl_->ready), waitMillis(timeoutMicros));
 }
 
 int64_t QMRunLoop::nextDueMicros() const {
@@ -527,25 +551,33 @@ void QMRunLoop::driveTransfers() {
         uint64_t count = 0;
         [[maybe_unused]] const ssize_t drained = ::read(impl_->wakeFd, &count, sizeof count);
     }
+    // Kept from this thread's wait (pollIO), or asked now when the loop did not wait (a busy loop,
+    // or a host that waits on the backend descriptor itself).
+    const int kept = std::exchange(impl_->readyCount, -1);
     const bool curlDue = realMonotonicMicros() >= impl_->curl.deadlineMicros;
-    if (impl_->curl.watchedSockets == 0 && !curlDue) {
+    if (impl_->curl.watchedSockets.empty() && !curlDue) {
         return;
     }
     int running = 0;
-    if (impl_->curl.watchedSockets > 0) {
-        epoll_event events[16];
-        const int ready = epoll_wait(impl_->epollFd, events, 16, 0);
+    if (!impl_->curl.watchedSockets.empty()) {
+        const int ready =
+            kept >= 0 ? kept : epoll_wait(impl_->epollFd, impl_->ready, std::size(impl_->ready), 0);
         for (int i = 0; i < ready; ++i) {
-            if (events[i].data.fd == impl_->wakeFd) {
+            const epoll_event event = impl_->ready[i];
+            if (event.data.fd == impl_->wakeFd) {
                 continue;
             }
-            const int flags = ((events[i].events & EPOLLIN) ? CURL_CSELECT_IN : 0) |
-                              ((events[i].events & EPOLLOUT) ? CURL_CSELECT_OUT : 0) |
-                              ((events[i].events & (EPOLLERR | EPOLLHUP)) ? CURL_CSELECT_ERR : 0);
-            curl_multi_socket_action(impl_->multi, events[i].data.fd, flags, &running);
+            const int flags = ((event.events & EPOLLIN) ? CURL_CSELECT_IN : 0) |
+                              ((event.events & EPOLLOUT) ? CURL_CSELECT_OUT : 0) |
+                              ((event.events & (EPOLLERR | EPOLLHUP)) ? CURL_CSELECT_ERR : 0);
+            curl_multi_socket_action(impl_->multi, event.data.fd, flags, &running);
         }
     }
     if (realMonotonicMicros() >= impl_->curl.deadlineMicros) {
+        // libcurl's timer is one-shot: it calls the timer callback again only when its next
+        // deadline differs from the last one it gave. Kept, a deadline that has passed would have
+        // every pass call libcurl and wait for nothing (a busy loop until the answer comes).
+        impl_->curl.deadlineMicros = kNever;
         curl_multi_socket_action(impl_->multi, CURL_SOCKET_TIMEOUT, 0, &running);
     }
     int queued = 0;

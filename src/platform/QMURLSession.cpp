@@ -1,5 +1,7 @@
 #include "platform/QMURLSession.h"
 
+#include <pthread.h>
+
 #include <atomic>
 #include <condition_variable>
 #include <thread>
@@ -144,7 +146,11 @@ std::shared_ptr<QMRunLoop> QMURLSession::beginWork() {
     std::lock_guard<std::mutex> lock(impl_->mutex);
     if (!impl_->worker) {
         impl_->worker = std::make_shared<QMRunLoop>();
-        impl_->thread = std::thread([loop = impl_->worker] { loop->run(); });
+        impl_->thread = std::thread([loop = impl_->worker] {
+            // Named, so that a host can tell the SDK's thread apart in its tools (top, gdb, perf).
+            pthread_setname_np(pthread_self(), "veyrakit-url");
+            loop->run();
+        });
     }
     ++impl_->pending;
     return impl_->worker;

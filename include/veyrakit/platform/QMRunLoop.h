@@ -80,8 +80,8 @@ class VEYRAKIT_EXPORT QMRunLoop : public QMObject {
     // Work on another thread that this loop's time waits for: the shared URL session's data
     // tasks, from the moment they leave this loop until their completion has run on the worker.
     // A virtual loop does not jump ahead while any is in flight (as for its own transfers), so
-    // a virtual second cannot overtake a post still on its way; a real loop only counts them.
-    // Safe from any thread.
+    // a virtual second cannot overtake a post still on its way; a real loop only counts them, and
+    // is woken by their end only while a runUntil() is in progress. Safe from any thread.
     void beginOutsideWork();
     void endOutsideWork();
     std::size_t outsideWorkCount() const;
