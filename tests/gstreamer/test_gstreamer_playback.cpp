@@ -12,15 +12,14 @@
 #include <string>
 #include <vector>
 
-#include "collector/QMCollectorServer.h"
 #include "facade/QMMonitoringSessions.h"
+#include "gstreamer/QMLoopbackCollector.h"
 #include "platform/QMURLSession.h"
 #include "players/avplayer/QMAVPlayerVeyraPlugin.h"
 #include "players/mpmovieplayer/QMMPMoviePlayerControllerVeyraPlugin.h"
 #include "support/QMDefaultPortGuard.h"
 #include "support/QMTestEnvironment.h"
 #include "support/QMTestMediaServer.h"
-#include "veyrakit/QMDiagnosticCollectors.h"
 #include "veyrakit/VeyraKit.h"
 #include "veyrakit/gstreamer/QMGStreamerAVPlayerDriver.h"
 #include "veyrakit/gstreamer/QMGStreamerMPMoviePlayerDriver.h"
@@ -55,14 +54,8 @@ class GStreamerPlayback : public QMVirtualTimeTest {
         QMVirtualTimeTest::SetUp();
         QMRunLoop::setMainRunLoop(realLoop);
         stubs().disable();
-        QMCollectorServer::Options options;
-        options.port = options.diagnosticEventsPort = options.sessionEventsPort = 0;
-        options.databasePath = ":memory:";
-        options.policy = QMCollectorPolicy::fromJSON(Json::parse(R"({"init":{"intervalSeconds":1000}})"));
-        collector = std::make_unique<QMCollectorServer>(options);
-        collector->start();
-        QMDiagnosticCollectors::setSessionEventsURL(collector->sessionEventsURL());
-        QMDiagnosticCollectors::setDiagnosticEventsURL(collector->diagnosticEventsURL());
+        collector = std::make_unique<QMLoopbackCollector>();
+        collector->receiveDiagnosticEvents();
         std::cout << "test media made in " << media.makingMillis() << " ms\n";
     }
     void TearDown() override {
@@ -177,7 +170,7 @@ class GStreamerPlayback : public QMVirtualTimeTest {
 
     QMTestMediaServer media;
     std::shared_ptr<QMRunLoop> realLoop = QMDefaultPortGuard::guardedLoop();
-    std::unique_ptr<QMCollectorServer> collector;
+    std::unique_ptr<QMLoopbackCollector> collector;
     std::shared_ptr<AVPlayer> player;
     std::shared_ptr<QMGStreamerAVPlayerDriver> driver;
     std::shared_ptr<MPMoviePlayerController> mpMoviePlayer;
