@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "facade/QMMonitoringSessions.h"
+#include "gstreamer/QMCollectedReports.h"
 #include "gstreamer/QMLoopbackCollector.h"
 #include "platform/QMURLSession.h"
 #include "players/avplayer/QMAVPlayerVeyraPlugin.h"
@@ -142,22 +143,9 @@ class GStreamerPlayback : public QMVirtualTimeTest {
 
     // The session's reports in pulse order, each with the time it arrived.
     std::vector<std::pair<Json, int64_t>> reports() const {
-        std::map<int, std::pair<Json, int64_t>> byPulse;
-        for (const auto& request : collector->store().requestsOfSession(sessionId)) {
-            auto body = request.bodyJSON();
-            if (request.path == "/player/report" && body) {
-                byPulse[(*body)["pulseNumber"].get<int>()] = {*body, request.receivedMillis};
-            }
-        }
-        std::vector<std::pair<Json, int64_t>> out;
-        for (auto& [pulse, report] : byPulse) out.push_back(std::move(report));
-        return out;
+        return QMCollectedReports(*collector, sessionId).all();
     }
-    std::string types() const {
-        std::string out;
-        for (const auto& [report, at] : reports()) out += report["type"].get<std::string>();
-        return out;
-    }
+    std::string types() const { return QMCollectedReports(*collector, sessionId).types(); }
     // The bytes of the media segments the server sent (the playlists are not counted).
     int64_t servedSegmentBytes() {
         int64_t bytes = 0;
@@ -180,17 +168,6 @@ class GStreamerPlayback : public QMVirtualTimeTest {
     std::string tracePath;
     int64_t endMillis = 0;
 };
-
-// The events of the session's AVPlayer diagnostic stream, in the order they were posted.
-std::vector<Json> sessionEvents(const QMCollectorServer& collector, const std::string& sessionId) {
-    std::vector<Json> events;
-    for (const auto& request : collector.store().requestsOfSession(sessionId)) {
-        auto body = request.bodyJSON();
-        if (request.endpoint != QMCollectorEndpoint::SessionEvents || !body) continue;
-        for (const auto& event : (*body)["events"]) events.push_back(event);
-    }
-    return events;
-}
 
 }  // namespace
 
@@ -512,7 +489,7 @@ TEST_F(GStreamerPlayback, TheDiagnosticStreamCarriesTheLaddersBitratesAndTheByte
     // and the bytes of each new access-log event; the first counts what loading fetched.
     Json bitrates;
     std::vector<int64_t> bytes;
-    for (const auto& event : sessionEvents(*collector, sessionId)) {
+    for (const auto& event : QMCollectedReports::sessionEvents(*collector, sessionId)) {
         if (event["name"] == "availableBitrates") bitrates = event["info"]["bitrates"];
         if (event["name"] == "bytesTransfered") bytes.push_back(event["info"]["bytes"].get<int64_t>());
     }
