@@ -1,7 +1,10 @@
 #include "QMGStreamerMasterPlaylist.h"
 
 #include <cstdlib>
+#include <memory>
 #include <sstream>
+
+#include "veyrakit/platform/QMURL.h"
 
 namespace veyrakit {
 
@@ -32,18 +35,10 @@ std::optional<std::string> attribute(const std::string& list, const std::string&
     return std::nullopt;
 }
 
-// `reference` resolved against the playlist's own `base` URI: absolute as it is, from the root of
-// the host with a leading slash, else beside the playlist.
-std::string resolved(const std::string& reference, const std::string& base) {
-    if (base.empty() || reference.find("://") != std::string::npos) return reference;
-    const std::size_t hostStart = base.find("://");
-    if (hostStart == std::string::npos) return reference;
-    if (reference.starts_with("/")) {
-        const std::size_t pathStart = base.find('/', hostStart + 3);
-        return base.substr(0, pathStart) + reference;
-    }
-    const std::string withoutQuery = base.substr(0, base.find_first_of("?#"));
-    return withoutQuery.substr(0, withoutQuery.rfind('/') + 1) + reference;
+// `reference` resolved against the playlist's own URL; as written when there is none.
+std::string resolved(const std::string& reference, const std::shared_ptr<QMURL>& base) {
+    const auto url = base ? QMURL::URLWithString(reference, *base) : nullptr;
+    return url ? url->absoluteString() : reference;
 }
 
 std::string trimmed(std::string line) {
@@ -61,6 +56,7 @@ QMGStreamerMasterPlaylist QMGStreamerMasterPlaylist::parse(const std::string& te
     std::istringstream lines(text);
     std::string line;
     std::optional<Variant> pending;
+    const auto base = uri.empty() ? nullptr : QMURL::URLWithString(uri);
     while (std::getline(lines, line)) {
         line = trimmed(line);
         if (line.rfind(kStreamInf, 0) == 0) {
@@ -77,7 +73,7 @@ QMGStreamerMasterPlaylist QMGStreamerMasterPlaylist::parse(const std::string& te
             }
             pending = variant;
         } else if (pending && !line.empty() && line[0] != '#') {
-            pending->uri = resolved(line, uri);
+            pending->uri = resolved(line, base);
             playlist.variants_.push_back(*pending);
             pending.reset();
         }

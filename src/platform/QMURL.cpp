@@ -66,6 +66,19 @@ std::shared_ptr<QMURL> QMURL::URLWithString(const std::string& string) {
     return std::make_shared<QMURL>(string);
 }
 
+std::shared_ptr<QMURL> QMURL::URLWithString(const std::string& string, const QMURL& baseURL) {
+    // Set on a handle that holds a URL already, a relative reference is resolved against it.
+    CurlURL handle = parse(baseURL.absoluteString_);
+    char* resolved = nullptr;
+    if (!handle || curl_url_set(handle.get(), CURLUPART_URL, string.c_str(), kParseFlags) != CURLUE_OK ||
+        curl_url_get(handle.get(), CURLUPART_URL, &resolved, 0) != CURLUE_OK || !resolved) {
+        return nullptr;
+    }
+    auto url = std::make_shared<QMURL>(resolved);
+    curl_free(resolved);
+    return url;
+}
+
 std::shared_ptr<QMURL> QMURL::fileURLWithPath(const std::string& path) {
     std::string absolute = path;
     if (absolute.empty() || absolute.front() != '/') {

@@ -13,8 +13,8 @@
 #include <thread>
 
 #include "QMGStreamerAgentSettings.h"
-#include "collector/QMCollectorServer.h"
 #include "gstreamer/QMCollectedReports.h"
+#include "gstreamer/QMLoopbackCollector.h"
 #include "support/QMTestMediaServer.h"
 #include "veyrakit/gstreamer/QMGStreamerAgent.h"
 
@@ -103,17 +103,8 @@ class ZeroCodeAgent : public ::testing::Test {
   protected:
     void SetUp() override {
         gst_init(nullptr, nullptr);
-        QMCollectorServer::Options options;
-        options.port = options.diagnosticEventsPort = options.sessionEventsPort = 0;
-        options.databasePath = ":memory:";
-        // A periodical report every second, as in the attached tests.
-        options.policy = QMCollectorPolicy::fromJSON(
-            nlohmann::ordered_json::parse(R"({"init":{"intervalSeconds":1000}})"));
-        collector = std::make_unique<QMCollectorServer>(options);
-        collector->start();
-        ASSERT_TRUE(QMGStreamerAgent::start("server=" + collector->baseURL() + ",diag-ports=\"" +
-                                            std::to_string(collector->diagnosticEventsPort()) + "," +
-                                            std::to_string(collector->sessionEventsPort()) + "\""));
+        collector = std::make_unique<QMLoopbackCollector>();
+        ASSERT_TRUE(QMGStreamerAgent::start(collector->agentSettings(collector->baseURL())));
     }
     void TearDown() override {
         QMGStreamerAgent::shutdown();
@@ -145,7 +136,7 @@ class ZeroCodeAgent : public ::testing::Test {
         gst_object_unref(playbin);
     }
 
-    std::unique_ptr<QMCollectorServer> collector;
+    std::unique_ptr<QMLoopbackCollector> collector;
     QMTestMediaServer media;
 };
 

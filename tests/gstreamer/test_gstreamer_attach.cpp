@@ -6,15 +6,14 @@
 #include <tuple>
 #include <vector>
 
-#include "collector/QMCollectorServer.h"
 #include "facade/QMMonitoringSessions.h"
 #include "gstreamer/QMCollectedReports.h"
+#include "gstreamer/QMLoopbackCollector.h"
 #include "gstreamer/QMTestPlayerApp.h"
 #include "platform/QMURLSession.h"
 #include "support/QMDefaultPortGuard.h"
 #include "support/QMTestEnvironment.h"
 #include "support/QMTestMediaServer.h"
-#include "veyrakit/QMDiagnosticCollectors.h"
 #include "veyrakit/QMVeyraKit.h"
 #include "veyrakit/gstreamer/QMGLibRunLoopSource.h"
 #include "veyrakit/gstreamer/QMGStreamerMonitor.h"
@@ -39,14 +38,8 @@ class AttachedMonitoring : public QMVirtualTimeTest {
         QMVirtualTimeTest::SetUp();
         QMRunLoop::setMainRunLoop(realLoop);
         stubs().disable();
-        QMCollectorServer::Options options;
-        options.port = options.diagnosticEventsPort = options.sessionEventsPort = 0;
-        options.databasePath = ":memory:";
-        options.policy = QMCollectorPolicy::fromJSON(Json::parse(R"({"init":{"intervalSeconds":1000}})"));
-        collector = std::make_unique<QMCollectorServer>(options);
-        collector->start();
-        QMDiagnosticCollectors::setSessionEventsURL(collector->sessionEventsURL());
-        QMDiagnosticCollectors::setDiagnosticEventsURL(collector->diagnosticEventsURL());
+        collector = std::make_unique<QMLoopbackCollector>();
+        collector->receiveDiagnosticEvents();
         source = QMGLibRunLoopSource::attach();
     }
     void TearDown() override {
@@ -97,7 +90,7 @@ class AttachedMonitoring : public QMVirtualTimeTest {
 
     QMTestMediaServer media;
     std::shared_ptr<QMRunLoop> realLoop = QMDefaultPortGuard::guardedLoop();
-    std::unique_ptr<QMCollectorServer> collector;
+    std::unique_ptr<QMLoopbackCollector> collector;
     std::unique_ptr<QMGLibRunLoopSource> source;
     std::unique_ptr<QMTestPlayerApp> app;
     std::shared_ptr<QMGStreamerMonitor> monitor;

@@ -12,15 +12,15 @@
 #include <string>
 #include <vector>
 
-#include "collector/QMCollectorServer.h"
 #include "facade/QMMonitoringSessions.h"
+#include "gstreamer/QMCollectedReports.h"
+#include "gstreamer/QMLoopbackCollector.h"
 #include "platform/QMURLSession.h"
 #include "players/avplayer/QMAVPlayerVeyraPlugin.h"
 #include "players/mpmovieplayer/QMMPMoviePlayerControllerVeyraPlugin.h"
 #include "support/QMDefaultPortGuard.h"
 #include "support/QMTestEnvironment.h"
 #include "support/QMTestMediaServer.h"
-#include "veyrakit/QMDiagnosticCollectors.h"
 #include "veyrakit/VeyraKit.h"
 #include "veyrakit/gstreamer/QMGStreamerAVPlayerDriver.h"
 #include "veyrakit/gstreamer/QMGStreamerMPMoviePlayerDriver.h"
@@ -55,14 +55,8 @@ class GStreamerPlayback : public QMVirtualTimeTest {
         QMVirtualTimeTest::SetUp();
         QMRunLoop::setMainRunLoop(realLoop);
         stubs().disable();
-        QMCollectorServer::Options options;
-        options.port = options.diagnosticEventsPort = options.sessionEventsPort = 0;
-        options.databasePath = ":memory:";
-        options.policy = QMCollectorPolicy::fromJSON(Json::parse(R"({"init":{"intervalSeconds":1000}})"));
-        collector = std::make_unique<QMCollectorServer>(options);
-        collector->start();
-        QMDiagnosticCollectors::setSessionEventsURL(collector->sessionEventsURL());
-        QMDiagnosticCollectors::setDiagnosticEventsURL(collector->diagnosticEventsURL());
+        collector = std::make_unique<QMLoopbackCollector>();
+        collector->receiveDiagnosticEvents();
         std::cout << "test media made in " << media.makingMillis() << " ms\n";
     }
     void TearDown() override {
@@ -149,22 +143,9 @@ class GStreamerPlayback : public QMVirtualTimeTest {
 
     // The session's reports in pulse order, each with the time it arrived.
     std::vector<std::pair<Json, int64_t>> reports() const {
-        std::map<int, std::pair<Json, int64_t>> byPulse;
-        for (const auto& request : collector->store().requestsOfSession(sessionId)) {
-            auto body = request.bodyJSON();
-            if (request.path == "/player/report" && body) {
-                byPulse[(*body)["pulseNumber"].get<int>()] = {*body, request.receivedMillis};
-            }
-        }
-        std::vector<std::pair<Json, int64_t>> out;
-        for (auto& [pulse, report] : byPulse) out.push_back(std::move(report));
-        return out;
+        return QMCollectedReports(*collector, sessionId).all();
     }
-    std::string types() const {
-        std::string out;
-        for (const auto& [report, at] : reports()) out += report["type"].get<std::string>();
-        return out;
-    }
+    std::string types() const { return QMCollectedReports(*collector, sessionId).types(); }
     // The bytes of the media segments the server sent (the playlists are not counted).
     int64_t servedSegmentBytes() {
         int64_t bytes = 0;
@@ -177,7 +158,7 @@ class GStreamerPlayback : public QMVirtualTimeTest {
 
     QMTestMediaServer media;
     std::shared_ptr<QMRunLoop> realLoop = QMDefaultPortGuard::guardedLoop();
-    std::unique_ptr<QMCollectorServer> collector;
+    std::unique_ptr<QMLoopbackCollector> collector;
     std::shared_ptr<AVPlayer> player;
     std::shared_ptr<QMGStreamerAVPlayerDriver> driver;
     std::shared_ptr<MPMoviePlayerController> mpMoviePlayer;
@@ -187,17 +168,6 @@ class GStreamerPlayback : public QMVirtualTimeTest {
     std::string tracePath;
     int64_t endMillis = 0;
 };
-
-// The events of the session's AVPlayer diagnostic stream, in the order they were posted.
-std::vector<Json> sessionEvents(const QMCollectorServer& collector, const std::string& sessionId) {
-    std::vector<Json> events;
-    for (const auto& request : collector.store().requestsOfSession(sessionId)) {
-        auto body = request.bodyJSON();
-        if (request.endpoint != QMCollectorEndpoint::SessionEvents || !body) continue;
-        for (const auto& event : (*body)["events"]) events.push_back(event);
-    }
-    return events;
-}
 
 }  // namespace
 
@@ -519,7 +489,7 @@ TEST_F(GStreamerPlayback, TheDiagnosticStreamCarriesTheLaddersBitratesAndTheByte
     // and the bytes of each new access-log event; the first counts what loading fetched.
     Json bitrates;
     std::vector<int64_t> bytes;
-    for (const auto& event : sessionEvents(*collector, sessionId)) {
+    for (const auto& event : QMCollectedReports::sessionEvents(*collector, sessionId)) {
         if (event["name"] == "availableBitrates") bitrates = event["info"]["bitrates"];
         if (event["name"] == "bytesTransfered") bytes.push_back(event["info"]["bytes"].get<int64_t>());
     }

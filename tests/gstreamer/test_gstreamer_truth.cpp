@@ -10,15 +10,14 @@
 #include <string>
 #include <vector>
 
-#include "collector/QMCollectorServer.h"
 #include "facade/QMMonitoringSessions.h"
 #include "gstreamer/QMCollectedReports.h"
+#include "gstreamer/QMLoopbackCollector.h"
 #include "platform/QMURLSession.h"
 #include "support/QMDefaultPortGuard.h"
 #include "support/QMFaultServer.h"
 #include "support/QMTestEnvironment.h"
 #include "support/QMTestMediaServer.h"
-#include "veyrakit/QMDiagnosticCollectors.h"
 #include "veyrakit/VeyraKit.h"
 #include "veyrakit/gstreamer/QMGStreamerAVPlayerDriver.h"
 #include "veyrakit/gstreamer/QMGStreamerMPMoviePlayerDriver.h"
@@ -51,14 +50,8 @@ class TruthfulPlayback : public QMVirtualTimeTest, public ::testing::WithParamIn
         QMVirtualTimeTest::SetUp();
         QMRunLoop::setMainRunLoop(realLoop);
         stubs().disable();
-        QMCollectorServer::Options options;
-        options.port = options.diagnosticEventsPort = options.sessionEventsPort = 0;
-        options.databasePath = ":memory:";
-        options.policy = QMCollectorPolicy::fromJSON(Json::parse(R"({"init":{"intervalSeconds":1000}})"));
-        collector = std::make_unique<QMCollectorServer>(options);
-        collector->start();
-        QMDiagnosticCollectors::setSessionEventsURL(collector->sessionEventsURL());
-        QMDiagnosticCollectors::setDiagnosticEventsURL(collector->diagnosticEventsURL());
+        collector = std::make_unique<QMLoopbackCollector>();
+        collector->receiveDiagnosticEvents();
     }
     void TearDown() override {
         driver.reset();
@@ -154,7 +147,7 @@ class TruthfulPlayback : public QMVirtualTimeTest, public ::testing::WithParamIn
     }
 
     std::shared_ptr<QMRunLoop> realLoop = QMDefaultPortGuard::guardedLoop();
-    std::unique_ptr<QMCollectorServer> collector;
+    std::unique_ptr<QMLoopbackCollector> collector;
     std::shared_ptr<AVPlayer> player;
     std::shared_ptr<MPMoviePlayerController> movie;
     std::shared_ptr<QMGStreamerDriver> driver;

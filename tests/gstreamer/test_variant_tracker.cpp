@@ -35,6 +35,16 @@ TEST(MasterPlaylist, VariantsWithTheirBitrateSizeAndURIResolvedAgainstThePlaylis
     EXPECT_EQ(variants[1].bitrate, 400000);  // no average: the peak
     EXPECT_EQ(variants[2].uri, "http://cdn.example/v2/index.m3u8");
     EXPECT_TRUE(QMGStreamerMasterPlaylist::parse("#EXTM3U\n#EXTINF:2,\nseg0.ts\n").variants().empty());
+    // A reference without a scheme takes the playlist's; steps up leave the playlist's folder.
+    const auto others = QMGStreamerMasterPlaylist::parse(
+        "#EXT-X-STREAM-INF:BANDWIDTH=1\n"
+        "//cdn.example/v0.m3u8\n"
+        "#EXT-X-STREAM-INF:BANDWIDTH=2\n"
+        "../up/v1.m3u8\n",
+        kMaster);
+    ASSERT_EQ(others.variants().size(), 2u);
+    EXPECT_EQ(others.variants()[0].uri, "http://cdn.example/v0.m3u8");
+    EXPECT_EQ(others.variants()[1].uri, "http://media.example/up/v1.m3u8");
 }
 
 TEST(VariantTracker, TheFirstVariantIsTheOneShownAndASwitchCountsWhenItsFirstPictureIsShown) {

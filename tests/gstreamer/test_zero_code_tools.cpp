@@ -5,8 +5,8 @@
 #include <memory>
 #include <string>
 
-#include "collector/QMCollectorServer.h"
 #include "gstreamer/QMCollectedReports.h"
+#include "gstreamer/QMLoopbackCollector.h"
 #include "support/QMFaultServer.h"
 #include "support/QMTestMediaServer.h"
 
@@ -37,24 +37,13 @@ ToolRun run(const std::string& command) {
 
 class ZeroCodeTools : public ::testing::TestWithParam<const char*> {
   protected:
-    void SetUp() override {
-        QMCollectorServer::Options options;
-        options.port = options.diagnosticEventsPort = options.sessionEventsPort = 0;
-        options.databasePath = ":memory:";
-        // A periodical report every second, as in the attached tests.
-        options.policy = QMCollectorPolicy::fromJSON(
-            nlohmann::ordered_json::parse(R"({"init":{"intervalSeconds":1000}})"));
-        collector = std::make_unique<QMCollectorServer>(options);
-        collector->start();
-    }
+    void SetUp() override { collector = std::make_unique<QMLoopbackCollector>(); }
     void TearDown() override { collector->stop(); }
 
     // The environment that turns monitoring on, for the player kind of the test.
     std::string tracing(const std::string& server) const {
-        return std::string("GST_PLUGIN_PATH=") + VEYRAKIT_GST_PLUGIN_DIR +
-               " GST_TRACERS='veyrakit(server=" + server + ",diag-ports=\"" +
-               std::to_string(collector->diagnosticEventsPort()) + "," +
-               std::to_string(collector->sessionEventsPort()) + "\",player=" + GetParam() + ")'";
+        return std::string("GST_PLUGIN_PATH=") + VEYRAKIT_GST_PLUGIN_DIR + " GST_TRACERS='veyrakit(" +
+               collector->agentSettings(server) + ",player=" + GetParam() + ")'";
     }
     ToolRun launch(const std::string& uri) const {
         return run(tracing(collector->baseURL()) + " gst-launch-1.0 playbin3 uri=" + uri +
@@ -85,7 +74,7 @@ class ZeroCodeTools : public ::testing::TestWithParam<const char*> {
         }
     }
 
-    std::unique_ptr<QMCollectorServer> collector;
+    std::unique_ptr<QMLoopbackCollector> collector;
     QMTestMediaServer media;
 };
 

@@ -1,7 +1,7 @@
 #pragma once
 #include <memory>
 
-#include "demo/QMDemoMediaPlayback.h"
+#include "demo/QMDemoGStreamerMediaPlayback.h"
 #include "veyrakit/gstreamer/QMGStreamerMPMoviePlayerDriver.h"
 #include "veyrakit/platform/mediaplayer/MPMoviePlayerController.h"
 
@@ -13,22 +13,21 @@ namespace veyrakit {
 // by the plugin's own rules. Leaving stops the player, as an app leaving its player screen does:
 // the finish that follows ends the session (the facade's stopPlayback does not reach a movie
 // player's plugin).
-class QMDemoMPMoviePlayerMediaPlayback : public QMDemoMediaPlayback {
+class QMDemoMPMoviePlayerMediaPlayback : public QMDemoGStreamerMediaPlayback {
   public:
     QMDemoMPMoviePlayerMediaPlayback() = default;
     ~QMDemoMPMoviePlayerMediaPlayback() override;
 
-    void start(const Settings& settings) override;
-    bool mediaOver() const override;
-    std::shared_ptr<QMError> failure() const override;
     void leave() override;
-    void finish() override;
 
   private:
     std::shared_ptr<QMVeyraPlugin> session() const override;
+    void monitor(const Settings& settings) override;
+    std::shared_ptr<QMGStreamerDriver> drive() override;
+    void play() override;
+    void letGoOfSession() override;
 
     std::shared_ptr<MPMoviePlayerController> player_;
-    std::shared_ptr<QMGStreamerMPMoviePlayerDriver> driver_;
 };
 
 }  // namespace veyrakit

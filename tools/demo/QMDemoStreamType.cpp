@@ -3,6 +3,7 @@
 #include <sstream>
 
 #include "demo/QMDemoPlaylist.h"
+#include "veyrakit/platform/QMURL.h"
 
 namespace veyrakit {
 
@@ -43,20 +44,12 @@ std::optional<std::string> QMDemoStreamType::firstVariant(const std::string& mas
         if (line.starts_with("#EXT-X-STREAM-INF")) {
             next = true;
         } else if (next && !line.empty() && !line.starts_with("#")) {
-            return resolve(line, masterURL);
+            const auto master = QMURL::URLWithString(masterURL);
+            const auto variant = master ? QMURL::URLWithString(line, *master) : nullptr;
+            return variant ? std::optional(variant->absoluteString()) : std::nullopt;
         }
     }
     return std::nullopt;
-}
-
-std::string QMDemoStreamType::resolve(const std::string& uri, const std::string& baseURL) {
-    if (uri.find("://") != std::string::npos) return uri;
-    const auto authority = baseURL.find("://");
-    const auto pathStart =
-        authority == std::string::npos ? std::string::npos : baseURL.find('/', authority + 3);
-    if (uri.starts_with("/")) return baseURL.substr(0, pathStart) + uri;
-    const std::string path = baseURL.substr(0, baseURL.find_first_of("?#"));
-    return path.substr(0, path.rfind('/') + 1) + uri;
 }
 
 }  // namespace veyrakit

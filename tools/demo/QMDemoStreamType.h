@@ -20,7 +20,6 @@ class QMDemoStreamType {
     // The first variant's URI of a master playlist, resolved against the master's URL.
     static std::optional<std::string> firstVariant(const std::string& masterPlaylist,
                                                    const std::string& masterURL);
-    static std::string resolve(const std::string& uri, const std::string& baseURL);
 };
 
 }  // namespace veyrakit

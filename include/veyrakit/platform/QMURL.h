@@ -13,6 +13,10 @@ class VEYRAKIT_EXPORT QMURL : public QMObject {
   public:
     static std::shared_ptr<QMURL> URLWithString(const std::string& string);
     static std::shared_ptr<QMURL> fileURLWithPath(const std::string& path);
+    // `string` as a reference relative to `baseURL` (absolute as it is, from the host's root with a
+    // leading slash, else beside the base's last path step), resolved by libcurl; nullptr when it
+    // cannot be.
+    static std::shared_ptr<QMURL> URLWithString(const std::string& string, const QMURL& baseURL);
 
     const std::string& absoluteString() const { return absoluteString_; }
     std::string scheme() const;
