@@ -284,6 +284,7 @@ QMSessionFigures QMSessionMeasurement::run() {
     }
     figures.heapHighWaterKiB = static_cast<double>(monitored.heapHighWater) / 1024.0;
     figures.heapGrowthKiB = static_cast<double>(monitored.heapGrowth) / 1024.0;
+    figures.sdkHeapGrowthKiB = static_cast<double>(monitored.heapGrowth - baseline.heapGrowth) / 1024.0;
     figures.bytesPerHour = static_cast<double>(monitored.bytes) / hours;
     figures.requestsPerHour = static_cast<double>(monitored.requests) / hours;
     figures.connections = monitored.connections;

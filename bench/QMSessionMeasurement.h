@@ -32,6 +32,8 @@ struct QMSessionFigures {
     double allocationsPerInterval = 0;  // all of the SDK's, over the number of reports
     double heapHighWaterKiB = 0;        // above the heap in use before the plugin was made
     double heapGrowthKiB = 0;           // heap in use at the end minus at the end of the first hour
+    // Of which the SDK's: minus the unmonitored run's growth (the player keeps its own logs).
+    double sdkHeapGrowthKiB = 0;
     double bytesPerHour = 0;
     double requestsPerHour = 0;
     int64_t reports = 0;

@@ -11,6 +11,8 @@
 //   alloc_intv     the SDK's heap allocations per reporting interval, all of them
 //   heap_hwm_KiB   heap high-water mark above the heap before the plugin was made
 //   heap_grow_KiB  heap in use at the end minus after the first hour (0 for a flat heap)
+//   sdk_grow_KiB   of which the SDK's: heap_grow_KiB minus the unmonitored run's growth (the
+//                  player's own access and error logs grow by an entry per switch)
 //   bytes_h        request bytes (request line, headers, body) per hour
 //   conns          TCP connections the loopback server accepted
 //   sdk_us_req     the SDK's CPU over the requests it sent
@@ -37,6 +39,7 @@ void publish(benchmark::State& state, const QMSessionFigures& figures, bool loop
     state.counters["alloc_intv"] = figures.allocationsPerInterval;
     state.counters["heap_hwm_KiB"] = figures.heapHighWaterKiB;
     state.counters["heap_grow_KiB"] = figures.heapGrowthKiB;
+    state.counters["sdk_grow_KiB"] = figures.sdkHeapGrowthKiB;
     state.counters["bytes_h"] = figures.bytesPerHour;
     state.counters["reports"] = static_cast<double>(figures.reports);
     state.counters["sdk_us_req"] = figures.sdkMicrosPerRequest;
