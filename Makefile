@@ -19,7 +19,7 @@ else
   CMAKE_FLAGS += -DCMAKE_BUILD_TYPE=RelWithDebInfo
 endif
 
-.PHONY: all bootstrap configure build test demo install clean bench format format-check tidy fuzz soak
+.PHONY: all bootstrap configure build test demo install clean bench bench-long format format-check tidy fuzz soak
 
 all: build
 
@@ -50,7 +50,11 @@ demo: configure
 	@$(BUILD_DIR)/tools/demo/veyrakit-demo $(ARGS)
 
 bench: build
-	@$(BUILD_DIR)/bench/veyrakit-bench
+	@$(BUILD_DIR)/bench/veyrakit-bench --benchmark_filter=-BM_LongRealPlayback
+
+# Ten minutes of real playback in each of three ways (about 35 minutes in all).
+bench-long: build
+	@$(BUILD_DIR)/bench/veyrakit-bench --benchmark_filter=BM_LongRealPlayback
 
 install: build
 	@cmake --install $(BUILD_DIR) $(if $(PREFIX),--prefix $(PREFIX),)

@@ -2,6 +2,8 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <map>
+#include <string>
 
 namespace veyrakit {
 
@@ -18,6 +20,13 @@ class QMThreadClock {
     static pid_t URLSessionWorkerThreadId();
     // Every thread of this process, the calling one included.
     static int64_t processCpuNanos();
+
+    // Another process (another's threads are read from /proc): the threads it has now, by id,
+    // with their names; one thread's time on a CPU (0 when gone); and the user and system time
+    // of all its threads, those that ended included (clock-tick resolution).
+    static std::map<pid_t, std::string> threadsOf(pid_t pid);
+    static int64_t cpuNanos(pid_t pid, pid_t tid);
+    static int64_t processCpuNanos(pid_t pid);
 };
 
 }  // namespace veyrakit

@@ -1,5 +1,7 @@
 #include "veyrakit/gstreamer/QMGStreamerAgent.h"
 
+#include <pthread.h>
+
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
@@ -82,6 +84,8 @@ void atExit() { QMGStreamerAgent::shutdown(); }
 
 // The SDK's main run loop, on the agent's thread, until shutdown() stops it.
 void runLoop(const std::shared_ptr<QMRunLoop>& loop, const std::shared_ptr<std::promise<void>>& started) {
+    // Named, so that the app's tools (top, gdb, perf) tell the SDK's thread from GStreamer's.
+    pthread_setname_np(pthread_self(), "veyrakit-agent");
     QMRunLoop::setMainRunLoop(loop);
     {
         Agent& a = agent();

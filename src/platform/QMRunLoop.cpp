@@ -12,7 +12,6 @@
 #include <chrono>
 #include <cstdlib>
 #include <exception>
-#include <iterator>
 #include <string>
 #include <thread>
 #include <typeinfo>
@@ -71,6 +70,8 @@ int64_t realMonotonicMicros() {
 }
 
 constexpr int64_t kNever = INT64_MAX;
+// Events taken from one wait on the epoll set (the rest stay for the next).
+constexpr int kReadyEvents = 16;
 
 // What libcurl asked the loop for: the sockets it wants watched (in the loop's epoll set), and
 // when it wants to be called without socket activity (real monotonic clock; kNever: not at all).
@@ -117,7 +118,7 @@ struct QMRunLoop::Impl {
     std::atomic<bool> wakePending{false};
     // What the last wait on the epoll set returned, for the next pass to act on without asking
     // again; readyCount -1: nothing kept.
-    epoll_event ready[16]{};
+    epoll_event ready[kReadyEvents]{};
     int readyCount = -1;
     // The thread running the loop now or last (posts from it need no wake-up).
     std::atomic<std::thread::id> loopThread{};
@@ -457,8 +458,7 @@ void QMRunLoop::pollIO(int64_t timeoutMicros) {
         timeoutMicros = std::min(timeoutMicros, std::max<int64_t>(curl - realMonotonicMicros(), 0));
     }
     // The events the wait returns are kept for driveTransfers(), which would otherwise ask again.
-    impl_->readyCount =
-        epoll_wait(impl_->epollFd, impl_->ready, std::size(impl_->ready), waitMillis(timeoutMicros));
+    impl_->readyCount = epoll_wait(impl_->epollFd, impl_->ready, kReadyEvents, waitMillis(timeoutMicros));
 }
 
 int64_t QMRunLoop::nextDueMicros() const {
@@ -560,8 +560,7 @@ void QMRunLoop::driveTransfers() {
     }
     int running = 0;
     if (!impl_->curl.watchedSockets.empty()) {
-        const int ready =
-            kept >= 0 ? kept : epoll_wait(impl_->epollFd, impl_->ready, std::size(impl_->ready), 0);
+        const int ready = kept >= 0 ? kept : epoll_wait(impl_->epollFd, impl_->ready, kReadyEvents, 0);
         for (int i = 0; i < ready; ++i) {
             const epoll_event event = impl_->ready[i];
             if (event.data.fd == impl_->wakeFd) {
