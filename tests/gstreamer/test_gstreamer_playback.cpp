@@ -432,6 +432,43 @@ TEST_F(GStreamerPlayback, AnMPMoviePlayerPlaysTheLadderToItsFinishAndTheCollecto
     for (const auto& check : json["checks"]) EXPECT_NE(check["status"], "failed") << check.dump();
 }
 
+TEST_F(GStreamerPlayback, AnMPMoviePlayerPlaysTheLadderToItsFinishTwentyTimesInOneProcess) {
+    // Each playback in the same process as the ones before it: nothing one leaves behind may
+    // shorten the next.
+    for (int run = 0; run < 20; ++run) {
+        SCOPED_TRACE("playback " + std::to_string(run + 1));
+        finishReasons.clear();
+        playMPMoviePlayer("master.m3u8");
+        ASSERT_FALSE(sessionId.empty());
+
+        EXPECT_EQ(finishReasons, std::vector<long>{MPMovieFinishReasonPlaybackEnded});
+        EXPECT_FALSE(mpMoviePlayerDriver->failure());
+        EXPECT_FALSE(mpMoviePlayer->errorLog());
+        EXPECT_DOUBLE_EQ(mpMoviePlayer->duration(), 6.0);
+        EXPECT_DOUBLE_EQ(mpMoviePlayer->currentPlaybackTime(), 6.0);
+        // The access log's watched time adds up to the whole ladder.
+        double watched = 0.0;
+        ASSERT_TRUE(mpMoviePlayer->accessLog());
+        for (const auto& event : mpMoviePlayer->accessLog()->events()) watched += event->durationWatched();
+        EXPECT_NEAR(watched, 6.0, 0.5);
+
+        // On the wire: one join, one duration, no error, and reports for the ladder's length.
+        const QMCollectedReports sent(*collector, sessionId);
+        const std::string kinds = sent.types();
+        EXPECT_EQ(std::count(kinds.begin(), kinds.end(), 'J'), 1) << kinds;
+        EXPECT_EQ(std::count(kinds.begin(), kinds.end(), 'D'), 1) << kinds;
+        EXPECT_EQ(std::count(kinds.begin(), kinds.end(), 'E'), 0) << kinds;
+        const auto& final = sent.last();
+        EXPECT_EQ(final["assetDuration"], "6");
+        EXPECT_NEAR(std::stoll(final["totalElapsedTime"].get<std::string>()), 6000, 2000) << final.dump();
+
+        mpMoviePlayerDriver.reset();
+        if (auto plugin = mpMoviePlayerPlugin()) plugin->dispose();
+        // The next player may take this one's address: its finish must reach one observer.
+        QMNotificationCenter::defaultCenter()->removeObserver(this);
+    }
+}
+
 TEST_F(GStreamerPlayback, AnMPMoviePlayerMissingASegmentFinishesWithAPlaybackErrorReportLast) {
     // The second segment answers 404 after a second, once the session is established.
     for (const char* variant : {"v0", "v1", "v2"}) {
