@@ -4,11 +4,14 @@
 //   cpu_us_req   CPU per request of the threads involved: the calling thread for the floor; the
 //                main loop's and the shared URL session's worker for the SDK
 //   x_floor      cpu_us_req over the floor's, measured in the same run
+// and what a hand-over between two threads costs: a task posted to a run loop on another thread,
+// which posts one back (BM_RunLoopHandOverRoundTrip, cpu_us_trip: both threads' CPU per trip).
 #include <benchmark/benchmark.h>
 
 #include <atomic>
 #include <memory>
 #include <string>
+#include <thread>
 
 #include "QMBenchLoopbackServer.h"
 #include "QMBenchTraffic.h"
@@ -109,8 +112,39 @@ void BM_RequestFloor(benchmark::State& state) {
     state.counters["cpu_us_req"] = micros;
 }
 
+void BM_RunLoopHandOverRoundTrip(benchmark::State& state) {
+    constexpr int kTrips = 20'000;
+    auto here = std::make_shared<QMRunLoop>();
+    auto there = std::make_shared<QMRunLoop>();
+    std::atomic<pid_t> thereThread{0};
+    std::thread thread([&] {
+        thereThread = QMThreadClock::currentThreadId();
+        there->run();
+    });
+    while (thereThread == 0) std::this_thread::yield();
+    const pid_t hereThread = QMThreadClock::currentThreadId();
+    const auto cpu = [&] {
+        return QMThreadClock::cpuNanos(hereThread) + QMThreadClock::cpuNanos(thereThread);
+    };
+    int64_t nanos = 0;
+    for (auto _ : state) {
+        const int64_t before = cpu();
+        for (int i = 0; i < kTrips; ++i) {
+            bool back = false;
+            there->post([&] { here->post([&] { back = true; }); });
+            here->runUntil([&] { return back; }, 5'000);
+        }
+        nanos += cpu() - before;
+    }
+    there->stop();
+    thread.join();
+    state.counters["cpu_us_trip"] =
+        static_cast<double>(nanos) / 1000.0 / static_cast<double>(state.iterations() * kTrips);
+}
+
 }  // namespace
 
+BENCHMARK(BM_RunLoopHandOverRoundTrip)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_RequestFloor)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_RequestThroughURLSession)->Iterations(1)->Unit(benchmark::kMillisecond);
 
