@@ -64,10 +64,11 @@ QMCollectorApi::Response QMCollectorApi::timeline(const std::string& sessionId, 
     return {200, *body};
 }
 
-QMCollectorApi::Response QMCollectorApi::requests(const std::optional<std::string>& session) const {
+QMCollectorApi::Response QMCollectorApi::requests(const std::optional<std::string>& session,
+                                                  int64_t afterId) const {
     if (!session) return {200, {{"requests", requestList(store_.requests())}}};
     if (*session == "none") return {200, {{"requests", requestList(store_.requestsWithoutSession())}}};
-    return {200, {{"requests", requestList(store_.requestsOfSession(*session))}}};
+    return {200, {{"requests", requestList(store_.requestsOfSession(*session, afterId))}}};
 }
 
 }  // namespace veyrakit

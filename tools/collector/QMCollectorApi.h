@@ -28,7 +28,8 @@ class QMCollectorApi {
     Response session(const std::string& sessionId, int64_t nowMillis, bool assumeFinished) const;
     Response timeline(const std::string& sessionId, int64_t nowMillis, bool assumeFinished) const;
     // `session` "none" selects the requests that named no session.
-    Response requests(const std::optional<std::string>& session) const;
+    // A session's requests after the one numbered `afterId` (0: from the first).
+    Response requests(const std::optional<std::string>& session, int64_t afterId = 0) const;
 
   private:
     const QMCollectorStore& store_;

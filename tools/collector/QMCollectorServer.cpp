@@ -4,6 +4,7 @@
 
 #include <array>
 #include <chrono>
+#include <cstdlib>
 #include <mutex>
 #include <stdexcept>
 #include <thread>
@@ -138,7 +139,9 @@ void QMCollectorServer::Impl::configureMain() {
     server.Get("/api/requests", [api](const httplib::Request& req, httplib::Response& res) {
         auto session =
             req.has_param("session") ? std::optional(req.get_param_value("session")) : std::nullopt;
-        auto answer = api.requests(session);
+        // A follower asks only for what it has not seen: "after" is the last request number it has.
+        const int64_t after = std::atoll(req.get_param_value("after").c_str());
+        auto answer = api.requests(session, after);
         sendJSON(res, answer.status, answer.body);
     });
     configureDashboard(server);

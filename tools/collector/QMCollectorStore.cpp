@@ -221,11 +221,13 @@ std::vector<std::string> QMCollectorStore::sessionIdsSeen() const {
     return result;
 }
 
-std::vector<QMCollectorRequest> QMCollectorStore::selectRequests(
-    const std::string& where, const std::optional<std::string>& sessionId) const {
+std::vector<QMCollectorRequest> QMCollectorStore::selectRequests(const std::string& where,
+                                                                 const std::optional<std::string>& sessionId,
+                                                                 int64_t afterId) const {
     std::lock_guard lock(mutex_);
     Statement query(db_, kRequestColumns + where + " ORDER BY id");
     if (sessionId) query.bind(1, *sessionId);
+    if (afterId > 0) query.bind(2, afterId);
     std::vector<QMCollectorRequest> result;
     while (query.step()) result.push_back(requestFromRow(query));
     return result;
@@ -235,7 +237,9 @@ std::vector<QMCollectorRequest> QMCollectorStore::requests() const {
     return selectRequests("", std::nullopt);
 }
 
-std::vector<QMCollectorRequest> QMCollectorStore::requestsOfSession(const std::string& sessionId) const {
+std::vector<QMCollectorRequest> QMCollectorStore::requestsOfSession(const std::string& sessionId,
+                                                                    int64_t afterId) const {
+    if (afterId > 0) return selectRequests("WHERE session_id = ? AND id > ?", sessionId, afterId);
     return selectRequests("WHERE session_id = ?", sessionId);
 }
 

@@ -45,7 +45,9 @@ class QMCollectorStore {
     // Every session id that requests carried, opened here or not, in order of first appearance.
     std::vector<std::string> sessionIdsSeen() const;
     std::vector<QMCollectorRequest> requests() const;
-    std::vector<QMCollectorRequest> requestsOfSession(const std::string& sessionId) const;
+    // The session's requests, those stored after the one numbered `afterId` (0: all of them).
+    std::vector<QMCollectorRequest> requestsOfSession(const std::string& sessionId,
+                                                      int64_t afterId = 0) const;
     std::vector<QMCollectorRequest> requestsWithoutSession() const;
     // Counted by the database, without loading a body.
     int64_t countRequestsWithoutSession() const;
@@ -54,7 +56,8 @@ class QMCollectorStore {
 
   private:
     std::vector<QMCollectorRequest> selectRequests(const std::string& where,
-                                                   const std::optional<std::string>& sessionId) const;
+                                                   const std::optional<std::string>& sessionId,
+                                                   int64_t afterId = 0) const;
     void execute(const std::string& sql) const;
 
     std::string path_;

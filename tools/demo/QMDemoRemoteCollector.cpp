@@ -1,6 +1,7 @@
 #include "demo/QMDemoRemoteCollector.h"
 
 #include <httplib.h>
+#include <pthread.h>
 
 #include <chrono>
 #include <utility>
@@ -11,7 +12,9 @@ namespace veyrakit {
 
 namespace {
 
-constexpr auto kFollowInterval = std::chrono::milliseconds(200);
+// Once a second: a person reading the run's lines notices no delay, and each pass costs the
+// demo a request and a parse (at five a second, more than the SDK spends on the whole session).
+constexpr auto kFollowInterval = std::chrono::seconds(1);
 constexpr int kLastPassAttempts = 5;
 
 }  // namespace
@@ -62,7 +65,10 @@ void QMDemoRemoteCollector::start(Observer observer) {
             QMDemoError::kFailure);
     }
     observer_ = std::move(observer);
-    follower_ = std::thread([this] { follow(); });
+    follower_ = std::thread([this] {
+        pthread_setname_np(pthread_self(), "demo-follower");
+        follow();
+    });
 }
 
 std::string QMDemoRemoteCollector::description() const { return "collector at " + baseURL_; }
@@ -95,7 +101,8 @@ bool QMDemoRemoteCollector::deliverNewRequests() {
         sessionId = sessionId_;
     }
     if (!sessionId) return true;
-    auto answer = get("/api/requests?session=" + *sessionId);
+    // Only what is new since the last pass: the whole session again would cost more each time.
+    auto answer = get("/api/requests?session=" + *sessionId + "&after=" + std::to_string(lastDelivered_));
     if (!answer) return false;
     for (const auto& request : (*answer)["requests"]) {
         const int64_t id = request.value("id", int64_t{0});

@@ -11,7 +11,7 @@
 namespace veyrakit {
 
 // A veyrakit-collector running elsewhere, read through its JSON API: once the session id is
-// known, its requests are fetched a few times a second and given to the observer; the analysis
+// known, its new requests are fetched once a second and given to the observer; the analysis
 // comes from /api/sessions/<id>?final=1.
 class QMDemoRemoteCollector : public QMDemoCollector {
   public:

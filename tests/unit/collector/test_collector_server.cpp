@@ -111,6 +111,21 @@ TEST(CollectorServer, ServesStoresAndJudgesOverRealSockets) {
     ASSERT_EQ(detail["requests"].size(), 4u);
     EXPECT_EQ(detail["requests"][0]["body"], Json::parse(kInit));
     EXPECT_EQ(detail["requests"][0]["answer"]["body"]["sessionId"], sessionId);
+    // A follower asks only for the requests after the last it has.
+    const auto ids = [&](const std::string& query) {
+        const auto answer = Json::parse(http(server.baseURL() + "/api/requests?" + query).body);
+        std::vector<int64_t> found;
+        for (const auto& request : answer["requests"]) {
+            found.push_back(request["id"].get<int64_t>());
+        }
+        return found;
+    };
+    const auto all = ids("session=" + sessionId);
+    ASSERT_EQ(all.size(), 4u);
+    EXPECT_EQ(ids("session=" + sessionId + "&after=" + std::to_string(all[1])),
+              (std::vector<int64_t>{all[2], all[3]}));
+    EXPECT_EQ(ids("session=" + sessionId + "&after=" + std::to_string(all[3])), std::vector<int64_t>{});
+    EXPECT_EQ(ids("session=" + sessionId + "&after=0"), all);
     auto list = Json::parse(http(server.baseURL() + "/api/sessions").body);
     EXPECT_EQ(list["sessions"].size(), 1u);
     EXPECT_EQ(list["requestsWithoutSession"], 2);
