@@ -23,18 +23,20 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <thread>
 
 #include "QMBenchLoopbackServer.h"
-#include "QMBenchMediaLadder.h"
 #include "QMBenchTraffic.h"
 #include "QMThreadClock.h"
 #include "facade/QMMonitoringSessions.h"
 #include "platform/QMConsole.h"
 #include "platform/QMURLSession.h"
+#include "support/QMTestMediaServer.h"
 #include "veyrakit/QMDiagnosticCollectors.h"
 #include "veyrakit/VeyraKit.h"
 #include "veyrakit/gstreamer/QMGLibRunLoopSource.h"
@@ -48,6 +50,18 @@ namespace veyrakit {
 namespace {
 
 constexpr int kStartSeconds = 10;
+
+// The ladder of scripts/make-bench-media, made once per length and kept in /tmp for later runs.
+std::string benchLadder(int seconds) {
+    const std::string dir = "/tmp/veyrakit-bench-ladder-" + std::to_string(seconds);
+    // The master playlist is written last: its presence says the rest is complete.
+    if (!std::filesystem::exists(dir + "/master.m3u8")) {
+        const std::string command =
+            std::string(VEYRAKIT_MAKE_BENCH_MEDIA) + " " + dir + " " + std::to_string(seconds);
+        if (std::system(command.c_str()) != 0) throw std::runtime_error("failed: " + command);
+    }
+    return dir;
+}
 
 int mediaSeconds() {
     const char* text = std::getenv("VEYRAKIT_BENCH_MEDIA_SECONDS");
@@ -288,7 +302,7 @@ Run zeroCode(const std::string& media, const std::string& collector, int seconds
 
 void BM_LongRealPlayback(benchmark::State& state) {
     const int seconds = mediaSeconds();
-    QMBenchMediaLadder ladder(seconds);
+    QMTestMediaServer ladder(benchLadder(seconds));
     QMBenchTraffic traffic(10);
     QMBenchLoopbackServer collector(traffic);
     // The servers start their thread pools as they begin to listen: let them, so that their

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
+#include <utility>
 
 namespace veyrakit {
 
@@ -21,6 +22,15 @@ QMTestMediaServer::QMTestMediaServer(int seconds) {
     makingMillis_ =
         std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started)
             .count();
+    serve();
+}
+
+QMTestMediaServer::QMTestMediaServer(std::string directory)
+    : dir_(std::move(directory)), ownsDirectory_(false) {
+    serve();
+}
+
+void QMTestMediaServer::serve() {
     server_.set_mount_point("/", dir_);
     server_.set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
         int64_t millis = 0;
@@ -48,8 +58,10 @@ QMTestMediaServer::QMTestMediaServer(int seconds) {
 QMTestMediaServer::~QMTestMediaServer() {
     server_.stop();
     thread_.join();
-    std::error_code ignored;
-    std::filesystem::remove_all(dir_, ignored);
+    if (ownsDirectory_) {
+        std::error_code ignored;
+        std::filesystem::remove_all(dir_, ignored);
+    }
 }
 
 std::string QMTestMediaServer::url(const std::string& path) const {

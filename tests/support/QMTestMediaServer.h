@@ -12,12 +12,15 @@
 namespace veyrakit {
 
 // Real media for player backends: scripts/make-test-media writes a three-variant HLS ladder and
-// an MP4 into a temporary directory, served over loopback HTTP on a free port until destruction.
+// an MP4 into a temporary directory (or media made elsewhere is given), served over loopback HTTP
+// on a free port until destruction.
 class QMTestMediaServer {
   public:
     // `seconds` of media (a multiple of the 2 s segments). Throws std::runtime_error when the
     // media cannot be made or served.
     explicit QMTestMediaServer(int seconds = 6);
+    // Serves media already made in `directory`, and leaves it there.
+    explicit QMTestMediaServer(std::string directory);
     ~QMTestMediaServer();
     QMTestMediaServer(const QMTestMediaServer&) = delete;
     QMTestMediaServer& operator=(const QMTestMediaServer&) = delete;
@@ -39,9 +42,11 @@ class QMTestMediaServer {
     int64_t makingMillis() const { return makingMillis_; }
 
   private:
+    void serve();
     bool sendSlowly(const std::string& path, httplib::Response& response);
 
     std::string dir_;
+    bool ownsDirectory_ = true;
     int64_t makingMillis_ = 0;
     httplib::Server server_;
     std::thread thread_;
