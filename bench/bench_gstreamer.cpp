@@ -8,9 +8,8 @@
 //   sdk_pct        sdk_cpu_ms as a percentage of player_cpu_ms
 // The main loop also carries the backend's own model updates, so sdk_cpu_ms is an upper bound.
 #include <benchmark/benchmark.h>
-#include <dirent.h>
+#include <unistd.h>
 
-#include <cstdlib>
 #include <map>
 #include <memory>
 #include <set>
@@ -33,16 +32,10 @@ namespace veyrakit {
 
 namespace {
 
+// Every thread of this process now.
 std::set<pid_t> processThreads() {
     std::set<pid_t> tids;
-    if (DIR* dir = opendir("/proc/self/task")) {
-        while (const dirent* entry = readdir(dir)) {
-            if (entry->d_name[0] != '.') {
-                tids.insert(static_cast<pid_t>(std::atoi(entry->d_name)));
-            }
-        }
-        closedir(dir);
-    }
+    for (const auto& [tid, name] : QMThreadClock::threadsOf(getpid())) tids.insert(tid);
     return tids;
 }
 
