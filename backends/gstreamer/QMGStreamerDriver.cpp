@@ -80,7 +80,8 @@ void QMGStreamerDriver::pipelineBuffering(int percent) {
         return;
     }
     buffering_ = buffering;
-    if (!started_) {
+    // An app may play its pipeline while it still fills: the model is ready once it has.
+    if (!started_ || !ready_) {
         becomeReadyIfLoaded();
     } else if (seeking_) {
         endSeekIfRefilled();
@@ -111,6 +112,12 @@ void QMGStreamerDriver::pipelineStateChanged(GstState current, GstState target) 
         leave();
         return;
     }
+    // The app's wish before the pipeline's answer to it, as a player is asked to play and then
+    // plays: a model that played before it was asked would be past its join when its plugin,
+    // which starts on play, first looks.
+    if (isFollowingOwner()) {
+        followOwner(target);
+    }
     if (current == GST_STATE_PLAYING) {
         if (!started_) {
             started_ = true;
@@ -120,12 +127,16 @@ void QMGStreamerDriver::pipelineStateChanged(GstState current, GstState target) 
         }
         modelReachesPlaying();
     }
-    if (!isFollowingOwner()) {
-        return;
-    }
+}
+
+void QMGStreamerDriver::followOwner(GstState target) {
     // A pipeline its owner pauses to refill (or that a seek flushes) is not paused by the viewer.
     if (target == GST_STATE_PLAYING) {
         ownerPlays(rate_);
+        if (!ownerAskedToPlay_) {
+            ownerAskedToPlay_ = true;
+            becomeReadyIfLoaded();
+        }
     } else if (target == GST_STATE_PAUSED && !buffering_ && !seeking_) {
         ownerPauses();
     }
@@ -172,6 +183,14 @@ void QMGStreamerDriver::endSeekIfRefilled() {
 
 void QMGStreamerDriver::becomeReadyIfLoaded() {
     if (ready_ || !prerolled_ || buffering_) {
+        return;
+    }
+    // An app's pipeline prerolls before it plays, and whether the preroll ends before or after
+    // the app asks to play is a race of milliseconds. A model ready before play would have its
+    // duration and load state before its plugin, which starts on play, looks: sessions with or
+    // without a join and a duration by chance. Ready at the app's play, every session has both,
+    // and the join is the wait the viewer had after play.
+    if (isFollowingOwner() && !ownerAskedToPlay_) {
         return;
     }
     ready_ = true;

@@ -157,6 +157,58 @@ TEST_F(AttachedMonitoring, TheMoviePlayerKindModelsTheAppsPipeline) {
     EXPECT_FALSE(reports.last().contains("playbackCompleted"));
 }
 
+// An app's pipeline prerolls before it plays, and whether the preroll ends before or after the
+// app's play (or before the monitor hears of the pipeline at all) is a race. Whichever way it
+// goes, the session has its join and its duration: the model is ready at the app's play.
+TEST_F(AttachedMonitoring, APipelinePrerolledBeforeItsPlayOrBeforeTheAttachGivesOneJoinAndOneDuration) {
+    const auto reaches = [&](GstState wanted) {
+        return app->runUntil(
+            [&] {
+                GstState state = GST_STATE_VOID_PENDING;
+                return gst_element_get_state(app->playbin(), &state, nullptr, 0) == GST_STATE_CHANGE_SUCCESS &&
+                       state == wanted;
+            },
+            5'000);
+    };
+    const auto joinedWithDuration = [&] {
+        const auto ids = sessions();
+        if (ids.empty()) return false;
+        const std::string types = QMCollectedReports(*collector, ids.back()).types();
+        return types.find('J') != std::string::npos && types.find('D') != std::string::npos;
+    };
+    for (const PlayerKind kind : {PlayerKind::AVPlayer, PlayerKind::MPMoviePlayerController}) {
+        for (const bool attachedFirst : {true, false}) {
+            const size_t before = sessions().size();
+            makeApp("playbin", BusStyle::Watch);
+            app->setURI(media.url("clip.mp4"));
+            if (attachedFirst) {
+                monitor = QMGStreamerMonitor::attach(app->playbin(), options(kind));
+                app->pause();
+                ASSERT_TRUE(reaches(GST_STATE_PAUSED));
+                app->play();
+            } else {
+                app->play();
+                ASSERT_TRUE(reaches(GST_STATE_PLAYING));
+                monitor = QMGStreamerMonitor::attach(app->playbin(), options(kind));
+            }
+            EXPECT_TRUE(app->runUntil([&] { return sessions().size() > before && joinedWithDuration(); }, 5'000))
+                << (kind == PlayerKind::AVPlayer ? "AVPlayer" : "movie player")
+                << (attachedFirst ? ", attached before the preroll" : ", attached while playing");
+            app->stop();
+            ASSERT_TRUE(settle());
+            monitor.reset();
+            app.reset();
+        }
+    }
+    const auto ids = sessions();
+    ASSERT_EQ(ids.size(), 4u);
+    for (const auto& id : ids) {
+        const std::string types = QMCollectedReports(*collector, id).types();
+        EXPECT_EQ(std::count(types.begin(), types.end(), 'J'), 1) << types;
+        EXPECT_EQ(std::count(types.begin(), types.end(), 'D'), 1) << types;
+    }
+}
+
 TEST_F(AttachedMonitoring, ASegmentMissingMidWayIsAPlaybackErrorReportAndTheSessionEnds) {
     for (const char* variant : {"v0", "v1", "v2"}) media.remove(std::string(variant) + "/seg1.ts");
     makeApp("playbin3", BusStyle::Watch);

@@ -121,6 +121,8 @@ class VEYRAKIT_EXPORT QMGStreamerDriver : public QMObject, protected QMGStreamer
     void pipelineGone() override;
 
     void becomeReadyIfLoaded();
+    // On the app's pipeline: the model made to follow what the app asked of it.
+    void followOwner(GstState target);
     void endSeekIfRefilled();
     void openAccessLogEvent();
     // `next`: the variant shown from now on (none: playback is over).
@@ -142,6 +144,8 @@ class VEYRAKIT_EXPORT QMGStreamerDriver : public QMObject, protected QMGStreamer
     bool buffering_ = false;
     bool ready_ = false;
     bool started_ = false;
+    // On the app's pipeline: whether the app has asked it to play yet.
+    bool ownerAskedToPlay_ = false;
     // From a seek until the pipeline has prerolled at the new position and refilled.
     bool seeking_ = false;
     bool seekPrerolled_ = false;
