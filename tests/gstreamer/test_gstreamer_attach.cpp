@@ -165,7 +165,8 @@ TEST_F(AttachedMonitoring, APipelinePrerolledBeforeItsPlayOrBeforeTheAttachGives
         return app->runUntil(
             [&] {
                 GstState state = GST_STATE_VOID_PENDING;
-                return gst_element_get_state(app->playbin(), &state, nullptr, 0) == GST_STATE_CHANGE_SUCCESS &&
+                return gst_element_get_state(app->playbin(), &state, nullptr, 0) ==
+                           GST_STATE_CHANGE_SUCCESS &&
                        state == wanted;
             },
             5'000);
@@ -191,7 +192,8 @@ TEST_F(AttachedMonitoring, APipelinePrerolledBeforeItsPlayOrBeforeTheAttachGives
                 ASSERT_TRUE(reaches(GST_STATE_PLAYING));
                 monitor = QMGStreamerMonitor::attach(app->playbin(), options(kind));
             }
-            EXPECT_TRUE(app->runUntil([&] { return sessions().size() > before && joinedWithDuration(); }, 5'000))
+            EXPECT_TRUE(
+                app->runUntil([&] { return sessions().size() > before && joinedWithDuration(); }, 5'000))
                 << (kind == PlayerKind::AVPlayer ? "AVPlayer" : "movie player")
                 << (attachedFirst ? ", attached before the preroll" : ", attached while playing");
             app->stop();
