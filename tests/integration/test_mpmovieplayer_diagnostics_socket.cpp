@@ -28,7 +28,10 @@ TEST_F(MPMoviePlayerDiagnosticsOverSockets, DiagnosticPostsArriveOverSocketsAndT
         std::lock_guard<std::mutex> lock(mutex);
         posts.push_back(req);
     });
-    server.set_keep_alive_timeout(1);
+    server.set_keep_alive_timeout(1);  // stop() waits for idle connections at most this long
+    // One request per connection: the diagnostic post may come a second after the session start,
+    // when the server drops that idle connection, and a post is never sent twice.
+    server.set_keep_alive_max_count(1);
     const std::string base = "http://127.0.0.1:" + std::to_string(server.bind_to_any_port("127.0.0.1"));
     std::thread thread([&] { server.listen_after_bind(); });
     while (!server.is_running()) {
