@@ -8,7 +8,7 @@
 //                    and answering the follower (the remote machine's cost)
 //   delivered        requests the follower handed on meanwhile
 #include <benchmark/benchmark.h>
-#include <curl/curl.h>
+#include <httplib.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -28,23 +28,10 @@ namespace {
 
 constexpr int kFollowSeconds = 10;
 
-std::string post(const std::string& url, const std::string& body) {
-    std::string answer;
-    CURL* curl = curl_easy_init();
-    curl_slist* headers = curl_slist_append(nullptr, "Content-Type: application/json");
-    curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
-    curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers);
-    curl_easy_setopt(curl, CURLOPT_POSTFIELDS, body.c_str());
-    curl_easy_setopt(
-        curl, CURLOPT_WRITEFUNCTION, +[](char* data, size_t size, size_t count, void* target) {
-            static_cast<std::string*>(target)->append(data, size * count);
-            return size * count;
-        });
-    curl_easy_setopt(curl, CURLOPT_WRITEDATA, &answer);
-    curl_easy_perform(curl);
-    curl_slist_free_all(headers);
-    curl_easy_cleanup(curl);
-    return answer;
+// One POST of the collector's client (the SDK's stand-in); its answer's body.
+std::string post(const std::string& baseURL, const std::string& path, const std::string& body) {
+    const auto answer = httplib::Client(baseURL).Post(path, body, "application/json");
+    return answer ? answer->body : std::string();
 }
 
 // A periodical report about the size of the SDK's.
@@ -77,10 +64,9 @@ void BM_DemoFollowingACollector(benchmark::State& state) {
         R"({"assetId":"A-1","qmrCID":"C-1","protocolVersion":"1.1","mediaUrl":"https://media.invalid/a.m3u8",)"
         R"("streamType":"HLS","assetType":"VOD","uniqueViewerData":[]})";
     const std::string sessionId =
-        nlohmann::ordered_json::parse(post(collector.baseURL() + "/player/init", init))
-            .value("sessionId", "");
+        nlohmann::ordered_json::parse(post(collector.baseURL(), "/player/init", init)).value("sessionId", "");
     const auto stored = static_cast<int>(state.range(0));
-    for (int i = 1; i <= stored; ++i) post(collector.baseURL() + "/player/report", report(sessionId, i));
+    for (int i = 1; i <= stored; ++i) post(collector.baseURL(), "/player/report", report(sessionId, i));
 
     double followerMillis = 0, collectorMillis = 0;
     int64_t delivered = 0;
@@ -97,7 +83,7 @@ void BM_DemoFollowingACollector(benchmark::State& state) {
         const int64_t follower = cpuOfThreadsNamed("demo-follower");
         for (int second = 0; second < kFollowSeconds; ++second) {
             std::this_thread::sleep_for(std::chrono::seconds(1));
-            post(collector.baseURL() + "/player/report", report(sessionId, stored + second + 1));
+            post(collector.baseURL(), "/player/report", report(sessionId, stored + second + 1));
         }
         const int64_t followerNanos = cpuOfThreadsNamed("demo-follower") - follower;
         remote.stop();

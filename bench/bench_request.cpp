@@ -18,6 +18,7 @@
 #include "QMRequestFloor.h"
 #include "QMThreadClock.h"
 #include "platform/QMURLSession.h"
+#include "reporting/QMJSONPostRequest.h"
 #include "veyrakit/platform/QMRunLoop.h"
 #include "veyrakit/platform/QMURL.h"
 
@@ -46,14 +47,6 @@ QMBenchTraffic::KeptRequests sameRequests() {
     return requests;
 }
 
-std::shared_ptr<QMURLRequest> postRequest(const std::string& url, const std::string& json) {
-    auto request = QMURLRequest::requestWithURL(QMURL::URLWithString(url));
-    request->setHTTPMethod("POST");
-    request->setValue("application/json", "Content-Type");
-    request->setHTTPBody(json);
-    return request;
-}
-
 double floorMicros(const std::string& baseURL) {
     return QMRequestFloor::replay(baseURL, sameRequests()).cpuMicrosPerRequest;
 }
@@ -78,7 +71,7 @@ void BM_RequestThroughURLSession(benchmark::State& state) {
         for (int i = 0; i < kRequests; ++i) {
             std::atomic<bool> done{false};
             session
-                ->dataTaskWithRequest(postRequest(url, json),
+                ->dataTaskWithRequest(QMJSONPostRequest::requestWithURL(QMURL::URLWithString(url), json),
                                       [&](const auto& data, const auto&, const auto&) {
                                           failures += data ? 0 : 1;
                                           done = true;

@@ -223,11 +223,11 @@ std::vector<std::string> QMCollectorStore::sessionIdsSeen() const {
 
 std::vector<QMCollectorRequest> QMCollectorStore::selectRequests(const std::string& where,
                                                                  const std::optional<std::string>& sessionId,
-                                                                 int64_t afterId) const {
+                                                                 std::optional<int64_t> afterId) const {
     std::lock_guard lock(mutex_);
     Statement query(db_, kRequestColumns + where + " ORDER BY id");
     if (sessionId) query.bind(1, *sessionId);
-    if (afterId > 0) query.bind(2, afterId);
+    if (afterId) query.bind(2, *afterId);
     std::vector<QMCollectorRequest> result;
     while (query.step()) result.push_back(requestFromRow(query));
     return result;
@@ -239,8 +239,8 @@ std::vector<QMCollectorRequest> QMCollectorStore::requests() const {
 
 std::vector<QMCollectorRequest> QMCollectorStore::requestsOfSession(const std::string& sessionId,
                                                                     int64_t afterId) const {
-    if (afterId > 0) return selectRequests("WHERE session_id = ? AND id > ?", sessionId, afterId);
-    return selectRequests("WHERE session_id = ?", sessionId);
+    // Numbers start at 1: after 0 is the whole session.
+    return selectRequests("WHERE session_id = ? AND id > ?", sessionId, afterId);
 }
 
 std::vector<QMCollectorRequest> QMCollectorStore::requestsWithoutSession() const {

@@ -57,7 +57,7 @@ class QMCollectorStore {
   private:
     std::vector<QMCollectorRequest> selectRequests(const std::string& where,
                                                    const std::optional<std::string>& sessionId,
-                                                   int64_t afterId = 0) const;
+                                                   std::optional<int64_t> afterId = std::nullopt) const;
     void execute(const std::string& sql) const;
 
     std::string path_;
