@@ -1,21 +1,16 @@
 #include "QMRequestFloor.h"
 
 #include <curl/curl.h>
-#include <time.h>
 
 #include <memory>
 #include <string_view>
 #include <vector>
 
+#include "QMThreadClock.h"
+
 namespace veyrakit {
 
 namespace {
-
-int64_t threadCpuNanos() {
-    timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<int64_t>(now.tv_sec) * 1'000'000'000 + now.tv_nsec;
-}
 
 size_t discard(char* /*buffer*/, size_t size, size_t count, void* /*unused*/) { return size * count; }
 
@@ -52,7 +47,7 @@ QMRequestFloor::Figures QMRequestFloor::replay(const std::string& baseURL,
     curl_easy_setopt(easy.get(), CURLOPT_WRITEFUNCTION, &discard);
 
     Figures figures;
-    const int64_t before = threadCpuNanos();
+    const int64_t before = QMThreadClock::currentThreadCpuNanos();
     for (std::size_t i = 0; i < requests.size(); ++i) {
         const auto& request = requests[i];
         curl_easy_setopt(easy.get(), CURLOPT_URL, urls[i].c_str());
@@ -72,8 +67,8 @@ QMRequestFloor::Figures QMRequestFloor::replay(const std::string& baseURL,
         ++figures.requests;
     }
     if (figures.requests > 0) {
-        figures.cpuMicrosPerRequest =
-            static_cast<double>(threadCpuNanos() - before) / 1000.0 / static_cast<double>(figures.requests);
+        figures.cpuMicrosPerRequest = static_cast<double>(QMThreadClock::currentThreadCpuNanos() - before) /
+                                      1000.0 / static_cast<double>(figures.requests);
     }
     return figures;
 }

@@ -36,11 +36,19 @@ pid_t QMThreadClock::URLSessionWorkerThreadId() {
     return worker.load();
 }
 
-int64_t QMThreadClock::processCpuNanos() {
+namespace {
+
+int64_t clockNanos(clockid_t clock) {
     timespec now{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+    clock_gettime(clock, &now);
     return static_cast<int64_t>(now.tv_sec) * 1'000'000'000 + now.tv_nsec;
 }
+
+}  // namespace
+
+int64_t QMThreadClock::currentThreadCpuNanos() { return clockNanos(CLOCK_THREAD_CPUTIME_ID); }
+
+int64_t QMThreadClock::processCpuNanos() { return clockNanos(CLOCK_PROCESS_CPUTIME_ID); }
 
 std::map<pid_t, std::string> QMThreadClock::threadsOf(pid_t pid) {
     std::map<pid_t, std::string> threads;

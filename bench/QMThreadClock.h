@@ -18,6 +18,8 @@ class QMThreadClock {
     // The shared URL session's worker: a data task that cannot connect is run, and its
     // completion, which runs on the worker, says where it ran. Starts the worker if needed.
     static pid_t URLSessionWorkerThreadId();
+    // The calling thread, from the kernel's clock for it (no file to read).
+    static int64_t currentThreadCpuNanos();
     // Every thread of this process, the calling one included.
     static int64_t processCpuNanos();
 

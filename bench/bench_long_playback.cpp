@@ -18,7 +18,6 @@
 #include <gst/gst.h>
 #include <signal.h>
 #include <sys/wait.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -158,12 +157,6 @@ Run ownedPipeline(const std::string& media, const std::string& collector, int se
     return run;
 }
 
-int64_t threadCpuNanos() {
-    timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<int64_t>(now.tv_sec) * 1'000'000'000 + now.tv_nsec;
-}
-
 // The app of mode 1. Its bus watch runs on the loop's thread beside the SDK: its time is the
 // app's (the tool's), not the SDK's.
 struct AttachedApp {
@@ -205,13 +198,13 @@ Run attachedPipeline(const std::string& media, const std::string& collector, int
         bus,
         [](GstBus*, GstMessage* message, gpointer data) -> gboolean {
             auto* self = static_cast<AttachedApp*>(data);
-            const int64_t began = threadCpuNanos();
+            const int64_t began = QMThreadClock::currentThreadCpuNanos();
             if (GST_MESSAGE_TYPE(message) == GST_MESSAGE_EOS) self->run->played = true;
             if (GST_MESSAGE_TYPE(message) == GST_MESSAGE_EOS ||
                 GST_MESSAGE_TYPE(message) == GST_MESSAGE_ERROR) {
                 g_main_loop_quit(self->mainLoop);
             }
-            self->busNanos += threadCpuNanos() - began;
+            self->busNanos += QMThreadClock::currentThreadCpuNanos() - began;
             return TRUE;
         },
         &app);
